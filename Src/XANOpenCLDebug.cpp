@@ -1,0 +1,368 @@
+#include "XANOpenCLDebug.h"
+
+#include "APIUsageLog.h"
+#include "Modules/OpenCLModule.h"
+
+#include <cstring>
+#include <new>
+#include <sstream>
+
+std::set<KernelDebugState*> g_KernelDebugStates;
+boost::mutex g_KernelDebugStatesMutex;
+
+KernelDebugState::KernelDebugState()
+    : m_callback(NULL), m_pUserData(NULL), m_pHost(NULL),
+      m_debugEvent(XANCLDEBUG_EVENT_UNINITIALIZED), m_workSize{2, 0, 0, 0, 0},
+      m_bDebuggingEnded(false), m_bTrackPrivateMemory(true), m_bIsTidalReefs(false)
+{
+}
+
+KernelDebugState::~KernelDebugState()
+{
+    delete m_pHost;
+    m_pHost = NULL;
+}
+
+std::string GetDebugEventText(cl_uint debugEvent)
+{
+    switch (debugEvent)
+    {
+    case XANCLDEBUG_EVENT_UNINITIALIZED:
+        return "EVENT_UNINITIALIZED";
+    case XANCLDEBUG_EVENT_STARTED:
+        return "EVENT_STARTED";
+    case XANCLDEBUG_EVENT_HALTED:
+        return "EVENT_HALTED";
+    case XANCLDEBUG_EVENT_FINISHED:
+        return "EVENT_FINISHED";
+    case XANCLDEBUG_EVENT_ERROR:
+        return "EVENT_ERROR";
+    default:
+        return std::to_string(debugEvent);
+    }
+}
+
+std::string GetDebugCommandText(cl_uint debugCommand)
+{
+    switch (debugCommand)
+    {
+    case XANCLDEBUG_COMMAND_UNINITIALIZED:
+        return "COMMAND_UNINITIALIZED";
+    case XANCLDEBUG_COMMAND_CONTINUE:
+        return "COMMAND_CONTINUE";
+    case XANCLDEBUG_COMMAND_STEP:
+        return "COMMAND_STEP";
+    default:
+        return std::to_string(debugCommand);
+    }
+}
+
+namespace
+{
+typedef boost::unique_lock<boost::mutex> StatesLock;
+
+// Calls the front-end with the lock released, so that its queries can take it, and takes the
+// lock again afterwards unless told not to.
+cl_uint CallCallback(KernelDebugState* pKernelDebugState, StatesLock& lock, bool bRelock)
+{
+    const xanclDebugCallback callback = pKernelDebugState->m_callback;
+    const cl_uint debugEvent = pKernelDebugState->m_debugEvent;
+    void* const pUserData = pKernelDebugState->m_pUserData;
+
+    APIUsageLog& log = APIUsageLog::GetInstance();
+    log << "callback( " << static_cast<const void*>(pKernelDebugState) << ", "
+        << GetDebugEventText(debugEvent) << " )\n";
+    lock.unlock();
+    const cl_uint command = callback != NULL
+                                ? callback(pKernelDebugState, debugEvent, pUserData)
+                                : static_cast<cl_uint>(XANCLDEBUG_COMMAND_UNINITIALIZED);
+    if (bRelock)
+    {
+        lock.lock();
+    }
+    log << "callback() returned " << GetDebugCommandText(command) << "\n";
+    return command;
+}
+
+// The run can't start: the front-end hears of it once, and the lock stays released.
+bool ReportStartFailure(KernelDebugState* pKernelDebugState, StatesLock& lock)
+{
+    pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_ERROR;
+    CallCallback(pKernelDebugState, lock, false);
+    return false;
+}
+
+struct EnqueueData
+{
+    cl_kernel kernel;
+    cl_command_queue commandQueue;
+    cl_uint nWorkDim;
+    const size_t* pGlobalWorkOffset;
+    const size_t* pGlobalWorkSize;
+    const size_t* pLocalWorkSize;
+};
+
+// Carries out one command; bRunning stays as it was for a command that isn't one.
+bool ExecuteCommand(KernelDebugState* pKernelDebugState, const EnqueueData& data, cl_uint command,
+                    bool bRunning)
+{
+    switch (command)
+    {
+    case XANCLDEBUG_COMMAND_CONTINUE:
+        return DoContinue(pKernelDebugState, data.commandQueue, data.kernel, data.nWorkDim,
+                          data.pGlobalWorkOffset, data.pGlobalWorkSize, data.pLocalWorkSize);
+    case XANCLDEBUG_COMMAND_STEP:
+        return pKernelDebugState->m_pHost->Step();
+    default:
+        CLD_Break("Unrecognized debug command");
+        return bRunning;
+    }
+}
+
+// A local size of zeros means that the application gave none.
+bool HasLocalSize(cl_uint nWorkDim, const size_t* pLocalWorkSize)
+{
+    if (pLocalWorkSize == NULL)
+    {
+        return false;
+    }
+    for (cl_uint i = 0; i < nWorkDim; ++i)
+    {
+        if (pLocalWorkSize[i] != 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+} // namespace
+
+bool DoDebugging(KernelDebugState* pKernelDebugState)
+{
+    CLD_Assert(pKernelDebugState != NULL);
+    if (pKernelDebugState == NULL)
+    {
+        return false;
+    }
+
+    StatesLock lock(g_KernelDebugStatesMutex);
+    // clang-format off
+    CLD_Assert(g_KernelDebugStates.find( pKernelDebugState ) != g_KernelDebugStates.end());
+    // clang-format on
+    if (g_KernelDebugStates.find(pKernelDebugState) == g_KernelDebugStates.end())
+    {
+        return false;
+    }
+    CLD_Assert(pKernelDebugState->m_debugEvent == XANCLDEBUG_EVENT_UNINITIALIZED);
+    if (pKernelDebugState->m_debugEvent != XANCLDEBUG_EVENT_UNINITIALIZED)
+    {
+        return false;
+    }
+    XAN_ShaderDebugger::CShaderDebuggerHostCL* pHost = pKernelDebugState->m_pHost;
+    CLD_Assert(pHost != NULL);
+    if (pHost == NULL)
+    {
+        return false;
+    }
+
+    const cl_kernel kernel = pHost->GetKernel();
+    CLD_Assert(kernel != 0);
+    if (kernel == 0)
+    {
+        return false;
+    }
+    const cl_command_queue commandQueue = pHost->GetCommandQueue();
+    CLD_Assert(commandQueue != 0);
+    if (commandQueue == 0)
+    {
+        return false;
+    }
+    EnqueueData data = {kernel, commandQueue, 0, NULL, NULL, NULL};
+    const bool bRet = pHost->GetEnqueueData(&data.nWorkDim, &data.pGlobalWorkOffset,
+                                            &data.pGlobalWorkSize, &data.pLocalWorkSize);
+    CLD_Assert(bRet);
+    if (!bRet)
+    {
+        return false;
+    }
+
+    APIUsageLog& log = APIUsageLog::GetInstance();
+    const std::vector<unsigned char>& binary = pHost->GetKernelBinary();
+    if (binary.empty())
+    {
+        log << "Error: No kernel binary.\n";
+        return ReportStartFailure(pKernelDebugState, lock);
+    }
+    if (!pHost->StartDebugging(binary.data(), binary.size(), NULL, pKernelDebugState->m_workSize,
+                               0))
+    {
+        log << "Error: Could not start kernel debugging.\n";
+        return ReportStartFailure(pKernelDebugState, lock);
+    }
+    if (!pHost->InitKernelArgInfo(kernel))
+    {
+        return false;
+    }
+
+    pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_STARTED;
+    bool bRunning = true;
+    cl_uint command = CallCallback(pKernelDebugState, lock, true);
+    pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_HALTED;
+    pKernelDebugState->m_bDebuggingEnded = false;
+    bRunning = ExecuteCommand(pKernelDebugState, data, command, bRunning);
+    while (bRunning)
+    {
+        command = CallCallback(pKernelDebugState, lock, true);
+        bRunning = ExecuteCommand(pKernelDebugState, data, command, bRunning);
+    }
+
+    pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_FINISHED;
+    CallCallback(pKernelDebugState, lock, true);
+    if (!pKernelDebugState->m_bDebuggingEnded)
+    {
+        pHost->EndDebugging(true);
+    }
+    return true;
+}
+
+bool DoContinue(KernelDebugState* pKernelDebugState, cl_command_queue commandQueue,
+                cl_kernel kernel, cl_uint nWorkDim, const size_t* pGlobalWorkOffset,
+                const size_t* pGlobalWorkSize, const size_t* pLocalWorkSize)
+{
+    CLD_Assert(pKernelDebugState != NULL);
+    if (pKernelDebugState == NULL)
+    {
+        return false;
+    }
+    XAN_ShaderDebugger::CShaderDebuggerHostCL* pHost = pKernelDebugState->m_pHost;
+    if (pHost->GetAllBreakpoints(NULL) != 0)
+    {
+        pKernelDebugState->m_bDebuggingEnded = false;
+        return pHost->Run();
+    }
+
+    // Nothing to stop at: the rest of the run goes at full speed, on the application's buffers
+    // as they were before the debugger's first run.
+    pHost->EndDebugging(false);
+    cl_event event = NULL;
+    cl_int ret = g_OpenCLModule.clEnqueueNDRangeKernel(
+        commandQueue, kernel, nWorkDim, pGlobalWorkOffset, pGlobalWorkSize,
+        HasLocalSize(nWorkDim, pLocalWorkSize) ? pLocalWorkSize : NULL, 0, NULL, &event);
+    CLD_Assert(ret == CL_SUCCESS);
+    if (ret != CL_SUCCESS)
+    {
+        return false;
+    }
+    ret = g_OpenCLModule.clWaitForEvents(1, &event);
+    if (ret != CL_SUCCESS)
+    {
+        g_OpenCLModule.clReleaseEvent(event);
+        return false;
+    }
+    ret = g_OpenCLModule.clReleaseEvent(event);
+    if (ret != CL_SUCCESS)
+    {
+        return false;
+    }
+    pKernelDebugState->m_bDebuggingEnded = true;
+    return false;
+}
+
+namespace
+{
+void LogDispatchTable(const void* pTable)
+{
+    std::ostringstream text;
+    OpenCLModule::PrintTable(text, pTable, OpenCLModule::NUM_DISPATCH_SLOTS);
+    APIUsageLog::GetInstance() << text.str();
+}
+} // namespace
+
+XANCL_API xanclDebugStatus xanclDebugUtilGetLastError(KernelDebugState* pKernelDebugState,
+                                                      size_t nBufferSize, char* pBuffer,
+                                                      size_t* pLength)
+{
+    try
+    {
+        APIUsageLog::GetInstance()
+            << "xanclDebugUtilGetLastError( " << static_cast<const void*>(pKernelDebugState) << ", "
+            << nBufferSize << ", " << static_cast<const void*>(pBuffer) << ", "
+            << static_cast<const void*>(pLength) << " )\n";
+        if ((nBufferSize > 0 && pBuffer == NULL) || pKernelDebugState == NULL)
+        {
+            return XANCLDEBUG_ERROR_NULL_ARGUMENT;
+        }
+
+        // The handle is looked up, so that a stale one gives an error rather than a crash.
+        StatesLock lock(g_KernelDebugStatesMutex);
+        if (g_KernelDebugStates.find(pKernelDebugState) == g_KernelDebugStates.end() ||
+            pKernelDebugState->m_pHost == NULL)
+        {
+            return XANCLDEBUG_ERROR_INVALID_STATE;
+        }
+        std::string strErr;
+        pKernelDebugState->m_pHost->GetLastError(strErr);
+
+        if (pLength != NULL)
+        {
+            *pLength = strErr.empty() ? 0 : strErr.size() + 1;
+        }
+        if (pBuffer != NULL)
+        {
+            if (strErr.size() + 1 > nBufferSize)
+            {
+                return XANCLDEBUG_ERROR_BUFFER_TOO_SMALL;
+            }
+            if (!strErr.empty())
+            {
+                memcpy(pBuffer, strErr.c_str(), strErr.size() + 1);
+            }
+        }
+        return XANCLDEBUG_SUCCESS;
+    }
+    catch (const std::bad_alloc&)
+    {
+        return XANCLDEBUG_ERROR_OUT_OF_MEMORY;
+    }
+}
+
+XANCL_API cl_int xanclDebugGetDispatchTable(void* pTable)
+{
+    static const char s_Function[] = "xanclDebugGetDispatchTable";
+    try
+    {
+        APIUsageLog::GetInstance() << s_Function << "( " << pTable << " )\n";
+        if (pTable == NULL)
+        {
+            return LogReturn(s_Function, CL_INVALID_VALUE);
+        }
+        g_OpenCLModule.GetTable(pTable);
+        LogDispatchTable(pTable);
+        return LogReturn(s_Function, CL_SUCCESS);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return LogReturn(s_Function, CL_OUT_OF_HOST_MEMORY);
+    }
+}
+
+XANCL_API cl_int xanclDebugSetDispatchTable(const void* pTable)
+{
+    static const char s_Function[] = "xanclDebugSetDispatchTable";
+    try
+    {
+        APIUsageLog::GetInstance() << s_Function << "( " << pTable << " )\n";
+        if (pTable == NULL)
+        {
+            return LogReturn(s_Function, CL_INVALID_VALUE);
+        }
+        g_OpenCLModule.SetTable(pTable);
+        g_DeviceOpenCLModule.SetTable(pTable);
+        LogDispatchTable(pTable);
+        return LogReturn(s_Function, CL_SUCCESS);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return LogReturn(s_Function, CL_OUT_OF_HOST_MEMORY);
+    }
+}
