@@ -13,6 +13,24 @@
 
 namespace ShaderUtils
 {
+// A program: leading macros, the language token, the version token, then
+// declarations and instructions.
+constexpr unsigned int IL_LANGUAGE_LIMIT = 256; // a language token is below this
+constexpr unsigned int IL_VERSION_MINOR_SHIFT = 0;
+constexpr unsigned int IL_VERSION_MAJOR_SHIFT = 8;
+constexpr unsigned int IL_VERSION_SHADER_TYPE_SHIFT = 16;
+constexpr unsigned int IL_VERSION_FIELD_MASK = 0xFFu;
+
+enum ILShaderType : unsigned int
+{
+    IL_SHADER_VERTEX = 0,
+    IL_SHADER_PIXEL = 1,
+    IL_SHADER_GEOMETRY = 2,
+    IL_SHADER_COMPUTE = 3,
+    IL_SHADER_HULL = 4,
+    IL_SHADER_DOMAIN = 5,
+};
+
 // Opcode token.
 constexpr unsigned int IL_OPCODE_MASK = 0xFFFFu;
 constexpr unsigned int IL_CONTROL_SHIFT = 16;
