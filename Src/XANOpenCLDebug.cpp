@@ -92,33 +92,6 @@ bool ReportStartFailure(KernelDebugState* pKernelDebugState, StatesLock& lock)
     return false;
 }
 
-struct EnqueueData
-{
-    cl_kernel kernel;
-    cl_command_queue commandQueue;
-    cl_uint nWorkDim;
-    const size_t* pGlobalWorkOffset;
-    const size_t* pGlobalWorkSize;
-    const size_t* pLocalWorkSize;
-};
-
-// Carries out one command; bRunning stays as it was for a command that isn't one.
-bool ExecuteCommand(KernelDebugState* pKernelDebugState, const EnqueueData& data, cl_uint command,
-                    bool bRunning)
-{
-    switch (command)
-    {
-    case XANCLDEBUG_COMMAND_CONTINUE:
-        return DoContinue(pKernelDebugState, data.commandQueue, data.kernel, data.nWorkDim,
-                          data.pGlobalWorkOffset, data.pGlobalWorkSize, data.pLocalWorkSize);
-    case XANCLDEBUG_COMMAND_STEP:
-        return pKernelDebugState->m_pHost->Step();
-    default:
-        CLD_Break("Unrecognized debug command");
-        return bRunning;
-    }
-}
-
 // A local size of zeros means that the application gave none.
 bool HasLocalSize(cl_uint nWorkDim, const size_t* pLocalWorkSize)
 {
@@ -177,9 +150,12 @@ bool DoDebugging(KernelDebugState* pKernelDebugState)
     {
         return false;
     }
-    EnqueueData data = {kernel, commandQueue, 0, NULL, NULL, NULL};
-    const bool bRet = pHost->GetEnqueueData(&data.nWorkDim, &data.pGlobalWorkOffset,
-                                            &data.pGlobalWorkSize, &data.pLocalWorkSize);
+    cl_uint nWorkDim = 0;
+    const size_t* pGlobalWorkOffset = NULL;
+    const size_t* pGlobalWorkSize = NULL;
+    const size_t* pLocalWorkSize = NULL;
+    const bool bRet =
+        pHost->GetEnqueueData(&nWorkDim, &pGlobalWorkOffset, &pGlobalWorkSize, &pLocalWorkSize);
     CLD_Assert(bRet);
     if (!bRet)
     {
@@ -209,11 +185,27 @@ bool DoDebugging(KernelDebugState* pKernelDebugState)
     cl_uint command = CallCallback(pKernelDebugState, lock, true);
     pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_HALTED;
     pKernelDebugState->m_bDebuggingEnded = false;
-    bRunning = ExecuteCommand(pKernelDebugState, data, command, bRunning);
-    while (bRunning)
+    for (;;)
     {
+        switch (command)
+        {
+        case XANCLDEBUG_COMMAND_CONTINUE:
+            bRunning = DoContinue(pKernelDebugState, commandQueue, kernel, nWorkDim,
+                                  pGlobalWorkOffset, pGlobalWorkSize, pLocalWorkSize);
+            break;
+        case XANCLDEBUG_COMMAND_STEP:
+            bRunning = pHost->Step();
+            break;
+        default:
+            // The front-end is asked again.
+            CLD_Break("Unrecognized debug command");
+            break;
+        }
+        if (!bRunning)
+        {
+            break;
+        }
         command = CallCallback(pKernelDebugState, lock, true);
-        bRunning = ExecuteCommand(pKernelDebugState, data, command, bRunning);
     }
 
     pKernelDebugState->m_debugEvent = XANCLDEBUG_EVENT_FINISHED;
@@ -230,7 +222,7 @@ bool DoContinue(KernelDebugState* pKernelDebugState, cl_command_queue commandQue
                 const size_t* pGlobalWorkSize, const size_t* pLocalWorkSize)
 {
     CLD_Assert(pKernelDebugState != NULL);
-    if (pKernelDebugState == NULL)
+    if (pKernelDebugState == NULL || pKernelDebugState->m_pHost == NULL)
     {
         return false;
     }
