@@ -1,0 +1,71 @@
+#ifndef XAN_PLATFORM_CILENGINE_H
+#define XAN_PLATFORM_CILENGINE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace XAN_Platform
+{
+class CDeviceMemory;
+class CILProgram;
+
+enum ELaunchStatus
+{
+    LS_Success = 0,
+    LS_InvalidGeometry, // dimensions, sizes or local size the launch can't have
+    LS_InstructionBudgetExceeded,
+    LS_OutOfResources, // private or local memory beyond the device's
+};
+
+// One NDRange. Constant buffer 0 is built by the engine from the geometry; constant
+// buffer 1 holds the kernel's arguments as the caller laid them out.
+struct SLaunchDesc
+{
+    uint32_t nWorkDim = 1;
+    uint64_t vGlobalOffset[3] = {0, 0, 0};
+    uint64_t vGlobalSize[3] = {1, 1, 1};
+    uint64_t vLocalSize[3] = {0, 0, 0}; // all 0: the engine picks one (see ChooseLocalSize)
+    std::vector<uint32_t> vConstantBuffer1;
+    uint32_t nLocalMemoryBytes = 0;   // __local arguments and static LDS of the kernel's metadata
+    uint32_t nPrivateMemoryBytes = 0; // per work-item, at least what the kernel declares
+    uint32_t nMaxGroupSize = 256;     // the largest group a null local size may pick
+    uint64_t nInstructionBudget = DEFAULT_INSTRUCTION_BUDGET; // per launch, counted per group
+    uint32_t nThreads = 0; // 0: every core; 1: one thread, for full determinism
+
+    static const uint64_t DEFAULT_INSTRUCTION_BUDGET = 1ull << 32;
+};
+
+struct SLaunchResult
+{
+    ELaunchStatus eStatus = LS_Success;
+    std::string strMessage;
+    uint64_t vLocalSize[3] = {1, 1, 1}; // the local size the launch ran with
+    uint64_t nInstructions = 0;         // group-wide instructions issued
+    uint64_t nOutOfBoundsLoads = 0;     // global, local and private loads that hit no memory
+    uint64_t nOutOfBoundsStores = 0;    // dropped stores and atomics
+};
+
+// Runs a loaded program over an NDRange, a work-group at a time, groups spread over
+// the machine's cores.
+class CILEngine
+{
+public:
+    // The deterministic local size of a launch with a null local size: per dimension
+    // the largest divisor of the global size that keeps the group within nMaxGroupSize.
+    static void ChooseLocalSize(uint32_t nWorkDim, const uint64_t vGlobalSize[3],
+                                uint32_t nMaxGroupSize, uint64_t vLocalSize[3]);
+
+    // The 16 rows of constant buffer 0 for a launch geometry.
+    static std::vector<uint32_t> BuildRuntimeConstants(uint32_t nWorkDim,
+                                                       const uint64_t vGlobalOffset[3],
+                                                       const uint64_t vGlobalSize[3],
+                                                       const uint64_t vLocalSize[3]);
+
+    static SLaunchResult Launch(const CILProgram& program, CDeviceMemory& memory,
+                                const SLaunchDesc& desc);
+};
+} // namespace XAN_Platform
+
+#endif

@@ -1,0 +1,1184 @@
+// The arithmetic and memory operations of CILExecutor, and the table that maps
+// every opcode to its operation.
+#include "CILExecutor.h"
+
+#include "ShaderUtils/IL/ILOpCodes.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+using namespace ShaderUtils;
+
+namespace XAN_Platform
+{
+namespace
+{
+const uint32_t TRUE_BITS = 0xFFFFFFFFu;
+const uint32_t DIVIDE_BY_ZERO = 0xFFFFFFFFu;
+
+float F(uint32_t nBits)
+{
+    float f;
+    std::memcpy(&f, &nBits, sizeof(f));
+    return f;
+}
+
+uint32_t U(float f)
+{
+    uint32_t nBits;
+    std::memcpy(&nBits, &f, sizeof(f));
+    return nBits;
+}
+
+double D(uint64_t nBits)
+{
+    double d;
+    std::memcpy(&d, &nBits, sizeof(d));
+    return d;
+}
+
+uint64_t B(double d)
+{
+    uint64_t nBits;
+    std::memcpy(&nBits, &d, sizeof(d));
+    return nBits;
+}
+
+uint32_t Bool32(bool b)
+{
+    return b ? TRUE_BITS : 0;
+}
+
+uint64_t Bool64(bool b)
+{
+    return b ? ~0ull : 0;
+}
+
+// Conversions to integers truncate, saturate and give 0 for NaN.
+template <class TInt, class TFloat> TInt Saturate(TFloat f)
+{
+    if (std::isnan(f))
+    {
+        return 0;
+    }
+    if (f <= TFloat(std::numeric_limits<TInt>::min()))
+    {
+        return std::numeric_limits<TInt>::min();
+    }
+    if (f >= TFloat(std::numeric_limits<TInt>::max()))
+    {
+        return std::numeric_limits<TInt>::max();
+    }
+    return TInt(f);
+}
+
+// IEEE half precision, rounded to nearest even.
+uint32_t FloatToHalf(float f)
+{
+    const uint32_t nBits = U(f);
+    const uint32_t nSign = (nBits >> 16) & 0x8000u;
+    const int nExponent = int((nBits >> 23) & 0xFFu);
+    uint32_t nMantissa = nBits & 0x7FFFFFu;
+    if (nExponent == 0xFF)
+    {
+        return nSign | 0x7C00u | (nMantissa != 0 ? 0x200u : 0u);
+    }
+    const int nHalfExponent = nExponent - 127 + 15;
+    if (nHalfExponent >= 0x1F)
+    {
+        return nSign | 0x7C00u;
+    }
+    if (nHalfExponent <= 0)
+    {
+        if (nHalfExponent < -10)
+        {
+            return nSign;
+        }
+        nMantissa |= 0x800000u;
+        const unsigned int nShift = unsigned(14 - nHalfExponent);
+        uint32_t nHalf = nMantissa >> nShift;
+        const uint32_t nRest = nMantissa & ((1u << nShift) - 1);
+        const uint32_t nHalfway = 1u << (nShift - 1);
+        if (nRest > nHalfway || (nRest == nHalfway && (nHalf & 1u) != 0))
+        {
+            ++nHalf;
+        }
+        return nSign | nHalf;
+    }
+    uint32_t nHalf = (uint32_t(nHalfExponent) << 10) | (nMantissa >> 13);
+    const uint32_t nRest = nMantissa & 0x1FFFu;
+    if (nRest > 0x1000u || (nRest == 0x1000u && (nHalf & 1u) != 0))
+    {
+        ++nHalf; // may carry into the exponent, up to infinity, as it should
+    }
+    return nSign | nHalf;
+}
+
+float HalfToFloat(uint32_t nHalf)
+{
+    const uint32_t nSign = (nHalf & 0x8000u) << 16;
+    const uint32_t nExponent = (nHalf >> 10) & 0x1Fu;
+    const uint32_t nMantissa = nHalf & 0x3FFu;
+    if (nExponent == 0x1F)
+    {
+        return F(nSign | 0x7F800000u | (nMantissa << 13));
+    }
+    if (nExponent != 0)
+    {
+        return F(nSign | ((nExponent + 127 - 15) << 23) | (nMantissa << 13));
+    }
+    const float fValue = std::ldexp(float(nMantissa), -24);
+    return nSign != 0 ? -fValue : fValue;
+}
+
+template <class TInt> TInt Divide(TInt a, TInt b)
+{
+    if (b == 0)
+    {
+        return TInt(~TInt(0));
+    }
+    if (std::is_signed<TInt>::value && b == TInt(-1))
+    {
+        return TInt(0 - std::make_unsigned_t<TInt>(a)); // the minimum divided by -1 wraps
+    }
+    return TInt(a / b);
+}
+
+template <class TInt> TInt Modulo(TInt a, TInt b)
+{
+    if (b == 0)
+    {
+        return TInt(~TInt(0));
+    }
+    if (std::is_signed<TInt>::value && b == TInt(-1))
+    {
+        return 0;
+    }
+    return TInt(a % b);
+}
+
+uint32_t BitExtract(uint32_t nWidth, uint32_t nOffset, uint32_t nValue, bool bSigned)
+{
+    nWidth &= 31;
+    nOffset &= 31;
+    if (nWidth == 0)
+    {
+        return 0;
+    }
+    const uint32_t nLeft = nWidth + nOffset < 32 ? nValue << (32 - nWidth - nOffset) : nValue;
+    const unsigned int nRight = nWidth + nOffset < 32 ? 32 - nWidth : nOffset;
+    return bSigned ? uint32_t(int32_t(nLeft) >> nRight) : nLeft >> nRight;
+}
+
+// One functor per operation: Apply over 32-bit words, 64-bit pairs or memory.
+#define XAN_UNARY(Name, Expression)                                                                \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint32_t Apply(uint32_t a) { return Expression; }                                   \
+    };
+#define XAN_BINARY(Name, Expression)                                                               \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint32_t Apply(uint32_t a, uint32_t b) { return Expression; }                       \
+    };
+#define XAN_TERNARY(Name, Expression)                                                              \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint32_t Apply(uint32_t a, uint32_t b, uint32_t c) { return Expression; }           \
+    };
+#define XAN_UNARY64(Name, Expression)                                                              \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint64_t Apply(uint64_t a) { return Expression; }                                   \
+    };
+#define XAN_BINARY64(Name, Expression)                                                             \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint64_t Apply(uint64_t a, uint64_t b) { return Expression; }                       \
+    };
+#define XAN_TERNARY64(Name, Expression)                                                            \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint64_t Apply(uint64_t a, uint64_t b, uint64_t c) { return Expression; }           \
+    };
+#define XAN_TO64(Name, Expression)                                                                 \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint64_t Apply(uint32_t a) { return Expression; }                                   \
+    };
+#define XAN_FROM64(Name, Expression)                                                               \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint32_t Apply(uint64_t a) { return Expression; }                                   \
+    };
+// An atomic update: the new value from the old one, the operand and, for the
+// compare-and-exchange forms, the compare value.
+#define XAN_ATOMIC(Name, Expression)                                                               \
+    struct Name                                                                                    \
+    {                                                                                              \
+        static uint32_t Apply(uint32_t o, uint32_t v, uint32_t c)                                  \
+        {                                                                                          \
+            (void)o;                                                                               \
+            (void)c;                                                                               \
+            return Expression;                                                                     \
+        }                                                                                          \
+    };
+
+XAN_UNARY(OpMov, a)
+XAN_UNARY(OpAbs, U(std::fabs(F(a))))
+XAN_UNARY(OpRcp, U(1.0f / F(a)))
+XAN_UNARY(OpRsq, U(1.0f / std::sqrt(F(a))))
+XAN_UNARY(OpSqrt, U(std::sqrt(F(a))))
+XAN_UNARY(OpExp, U(std::exp2(F(a))))
+XAN_UNARY(OpLog, U(std::log2(F(a))))
+XAN_UNARY(OpSin, U(std::sin(F(a))))
+XAN_UNARY(OpCos, U(std::cos(F(a))))
+XAN_UNARY(OpFloor, U(std::floor(F(a))))
+XAN_UNARY(OpFraction, U(F(a) - std::floor(F(a))))
+XAN_UNARY(OpRoundNearest, U(std::nearbyint(F(a))))
+XAN_UNARY(OpRoundUp, U(std::ceil(F(a))))
+XAN_UNARY(OpRoundZero, U(std::trunc(F(a))))
+XAN_UNARY(OpFloatToInt, uint32_t(Saturate<int32_t>(F(a))))
+XAN_UNARY(OpFloatToUInt, Saturate<uint32_t>(F(a)))
+XAN_UNARY(OpIntToFloat, U(float(int32_t(a))))
+XAN_UNARY(OpUIntToFloat, U(float(a)))
+XAN_UNARY(OpFloatToHalf, FloatToHalf(F(a)))
+XAN_UNARY(OpHalfToFloat, U(HalfToFloat(a)))
+XAN_UNARY(OpINegate, 0u - a)
+XAN_UNARY(OpINot, ~a)
+XAN_UNARY(OpBitCount, uint32_t(__builtin_popcount(a)))
+
+XAN_BINARY(OpAdd, U(F(a) + F(b)))
+XAN_BINARY(OpSub, U(F(a) - F(b)))
+XAN_BINARY(OpMul, U(F(a) * F(b)))
+XAN_BINARY(OpDiv, U(F(a) / F(b)))
+XAN_BINARY(OpMin, U(std::fmin(F(a), F(b))))
+XAN_BINARY(OpMax, U(std::fmax(F(a), F(b))))
+XAN_BINARY(OpEq, Bool32(F(a) == F(b)))
+XAN_BINARY(OpNe, Bool32(F(a) != F(b)))
+XAN_BINARY(OpLt, Bool32(F(a) < F(b)))
+XAN_BINARY(OpGe, Bool32(F(a) >= F(b)))
+XAN_BINARY(OpIAdd, a + b)
+XAN_BINARY(OpISub, a - b)
+XAN_BINARY(OpIMul, a* b)
+XAN_BINARY(OpIMulHigh, uint32_t(uint64_t(int64_t(int32_t(a)) * int32_t(b)) >> 32))
+XAN_BINARY(OpUMulHigh, uint32_t((uint64_t(a) * b) >> 32))
+XAN_BINARY(OpIDiv, uint32_t(Divide<int32_t>(int32_t(a), int32_t(b))))
+XAN_BINARY(OpIMod, uint32_t(Modulo<int32_t>(int32_t(a), int32_t(b))))
+XAN_BINARY(OpUDiv, Divide<uint32_t>(a, b))
+XAN_BINARY(OpUMod, Modulo<uint32_t>(a, b))
+XAN_BINARY(OpAnd, a& b)
+XAN_BINARY(OpOr, a | b)
+XAN_BINARY(OpXor, a ^ b)
+XAN_BINARY(OpShl, a << (b & 31))
+XAN_BINARY(OpShr, uint32_t(int32_t(a) >> (b & 31)))
+XAN_BINARY(OpUShr, a >> (b & 31))
+XAN_BINARY(OpIMin, uint32_t(std::min(int32_t(a), int32_t(b))))
+XAN_BINARY(OpIMax, uint32_t(std::max(int32_t(a), int32_t(b))))
+XAN_BINARY(OpUMin, std::min(a, b))
+XAN_BINARY(OpUMax, std::max(a, b))
+XAN_BINARY(OpIEq, Bool32(a == b))
+XAN_BINARY(OpINe, Bool32(a != b))
+XAN_BINARY(OpILt, Bool32(int32_t(a) < int32_t(b)))
+XAN_BINARY(OpIGe, Bool32(int32_t(a) >= int32_t(b)))
+XAN_BINARY(OpULt, Bool32(a < b))
+XAN_BINARY(OpUGe, Bool32(a >= b))
+XAN_BINARY(OpBitMask, ((1u << (a & 31)) - 1) << (b & 31))
+
+XAN_TERNARY(OpMad, U(F(a) * F(b) + F(c)))
+XAN_TERNARY(OpFma, U(std::fma(F(a), F(b), F(c))))
+XAN_TERNARY(OpIMad, a* b + c)
+XAN_TERNARY(OpUBitExtract, BitExtract(a, b, c, false))
+XAN_TERNARY(OpIBitExtract, BitExtract(a, b, c, true))
+XAN_TERNARY(OpBitInsert, (a & b) | (~a & c))
+XAN_TERNARY(OpSelect, a != 0 ? b : c)
+
+XAN_UNARY64(OpI64Negate, 0ull - a)
+XAN_UNARY64(OpDMov, a)
+XAN_UNARY64(OpDSqrt, B(std::sqrt(D(a))))
+XAN_BINARY64(OpI64Add, a + b)
+XAN_BINARY64(OpI64Sub, a - b)
+XAN_BINARY64(OpI64Mul, a* b)
+XAN_BINARY64(OpI64Eq, Bool64(a == b))
+XAN_BINARY64(OpI64Ne, Bool64(a != b))
+XAN_BINARY64(OpI64Lt, Bool64(int64_t(a) < int64_t(b)))
+XAN_BINARY64(OpI64Ge, Bool64(int64_t(a) >= int64_t(b)))
+XAN_BINARY64(OpU64Lt, Bool64(a < b))
+XAN_BINARY64(OpU64Ge, Bool64(a >= b))
+XAN_BINARY64(OpI64Min, uint64_t(std::min(int64_t(a), int64_t(b))))
+XAN_BINARY64(OpI64Max, uint64_t(std::max(int64_t(a), int64_t(b))))
+XAN_BINARY64(OpU64Min, std::min(a, b))
+XAN_BINARY64(OpU64Max, std::max(a, b))
+XAN_BINARY64(OpI64Div, uint64_t(Divide<int64_t>(int64_t(a), int64_t(b))))
+XAN_BINARY64(OpU64Div, Divide<uint64_t>(a, b))
+XAN_BINARY64(OpI64Mod, uint64_t(Modulo<int64_t>(int64_t(a), int64_t(b))))
+XAN_BINARY64(OpU64Mod, Modulo<uint64_t>(a, b))
+XAN_BINARY64(OpI64Shl, a << (b & 63))
+XAN_BINARY64(OpI64Shr, uint64_t(int64_t(a) >> (b & 63)))
+XAN_BINARY64(OpU64Shr, a >> (b & 63))
+XAN_BINARY64(OpDAdd, B(D(a) + D(b)))
+XAN_BINARY64(OpDSub, B(D(a) - D(b)))
+XAN_BINARY64(OpDMul, B(D(a) * D(b)))
+XAN_BINARY64(OpDDiv, B(D(a) / D(b)))
+XAN_BINARY64(OpDMin, B(std::fmin(D(a), D(b))))
+XAN_BINARY64(OpDMax, B(std::fmax(D(a), D(b))))
+XAN_BINARY64(OpDEq, Bool64(D(a) == D(b)))
+XAN_BINARY64(OpDNe, Bool64(D(a) != D(b)))
+XAN_BINARY64(OpDLt, Bool64(D(a) < D(b)))
+XAN_BINARY64(OpDGe, Bool64(D(a) >= D(b)))
+XAN_TERNARY64(OpDMad, B(D(a) * D(b) + D(c)))
+XAN_TERNARY64(OpDFma, B(std::fma(D(a), D(b), D(c))))
+XAN_TO64(OpFloatToDouble, B(double(F(a))))
+XAN_TO64(OpIntToDouble, B(double(int32_t(a))))
+XAN_TO64(OpUIntToDouble, B(double(a)))
+XAN_FROM64(OpDoubleToFloat, U(float(D(a))))
+XAN_FROM64(OpDoubleToInt, uint32_t(Saturate<int32_t>(D(a))))
+XAN_FROM64(OpDoubleToUInt, Saturate<uint32_t>(D(a)))
+
+XAN_ATOMIC(AtomicAdd, o + v)
+XAN_ATOMIC(AtomicSub, o - v)
+XAN_ATOMIC(AtomicRSub, v - o)
+XAN_ATOMIC(AtomicMin, uint32_t(std::min(int32_t(o), int32_t(v))))
+XAN_ATOMIC(AtomicMax, uint32_t(std::max(int32_t(o), int32_t(v))))
+XAN_ATOMIC(AtomicUMin, std::min(o, v))
+XAN_ATOMIC(AtomicUMax, std::max(o, v))
+XAN_ATOMIC(AtomicAnd, o& v)
+XAN_ATOMIC(AtomicOr, o | v)
+XAN_ATOMIC(AtomicXor, o ^ v)
+XAN_ATOMIC(AtomicExchange, v)
+XAN_ATOMIC(AtomicCompareExchange, o == c ? v : o)
+XAN_ATOMIC(AtomicIncrement, o >= v ? 0u : o + 1)
+XAN_ATOMIC(AtomicDecrement, (o == 0 || o > v) ? v : o - 1)
+
+#undef XAN_UNARY
+#undef XAN_BINARY
+#undef XAN_TERNARY
+#undef XAN_UNARY64
+#undef XAN_BINARY64
+#undef XAN_TERNARY64
+#undef XAN_TO64
+#undef XAN_FROM64
+#undef XAN_ATOMIC
+
+// Global memory is shared with the groups that other threads run.
+template <class TOp> uint32_t AtomicUpdate(uint32_t* p, uint32_t v, uint32_t c, bool bShared)
+{
+    if (!bShared)
+    {
+        const uint32_t nOld = *p;
+        *p = TOp::Apply(nOld, v, c);
+        return nOld;
+    }
+    uint32_t nOld = __atomic_load_n(p, __ATOMIC_RELAXED);
+    while (!__atomic_compare_exchange_n(p, &nOld, TOp::Apply(nOld, v, c), false, __ATOMIC_SEQ_CST,
+                                        __ATOMIC_RELAXED))
+    {
+    }
+    return nOld;
+}
+
+bool HasComponent(uint8_t nMask, unsigned int c)
+{
+    return ((nMask >> c) & 1u) != 0;
+}
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Arithmetic.
+
+template <class TOp> void CILExecutor::ExecUnary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            pResult[l] = TOp::Apply(pA[l]);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecBinary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        const uint32_t* pB = Fetch(instruction, 1, c);
+        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            pResult[l] = TOp::Apply(pA[l], pB[l]);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecTernary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        const uint32_t* pB = Fetch(instruction, 1, c);
+        const uint32_t* pC = Fetch(instruction, 2, c);
+        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            pResult[l] = TOp::Apply(pA[l], pB[l], pC[l]);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+// 64-bit values are the pairs (x, y) and (z, w), low word first. A pair is
+// computed when its destination mask has either of its components.
+namespace
+{
+uint64_t Pair(const uint32_t* pLow, const uint32_t* pHigh, size_t l)
+{
+    return (uint64_t(pHigh[l]) << 32) | pLow[l];
+}
+
+bool HasPair(uint8_t nMask, unsigned int nPair)
+{
+    return ((nMask >> (2 * nPair)) & 3u) != 0;
+}
+} // namespace
+
+template <class TOp> void CILExecutor::ExecUnary64(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int p = 0; p < 2; ++p)
+    {
+        if (!HasPair(nMask, p))
+        {
+            continue;
+        }
+        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
+        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l));
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecBinary64(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int p = 0; p < 2; ++p)
+    {
+        if (!HasPair(nMask, p))
+        {
+            continue;
+        }
+        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+        const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
+        const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
+        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
+        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l));
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecTernary64(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int p = 0; p < 2; ++p)
+    {
+        if (!HasPair(nMask, p))
+        {
+            continue;
+        }
+        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+        const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
+        const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
+        const uint32_t* pCLow = Fetch(instruction, 2, 2 * p);
+        const uint32_t* pCHigh = Fetch(instruction, 2, 2 * p + 1);
+        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
+        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult =
+                TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l), Pair(pCLow, pCHigh, l));
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+// The shift count of a pair is the low word of the second source's pair.
+template <class TOp> void CILExecutor::ExecShift64(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int p = 0; p < 2; ++p)
+    {
+        if (!HasPair(nMask, p))
+        {
+            continue;
+        }
+        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+        const uint32_t* pCount = Fetch(instruction, 1, 2 * p);
+        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
+        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l), pCount[l]);
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+// A 32-bit value becomes a pair: the pair's first component is the source.
+template <class TOp> void CILExecutor::ExecToDouble(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int p = 0; p < 2; ++p)
+    {
+        if (!HasPair(nMask, p))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, 2 * p);
+        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
+        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult = TOp::Apply(pA[l]);
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+// A pair becomes a 32-bit value: components x and y read the first pair, z and w
+// the second.
+template <class TOp> void CILExecutor::ExecFromDouble(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const unsigned int nPair = c / 2;
+        const uint32_t* pLow = Fetch(instruction, 0, 2 * nPair);
+        const uint32_t* pHigh = Fetch(instruction, 0, 2 * nPair + 1);
+        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            pResult[l] = TOp::Apply(Pair(pLow, pHigh, l));
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+template <unsigned int N> void CILExecutor::ExecDot(const SInstruction& instruction)
+{
+    uint32_t* pResult = Scratch(SLOT_RESULT);
+    std::fill_n(pResult, m_nLanes, 0u);
+    for (unsigned int c = 0; c < N; ++c)
+    {
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        const uint32_t* pB = Fetch(instruction, 1, c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            pResult[l] = U(F(pResult[l]) + F(pA[l]) * F(pB[l]));
+        }
+    }
+    for (unsigned int c = 1; c < 4; ++c)
+    {
+        std::copy_n(pResult, m_nLanes, Scratch(SLOT_RESULT + c));
+    }
+    Commit(instruction, 0xF);
+}
+
+// ffb: control 0 finds the lowest set bit, 1 the highest (counted from bit 31),
+// 2 the highest bit that differs from the sign; none found gives 0xFFFFFFFF.
+void CILExecutor::ExecFirstBit(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            uint32_t nValue = pA[l];
+            if (instruction.nControl == 2 && (nValue & 0x80000000u) != 0)
+            {
+                nValue = ~nValue;
+            }
+            if (nValue == 0)
+            {
+                pResult[l] = 0xFFFFFFFFu;
+            }
+            else
+            {
+                pResult[l] = instruction.nControl == 0 ? uint32_t(__builtin_ctz(nValue))
+                                                       : uint32_t(__builtin_clz(nValue));
+            }
+        }
+    }
+    Commit(instruction, nMask);
+}
+
+// Images aren't bound on this device: a sample reads 0 and never faults.
+void CILExecutor::ExecSample(const SInstruction& instruction)
+{
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        std::fill_n(Scratch(SLOT_RESULT + c), m_nLanes, 0u);
+    }
+    Commit(instruction, 0xF);
+}
+
+// ---------------------------------------------------------------------------
+// Memory.
+
+CILExecutor::SAddressSource CILExecutor::FetchAddress(const SInstruction& instruction,
+                                                      unsigned int nSource, bool bLocal)
+{
+    if (bLocal)
+    {
+        return {MS_Local, Fetch(instruction, nSource, 0), nullptr};
+    }
+    // Control bits: the UAV id in 0 to 9, 64-bit addresses in bit 13.
+    const uint32_t nId = instruction.nControl & 0x3FFu;
+    const bool b64 = (instruction.nControl & (1u << 13)) != 0;
+    const EMemorySpace eSpace = m_Program.IsPrivateUAV(nId) ? MS_Private : MS_Global;
+    return {eSpace, Fetch(instruction, nSource, 0), b64 ? Fetch(instruction, nSource, 1) : nullptr};
+}
+
+uint8_t* CILExecutor::Translate(EMemorySpace eSpace, uint64_t nAddress, size_t nLane,
+                                uint32_t nBytes)
+{
+    switch (eSpace)
+    {
+    case MS_Global:
+        return TranslateGlobal(nAddress, nBytes);
+    case MS_Private:
+    {
+        const uint64_t nSize = m_State.nPrivateMemoryBytes;
+        if (nAddress > nSize || nSize - nAddress < nBytes)
+        {
+            return nullptr;
+        }
+        return &m_vPrivate[nLane * nSize + nAddress];
+    }
+    default:
+    {
+        const uint64_t nSize = m_vLocal.size();
+        if (nAddress > nSize || nSize - nAddress < nBytes)
+        {
+            return nullptr;
+        }
+        return &m_vLocal[nAddress];
+    }
+    }
+}
+
+uint8_t* CILExecutor::TranslateGlobal(uint64_t nAddress, uint32_t nBytes)
+{
+    uint64_t nOffset = nAddress - m_LastRange.nBase;
+    if (nOffset < m_LastRange.nSize && m_LastRange.nSize - nOffset >= nBytes)
+    {
+        return m_LastRange.pData + nOffset;
+    }
+    const std::vector<SMemoryRange>& vMemory = m_State.vMemory;
+    auto it =
+        std::upper_bound(vMemory.begin(), vMemory.end(), nAddress,
+                         [](uint64_t n, const SMemoryRange& range) { return n < range.nBase; });
+    if (it == vMemory.begin())
+    {
+        return nullptr;
+    }
+    --it;
+    nOffset = nAddress - it->nBase;
+    if (nOffset >= it->nSize || it->nSize - nOffset < nBytes)
+    {
+        return nullptr;
+    }
+    m_LastRange = *it;
+    return it->pData + nOffset;
+}
+
+template <class TElement>
+void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pOffsets,
+                               uint8_t nMask)
+{
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        if (m_vExec[l] == 0)
+        {
+            continue;
+        }
+        const uint64_t nBase = AddressOf(address, l) + (pOffsets != nullptr ? pOffsets[l] : 0);
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            if (!HasComponent(nMask, c))
+            {
+                continue;
+            }
+            TElement value = 0;
+            const uint8_t* p =
+                Translate(address.eSpace, nBase + c * sizeof(TElement), l, sizeof(TElement));
+            if (p != nullptr)
+            {
+                std::memcpy(&value, p, sizeof(TElement));
+            }
+            else
+            {
+                ++m_nOutOfBoundsLoads;
+            }
+            // Signed elements are sign-extended, unsigned ones zero-extended.
+            Scratch(SLOT_RESULT + c)[l] = uint32_t(value);
+        }
+    }
+}
+
+void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* pOffsets,
+                                uint8_t nMask, const uint32_t* const* ppValues, uint32_t nBytes)
+{
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        if (m_vExec[l] == 0)
+        {
+            continue;
+        }
+        const uint64_t nBase = AddressOf(address, l) + (pOffsets != nullptr ? pOffsets[l] : 0);
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            if (!HasComponent(nMask, c))
+            {
+                continue;
+            }
+            uint8_t* p = Translate(address.eSpace, nBase + c * nBytes, l, nBytes);
+            if (p != nullptr)
+            {
+                std::memcpy(p, &ppValues[c][l], nBytes); // little endian: the low bytes
+            }
+            else
+            {
+                ++m_nOutOfBoundsStores;
+            }
+        }
+    }
+}
+
+// Word loads fill every component of the destination mask from consecutive
+// words; byte and short loads fill x.
+template <class TElement, bool bLocal> void CILExecutor::ExecLoad(const SInstruction& instruction)
+{
+    const SAddressSource address = FetchAddress(instruction, 0, bLocal);
+    const uint8_t nMask = sizeof(TElement) == 4 ? DestMask(instruction) : uint8_t(1);
+    LoadElements<TElement>(address, nullptr, nMask);
+    Commit(instruction, nMask);
+}
+
+// Stores with a "mem" destination write the components of its mask; the others x.
+template <uint32_t nBytes, bool bLocal> void CILExecutor::ExecStore(const SInstruction& instruction)
+{
+    const SAddressSource address = FetchAddress(instruction, 0, bLocal);
+    const uint8_t nMask = instruction.bHasDest ? DestMask(instruction) : uint8_t(1);
+    const uint32_t* ppValues[4] = {nullptr, nullptr, nullptr, nullptr};
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (HasComponent(nMask, c))
+        {
+            ppValues[c] = Fetch(instruction, 1, c);
+        }
+    }
+    StoreElements(address, nullptr, nMask, ppValues, nBytes);
+}
+
+// lds_load_vec dst, address, offset: the words at address.x + offset.x onwards.
+void CILExecutor::ExecLoadVec(const SInstruction& instruction)
+{
+    const SAddressSource address = FetchAddress(instruction, 0, true);
+    const uint32_t* pOffsets = Fetch(instruction, 1, 0);
+    const uint8_t nMask = DestMask(instruction);
+    LoadElements<uint32_t>(address, pOffsets, nMask);
+    Commit(instruction, nMask);
+}
+
+// lds_store_vec mem, address, offset, value.
+void CILExecutor::ExecStoreVec(const SInstruction& instruction)
+{
+    const SAddressSource address = FetchAddress(instruction, 0, true);
+    const uint32_t* pOffsets = Fetch(instruction, 1, 0);
+    const uint8_t nMask = DestMask(instruction);
+    const uint32_t* ppValues[4] = {nullptr, nullptr, nullptr, nullptr};
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (HasComponent(nMask, c))
+        {
+            ppValues[c] = Fetch(instruction, 2, c);
+        }
+    }
+    StoreElements(address, pOffsets, nMask, ppValues, 4);
+}
+
+// Atomics: address, value and, for compare-and-exchange, the compare value. The
+// forms with a destination return the old value in x. Work-items of a group
+// apply theirs in lane order.
+template <class TOp, bool bLocal> void CILExecutor::ExecAtomic(const SInstruction& instruction)
+{
+    const SAddressSource address = FetchAddress(instruction, 0, bLocal);
+    const uint32_t* pValue = Fetch(instruction, 1, 0);
+    const uint32_t* pCompare = instruction.nSourceCount > 2 ? Fetch(instruction, 2, 0) : pValue;
+    uint32_t* pResult = Scratch(SLOT_RESULT);
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        if (m_vExec[l] == 0)
+        {
+            continue;
+        }
+        const uint64_t nAddress = AddressOf(address, l);
+        uint8_t* p = (nAddress & 3u) == 0 ? Translate(address.eSpace, nAddress, l, 4) : nullptr;
+        if (p == nullptr)
+        {
+            ++m_nOutOfBoundsStores;
+            pResult[l] = 0;
+            continue;
+        }
+        pResult[l] = AtomicUpdate<TOp>(reinterpret_cast<uint32_t*>(p), pValue[l], pCompare[l],
+                                       address.eSpace == MS_Global);
+    }
+    if (instruction.bHasDest)
+    {
+        Commit(instruction, 1);
+    }
+}
+
+// ---------------------------------------------------------------------------
+// The operation table.
+
+const SOperationInfo* CILExecutor::OperationTable()
+{
+    static const std::array<SOperationInfo, IL_OP_LAST> s_Table = []
+    {
+        std::array<SOperationInfo, IL_OP_LAST> table{};
+        auto set = [&table](unsigned int nOpCode, void (CILExecutor::*pfn)(const SInstruction&),
+                            EValueClass eClass)
+        {
+            table[nOpCode].pfnExecute = pfn;
+            table[nOpCode].eClass = eClass;
+        };
+        auto setMemory =
+            [&table, &set](unsigned int nOpCode, void (CILExecutor::*pfn)(const SInstruction&))
+        {
+            set(nOpCode, pfn, VC_Bits);
+            table[nOpCode].bMemoryDest = true;
+        };
+
+        // Flow control.
+        for (unsigned int nOpCode : {IL_OP_IFNZ, IL_OP_IFC})
+        {
+            set(nOpCode, &CILExecutor::ExecIf, VC_Float);
+        }
+        for (unsigned int nOpCode : {IL_OP_IF_LOGICALZ, IL_OP_IF_LOGICALNZ})
+        {
+            set(nOpCode, &CILExecutor::ExecIf, VC_Int);
+        }
+        set(IL_OP_ELSE, &CILExecutor::ExecElse, VC_Bits);
+        set(IL_OP_ENDIF, &CILExecutor::ExecEndIf, VC_Bits);
+        set(IL_OP_WHILELOOP, &CILExecutor::ExecWhileLoop, VC_Bits);
+        set(IL_OP_ENDLOOP, &CILExecutor::ExecEndLoop, VC_Bits);
+        set(IL_OP_BREAK, &CILExecutor::ExecBreak, VC_Bits);
+        set(IL_OP_BREAKC, &CILExecutor::ExecBreak, VC_Float);
+        set(IL_OP_BREAK_LOGICALZ, &CILExecutor::ExecBreak, VC_Int);
+        set(IL_OP_BREAK_LOGICALNZ, &CILExecutor::ExecBreak, VC_Int);
+        set(IL_OP_CONTINUE, &CILExecutor::ExecContinue, VC_Bits);
+        set(IL_OP_CONTINUEC, &CILExecutor::ExecContinue, VC_Float);
+        set(IL_OP_CONTINUE_LOGICALZ, &CILExecutor::ExecContinue, VC_Int);
+        set(IL_OP_CONTINUE_LOGICALNZ, &CILExecutor::ExecContinue, VC_Int);
+        for (unsigned int nOpCode : {IL_OP_IFC, IL_OP_BREAKC, IL_OP_CONTINUEC})
+        {
+            table[nOpCode].bRelation = true;
+        }
+        set(IL_OP_SWITCH, &CILExecutor::ExecSwitch, VC_Int);
+        set(IL_OP_CASE, &CILExecutor::ExecCase, VC_Bits);
+        set(IL_OP_DEFAULT, &CILExecutor::ExecDefault, VC_Bits);
+        set(IL_OP_ENDSWITCH, &CILExecutor::ExecEndSwitch, VC_Bits);
+        set(IL_OP_CALL, &CILExecutor::ExecCall, VC_Bits);
+        set(IL_OP_CALLNZ, &CILExecutor::ExecCall, VC_Float);
+        set(IL_OP_CALL_LOGICALZ, &CILExecutor::ExecCall, VC_Int);
+        set(IL_OP_CALL_LOGICALNZ, &CILExecutor::ExecCall, VC_Int);
+        set(IL_OP_MCALL, &CILExecutor::ExecMacroCall, VC_Bits);
+        for (unsigned int nOpCode : {IL_OP_RET, IL_OP_RET_DYN, IL_OP_ENDFUNC, IL_OP_MEND})
+        {
+            set(nOpCode, &CILExecutor::ExecReturn, VC_Bits);
+        }
+        set(IL_OP_RET_LOGICALZ, &CILExecutor::ExecReturn, VC_Int);
+        set(IL_OP_RET_LOGICALNZ, &CILExecutor::ExecReturn, VC_Int);
+        set(IL_OP_ENDMAIN, &CILExecutor::ExecEndMain, VC_Bits);
+        set(IL_OP_END, &CILExecutor::ExecEndMain, VC_Bits);
+        // The group runs in lockstep: at a barrier every write before it is
+        // already visible to every work-item, and nobody can be left waiting.
+        set(IL_OP_FENCE, &CILExecutor::ExecNop, VC_Bits);
+        set(IL_OP_NOP, &CILExecutor::ExecNop, VC_Bits);
+
+        // Float.
+        set(IL_OP_MOV, &CILExecutor::ExecUnary<OpMov>, VC_Float);
+        set(IL_OP_ABS, &CILExecutor::ExecUnary<OpAbs>, VC_Float);
+        set(IL_OP_RCP, &CILExecutor::ExecUnary<OpRcp>, VC_Float);
+        set(IL_OP_RCP_VEC, &CILExecutor::ExecUnary<OpRcp>, VC_Float);
+        set(IL_OP_RSQ, &CILExecutor::ExecUnary<OpRsq>, VC_Float);
+        set(IL_OP_RSQ_VEC, &CILExecutor::ExecUnary<OpRsq>, VC_Float);
+        set(IL_OP_SQRT, &CILExecutor::ExecUnary<OpSqrt>, VC_Float);
+        set(IL_OP_SQRT_VEC, &CILExecutor::ExecUnary<OpSqrt>, VC_Float);
+        set(IL_OP_EXP_VEC, &CILExecutor::ExecUnary<OpExp>, VC_Float);
+        set(IL_OP_LOG_VEC, &CILExecutor::ExecUnary<OpLog>, VC_Float);
+        set(IL_OP_SIN_VEC, &CILExecutor::ExecUnary<OpSin>, VC_Float);
+        set(IL_OP_COS_VEC, &CILExecutor::ExecUnary<OpCos>, VC_Float);
+        set(IL_OP_FLR, &CILExecutor::ExecUnary<OpFloor>, VC_Float);
+        set(IL_OP_ROUND_NEGINF, &CILExecutor::ExecUnary<OpFloor>, VC_Float);
+        set(IL_OP_FRC, &CILExecutor::ExecUnary<OpFraction>, VC_Float);
+        set(IL_OP_ROUND_NEAREST, &CILExecutor::ExecUnary<OpRoundNearest>, VC_Float);
+        set(IL_OP_ROUND_PLUSINF, &CILExecutor::ExecUnary<OpRoundUp>, VC_Float);
+        set(IL_OP_ROUND_Z, &CILExecutor::ExecUnary<OpRoundZero>, VC_Float);
+        set(IL_OP_ADD, &CILExecutor::ExecBinary<OpAdd>, VC_Float);
+        set(IL_OP_SUB, &CILExecutor::ExecBinary<OpSub>, VC_Float);
+        set(IL_OP_MUL, &CILExecutor::ExecBinary<OpMul>, VC_Float);
+        set(IL_OP_DIV, &CILExecutor::ExecBinary<OpDiv>, VC_Float);
+        set(IL_OP_MIN, &CILExecutor::ExecBinary<OpMin>, VC_Float);
+        set(IL_OP_MAX, &CILExecutor::ExecBinary<OpMax>, VC_Float);
+        set(IL_OP_EQ, &CILExecutor::ExecBinary<OpEq>, VC_Float);
+        set(IL_OP_NE, &CILExecutor::ExecBinary<OpNe>, VC_Float);
+        set(IL_OP_LT, &CILExecutor::ExecBinary<OpLt>, VC_Float);
+        set(IL_OP_GE, &CILExecutor::ExecBinary<OpGe>, VC_Float);
+        set(IL_OP_MAD, &CILExecutor::ExecTernary<OpMad>, VC_Float);
+        set(IL_OP_FMA, &CILExecutor::ExecTernary<OpFma>, VC_Float);
+        set(IL_OP_DP3, &CILExecutor::ExecDot<3>, VC_Float);
+        set(IL_OP_DP4, &CILExecutor::ExecDot<4>, VC_Float);
+        set(IL_OP_SAMPLE, &CILExecutor::ExecSample, VC_Float);
+
+        // Conversions.
+        set(IL_OP_FTOI, &CILExecutor::ExecUnary<OpFloatToInt>, VC_Float);
+        set(IL_OP_FTOU, &CILExecutor::ExecUnary<OpFloatToUInt>, VC_Float);
+        set(IL_OP_ITOF, &CILExecutor::ExecUnary<OpIntToFloat>, VC_Int);
+        set(IL_OP_UTOF, &CILExecutor::ExecUnary<OpUIntToFloat>, VC_Bits);
+        set(IL_OP_F2F16, &CILExecutor::ExecUnary<OpFloatToHalf>, VC_Float);
+        set(IL_OP_F162F, &CILExecutor::ExecUnary<OpHalfToFloat>, VC_Bits);
+        set(IL_OP_F2D, &CILExecutor::ExecToDouble<OpFloatToDouble>, VC_Float);
+        set(IL_OP_ITOD, &CILExecutor::ExecToDouble<OpIntToDouble>, VC_Int);
+        set(IL_OP_UTOD, &CILExecutor::ExecToDouble<OpUIntToDouble>, VC_Bits);
+        set(IL_OP_D2F, &CILExecutor::ExecFromDouble<OpDoubleToFloat>, VC_Double);
+        set(IL_OP_DTOI, &CILExecutor::ExecFromDouble<OpDoubleToInt>, VC_Double);
+        set(IL_OP_DTOU, &CILExecutor::ExecFromDouble<OpDoubleToUInt>, VC_Double);
+
+        // 32-bit integer.
+        set(IL_OP_INEGATE, &CILExecutor::ExecUnary<OpINegate>, VC_Int);
+        set(IL_OP_INOT, &CILExecutor::ExecUnary<OpINot>, VC_Bits);
+        set(IL_OP_ICBITS, &CILExecutor::ExecUnary<OpBitCount>, VC_Bits);
+        set(IL_OP_FFB, &CILExecutor::ExecFirstBit, VC_Bits);
+        set(IL_OP_IADD, &CILExecutor::ExecBinary<OpIAdd>, VC_Int);
+        set(IL_OP_ISUB, &CILExecutor::ExecBinary<OpISub>, VC_Int);
+        set(IL_OP_IMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Int);
+        set(IL_OP_UMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Bits);
+        set(IL_OP_IMUL_HIGH, &CILExecutor::ExecBinary<OpIMulHigh>, VC_Int);
+        set(IL_OP_UMUL_HIGH, &CILExecutor::ExecBinary<OpUMulHigh>, VC_Bits);
+        set(IL_OP_IDIV, &CILExecutor::ExecBinary<OpIDiv>, VC_Int);
+        set(IL_OP_IMOD, &CILExecutor::ExecBinary<OpIMod>, VC_Int);
+        set(IL_OP_UDIV, &CILExecutor::ExecBinary<OpUDiv>, VC_Bits);
+        set(IL_OP_UMOD, &CILExecutor::ExecBinary<OpUMod>, VC_Bits);
+        set(IL_OP_IAND, &CILExecutor::ExecBinary<OpAnd>, VC_Bits);
+        set(IL_OP_IOR, &CILExecutor::ExecBinary<OpOr>, VC_Bits);
+        set(IL_OP_IXOR, &CILExecutor::ExecBinary<OpXor>, VC_Bits);
+        set(IL_OP_ISHL, &CILExecutor::ExecBinary<OpShl>, VC_Bits);
+        set(IL_OP_ISHR, &CILExecutor::ExecBinary<OpShr>, VC_Bits);
+        set(IL_OP_USHR, &CILExecutor::ExecBinary<OpUShr>, VC_Bits);
+        set(IL_OP_IMIN, &CILExecutor::ExecBinary<OpIMin>, VC_Int);
+        set(IL_OP_IMAX, &CILExecutor::ExecBinary<OpIMax>, VC_Int);
+        set(IL_OP_UMIN, &CILExecutor::ExecBinary<OpUMin>, VC_Bits);
+        set(IL_OP_UMAX, &CILExecutor::ExecBinary<OpUMax>, VC_Bits);
+        set(IL_OP_IEQ, &CILExecutor::ExecBinary<OpIEq>, VC_Int);
+        set(IL_OP_INE, &CILExecutor::ExecBinary<OpINe>, VC_Int);
+        set(IL_OP_ILT, &CILExecutor::ExecBinary<OpILt>, VC_Int);
+        set(IL_OP_IGE, &CILExecutor::ExecBinary<OpIGe>, VC_Int);
+        set(IL_OP_ULT, &CILExecutor::ExecBinary<OpULt>, VC_Bits);
+        set(IL_OP_UGE, &CILExecutor::ExecBinary<OpUGe>, VC_Bits);
+        set(IL_OP_BFM, &CILExecutor::ExecBinary<OpBitMask>, VC_Bits);
+        set(IL_OP_IMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Int);
+        set(IL_OP_UMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Bits);
+        set(IL_OP_UBIT_EXTRACT, &CILExecutor::ExecTernary<OpUBitExtract>, VC_Bits);
+        set(IL_OP_IBIT_EXTRACT, &CILExecutor::ExecTernary<OpIBitExtract>, VC_Bits);
+        set(IL_OP_BFI, &CILExecutor::ExecTernary<OpBitInsert>, VC_Bits);
+        set(IL_OP_CMOV_LOGICAL, &CILExecutor::ExecTernary<OpSelect>, VC_Bits);
+
+        // 64-bit integer.
+        set(IL_OP_I64NEGATE, &CILExecutor::ExecUnary64<OpI64Negate>, VC_Bits);
+        set(IL_OP_I64ADD, &CILExecutor::ExecBinary64<OpI64Add>, VC_Bits);
+        set(IL_OP_I64SUB, &CILExecutor::ExecBinary64<OpI64Sub>, VC_Bits);
+        set(IL_OP_I64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits);
+        set(IL_OP_U64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits);
+        set(IL_OP_I64EQ, &CILExecutor::ExecBinary64<OpI64Eq>, VC_Bits);
+        set(IL_OP_I64NE, &CILExecutor::ExecBinary64<OpI64Ne>, VC_Bits);
+        set(IL_OP_I64LT, &CILExecutor::ExecBinary64<OpI64Lt>, VC_Bits);
+        set(IL_OP_I64GE, &CILExecutor::ExecBinary64<OpI64Ge>, VC_Bits);
+        set(IL_OP_U64LT, &CILExecutor::ExecBinary64<OpU64Lt>, VC_Bits);
+        set(IL_OP_U64GE, &CILExecutor::ExecBinary64<OpU64Ge>, VC_Bits);
+        set(IL_OP_I64MIN, &CILExecutor::ExecBinary64<OpI64Min>, VC_Bits);
+        set(IL_OP_I64MAX, &CILExecutor::ExecBinary64<OpI64Max>, VC_Bits);
+        set(IL_OP_U64MIN, &CILExecutor::ExecBinary64<OpU64Min>, VC_Bits);
+        set(IL_OP_U64MAX, &CILExecutor::ExecBinary64<OpU64Max>, VC_Bits);
+        set(IL_OP_I64DIV, &CILExecutor::ExecBinary64<OpI64Div>, VC_Bits);
+        set(IL_OP_U64DIV, &CILExecutor::ExecBinary64<OpU64Div>, VC_Bits);
+        set(IL_OP_I64MOD, &CILExecutor::ExecBinary64<OpI64Mod>, VC_Bits);
+        set(IL_OP_U64MOD, &CILExecutor::ExecBinary64<OpU64Mod>, VC_Bits);
+        set(IL_OP_I64SHL, &CILExecutor::ExecShift64<OpI64Shl>, VC_Bits);
+        set(IL_OP_I64SHR, &CILExecutor::ExecShift64<OpI64Shr>, VC_Bits);
+        set(IL_OP_U64SHR, &CILExecutor::ExecShift64<OpU64Shr>, VC_Bits);
+
+        // Double.
+        set(IL_OP_DMOV, &CILExecutor::ExecUnary64<OpDMov>, VC_Double);
+        set(IL_OP_DSQRT, &CILExecutor::ExecUnary64<OpDSqrt>, VC_Double);
+        set(IL_OP_DADD, &CILExecutor::ExecBinary64<OpDAdd>, VC_Double);
+        set(IL_OP_DSUB, &CILExecutor::ExecBinary64<OpDSub>, VC_Double);
+        set(IL_OP_DMUL, &CILExecutor::ExecBinary64<OpDMul>, VC_Double);
+        set(IL_OP_DDIV, &CILExecutor::ExecBinary64<OpDDiv>, VC_Double);
+        set(IL_OP_DMIN, &CILExecutor::ExecBinary64<OpDMin>, VC_Double);
+        set(IL_OP_DMAX, &CILExecutor::ExecBinary64<OpDMax>, VC_Double);
+        set(IL_OP_DEQ, &CILExecutor::ExecBinary64<OpDEq>, VC_Double);
+        set(IL_OP_DNE, &CILExecutor::ExecBinary64<OpDNe>, VC_Double);
+        set(IL_OP_DLT, &CILExecutor::ExecBinary64<OpDLt>, VC_Double);
+        set(IL_OP_DGE, &CILExecutor::ExecBinary64<OpDGe>, VC_Double);
+        set(IL_OP_DMAD, &CILExecutor::ExecTernary64<OpDMad>, VC_Double);
+        set(IL_OP_DFMA, &CILExecutor::ExecTernary64<OpDFma>, VC_Double);
+
+        // Global and private memory through UAVs, local memory.
+        set(IL_OP_UAV_RAW_LOAD, &CILExecutor::ExecLoad<uint32_t, false>, VC_Bits);
+        set(IL_OP_UAV_BYTE_LOAD, &CILExecutor::ExecLoad<int8_t, false>, VC_Bits);
+        set(IL_OP_UAV_UBYTE_LOAD, &CILExecutor::ExecLoad<uint8_t, false>, VC_Bits);
+        set(IL_OP_UAV_SHORT_LOAD, &CILExecutor::ExecLoad<int16_t, false>, VC_Bits);
+        set(IL_OP_UAV_USHORT_LOAD, &CILExecutor::ExecLoad<uint16_t, false>, VC_Bits);
+        setMemory(IL_OP_UAV_RAW_STORE, &CILExecutor::ExecStore<4, false>);
+        setMemory(IL_OP_UAV_BYTE_STORE, &CILExecutor::ExecStore<1, false>);
+        setMemory(IL_OP_UAV_SHORT_STORE, &CILExecutor::ExecStore<2, false>);
+        set(IL_OP_LDS_LOAD, &CILExecutor::ExecLoad<uint32_t, true>, VC_Bits);
+        set(IL_OP_LDS_LOAD_BYTE, &CILExecutor::ExecLoad<int8_t, true>, VC_Bits);
+        set(IL_OP_LDS_LOAD_UBYTE, &CILExecutor::ExecLoad<uint8_t, true>, VC_Bits);
+        set(IL_OP_LDS_LOAD_SHORT, &CILExecutor::ExecLoad<int16_t, true>, VC_Bits);
+        set(IL_OP_LDS_LOAD_USHORT, &CILExecutor::ExecLoad<uint16_t, true>, VC_Bits);
+        set(IL_OP_LDS_STORE, &CILExecutor::ExecStore<4, true>, VC_Bits);
+        set(IL_OP_LDS_STORE_BYTE, &CILExecutor::ExecStore<1, true>, VC_Bits);
+        set(IL_OP_LDS_STORE_SHORT, &CILExecutor::ExecStore<2, true>, VC_Bits);
+        set(IL_OP_LDS_LOAD_VEC, &CILExecutor::ExecLoadVec, VC_Bits);
+        setMemory(IL_OP_LDS_STORE_VEC, &CILExecutor::ExecStoreVec);
+
+        // Atomics: the UAV forms, then the local ones; each without and with a
+        // returned value.
+        struct SAtomic
+        {
+            unsigned int nUAV, nUAVRead, nLDS, nLDSRead;
+            void (CILExecutor::*pfnGlobal)(const SInstruction&);
+            void (CILExecutor::*pfnLocal)(const SInstruction&);
+        };
+        const SAtomic atomics[] = {
+            {IL_OP_UAV_ADD, IL_OP_UAV_READ_ADD, IL_OP_LDS_ADD, IL_OP_LDS_READ_ADD,
+             &CILExecutor::ExecAtomic<AtomicAdd, false>, &CILExecutor::ExecAtomic<AtomicAdd, true>},
+            {IL_OP_UAV_SUB, IL_OP_UAV_READ_SUB, IL_OP_LDS_SUB, IL_OP_LDS_READ_SUB,
+             &CILExecutor::ExecAtomic<AtomicSub, false>, &CILExecutor::ExecAtomic<AtomicSub, true>},
+            {IL_OP_UAV_RSUB, IL_OP_UAV_READ_RSUB, IL_OP_LDS_RSUB, IL_OP_LDS_READ_RSUB,
+             &CILExecutor::ExecAtomic<AtomicRSub, false>,
+             &CILExecutor::ExecAtomic<AtomicRSub, true>},
+            {IL_OP_UAV_MIN, IL_OP_UAV_READ_MIN, IL_OP_LDS_MIN, IL_OP_LDS_READ_MIN,
+             &CILExecutor::ExecAtomic<AtomicMin, false>, &CILExecutor::ExecAtomic<AtomicMin, true>},
+            {IL_OP_UAV_MAX, IL_OP_UAV_READ_MAX, IL_OP_LDS_MAX, IL_OP_LDS_READ_MAX,
+             &CILExecutor::ExecAtomic<AtomicMax, false>, &CILExecutor::ExecAtomic<AtomicMax, true>},
+            {IL_OP_UAV_UMIN, IL_OP_UAV_READ_UMIN, IL_OP_LDS_UMIN, IL_OP_LDS_READ_UMIN,
+             &CILExecutor::ExecAtomic<AtomicUMin, false>,
+             &CILExecutor::ExecAtomic<AtomicUMin, true>},
+            {IL_OP_UAV_UMAX, IL_OP_UAV_READ_UMAX, IL_OP_LDS_UMAX, IL_OP_LDS_READ_UMAX,
+             &CILExecutor::ExecAtomic<AtomicUMax, false>,
+             &CILExecutor::ExecAtomic<AtomicUMax, true>},
+            {IL_OP_UAV_AND, IL_OP_UAV_READ_AND, IL_OP_LDS_AND, IL_OP_LDS_READ_AND,
+             &CILExecutor::ExecAtomic<AtomicAnd, false>, &CILExecutor::ExecAtomic<AtomicAnd, true>},
+            {IL_OP_UAV_OR, IL_OP_UAV_READ_OR, IL_OP_LDS_OR, IL_OP_LDS_READ_OR,
+             &CILExecutor::ExecAtomic<AtomicOr, false>, &CILExecutor::ExecAtomic<AtomicOr, true>},
+            {IL_OP_UAV_XOR, IL_OP_UAV_READ_XOR, IL_OP_LDS_XOR, IL_OP_LDS_READ_XOR,
+             &CILExecutor::ExecAtomic<AtomicXor, false>, &CILExecutor::ExecAtomic<AtomicXor, true>},
+            {IL_OP_UAV_CMP, IL_OP_UAV_READ_CMP_XCHG, IL_OP_LDS_CMP, IL_OP_LDS_READ_CMP_XCHG,
+             &CILExecutor::ExecAtomic<AtomicCompareExchange, false>,
+             &CILExecutor::ExecAtomic<AtomicCompareExchange, true>},
+            {IL_OP_UNKNOWN, IL_OP_UAV_READ_XCHG, IL_OP_UNKNOWN, IL_OP_LDS_READ_XCHG,
+             &CILExecutor::ExecAtomic<AtomicExchange, false>,
+             &CILExecutor::ExecAtomic<AtomicExchange, true>},
+            {IL_OP_UAV_UINC, IL_OP_UAV_READ_UINC, IL_OP_LDS_INC, IL_OP_LDS_READ_INC,
+             &CILExecutor::ExecAtomic<AtomicIncrement, false>,
+             &CILExecutor::ExecAtomic<AtomicIncrement, true>},
+            {IL_OP_UAV_UDEC, IL_OP_UAV_READ_UDEC, IL_OP_LDS_DEC, IL_OP_LDS_READ_DEC,
+             &CILExecutor::ExecAtomic<AtomicDecrement, false>,
+             &CILExecutor::ExecAtomic<AtomicDecrement, true>},
+        };
+        for (const SAtomic& atomic : atomics)
+        {
+            for (unsigned int nOpCode : {atomic.nUAV, atomic.nUAVRead})
+            {
+                set(nOpCode, atomic.pfnGlobal, VC_Bits);
+            }
+            for (unsigned int nOpCode : {atomic.nLDS, atomic.nLDSRead})
+            {
+                set(nOpCode, atomic.pfnLocal, VC_Bits);
+            }
+        }
+        table[IL_OP_UNKNOWN] = SOperationInfo();
+        return table;
+    }();
+    return s_Table.data();
+}
+
+const SOperationInfo* CILExecutor::FindOperation(unsigned int nOpCode)
+{
+    if (nOpCode >= IL_OP_LAST)
+    {
+        return nullptr;
+    }
+    const SOperationInfo* pInfo = &OperationTable()[nOpCode];
+    return pInfo->pfnExecute != nullptr ? pInfo : nullptr;
+}
+} // namespace XAN_Platform
