@@ -220,6 +220,14 @@ bool SDU_SetContext(CShaderDebuggerHost* pHost, bool bEcho, const std::string& s
     return false;
 }
 
+void SDU_ClearContext(const CShaderDebuggerHost* pHost)
+{
+    if (g_pLogHost == pHost)
+    {
+        g_pLogHost = NULL;
+    }
+}
+
 void SDU_Log(uint32_t nLevel, const char* pFormat, ...)
 {
     char buffer[LOG_BUFFER_SIZE];

@@ -160,6 +160,9 @@ public:
 bool SDU_SetContext(CShaderDebuggerHost* pHost, bool bEcho, const std::string& strExpression,
                     const std::string& strFile, uint32_t nLine, const std::string& strFunction);
 
+// Forgets the host if the context names it, so that a deleted host is never reported to.
+void SDU_ClearContext(const CShaderDebuggerHost* pHost);
+
 // Builds one line from a printf format and delivers it. Levels: 1 raw text, 2 assertion,
 // 3 error, 4 warning, 5 message, 6 trace. A line goes to the context's host when its level less 3
 // is at most the host's log level, and then also to the debug output.

@@ -19,6 +19,7 @@ CShaderDebuggerHost::~CShaderDebuggerHost()
     m_pDebugger = NULL;
     delete m_pDevice;
     m_pDevice = NULL;
+    SDU_ClearContext(this);
 }
 
 void CShaderDebuggerHost::RegisterDebugger(IShaderDebugger* pDebugger)

@@ -112,3 +112,22 @@ TEST(ShaderDebuggerHostTest, ForwardsToTheDebuggerAndTheDevice)
     EXPECT_EQ("fake", host.GetShaderName(7));
     EXPECT_TRUE(host.InitDevice(NULL, 0, NULL, NULL, 0));
 }
+
+TEST(ShaderDebuggerHostTest, ADeletedHostIsNoLongerReportedTo)
+{
+    CFakeHostCL survivor(KERNEL, NULL);
+    {
+        CFakeHostCL gone(KERNEL, NULL);
+        XAN_ShaderDebugger::SDU_SetContext(&gone, false, "", "", 0, "");
+    }
+    // Under the sanitizers a report to the deleted host would be a use after free.
+    XAN_ShaderDebugger::SDU_Log(3, "after");
+
+    XAN_ShaderDebugger::SDU_SetContext(&survivor, false, "", "", 0, "");
+    {
+        CFakeHostCL other(KERNEL, NULL);
+    }
+    XAN_ShaderDebugger::SDU_Log(3, "kept");
+    ASSERT_EQ(1u, survivor.m_vLogLines.size());
+    EXPECT_EQ("Error:   kept", survivor.m_vLogLines[0]);
+}
