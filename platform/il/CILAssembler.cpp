@@ -1,0 +1,280 @@
+#include "CILAssembler.h"
+
+#include "ShaderUtils/IL/ILFormat.h"
+
+#include <algorithm>
+
+using namespace ShaderUtils;
+
+namespace XAN_Platform
+{
+namespace
+{
+// Comment text per comment element. Longer comments become several
+// elements, so that no instruction passes the decoder's limit.
+const std::size_t MAX_COMMENT_BYTES = 16000;
+const std::size_t MAX_SHOWN_WORD = 60;
+
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r';
+}
+
+std::string_view Trim(std::string_view text)
+{
+    while (!text.empty() && IsBlank(text.front()))
+    {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && IsBlank(text.back()))
+    {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+// Parses a decimal number of up to three digits, as in the header.
+bool ParseSmallNumber(std::string_view text, unsigned int& nValue)
+{
+    if (text.empty() || text.size() > 3)
+    {
+        return false;
+    }
+    nValue = 0;
+    for (char c : text)
+    {
+        if (c < '0' || c > '9')
+        {
+            return false;
+        }
+        nValue = nValue * 10 + static_cast<unsigned int>(c - '0');
+    }
+    return true;
+}
+} // namespace
+
+std::string ILAsmError::ToString() const
+{
+    std::string strText =
+        "line " + std::to_string(nLine) + ", column " + std::to_string(nColumn) + ": " + strMessage;
+    if (!strWord.empty())
+    {
+        strText += " '" + strWord + "'";
+    }
+    return strText;
+}
+
+bool CILAssembler::Assemble(std::string_view strText, std::vector<unsigned int>& vTokens,
+                            std::vector<unsigned int>* pvElementLines)
+{
+    m_vTokens.clear();
+    m_vElementLines.clear();
+    m_state = STATE_BEFORE_HEADER;
+    m_error = ILAsmError();
+    m_nLine = 0;
+    strText = strText.substr(0, strText.find('\0'));
+    std::size_t nStart = 0;
+    while (true)
+    {
+        std::size_t nEnd = strText.find('\n', nStart);
+        if (nEnd == std::string_view::npos)
+        {
+            nEnd = strText.size();
+        }
+        ++m_nLine;
+        m_line = strText.substr(nStart, nEnd - nStart);
+        if (!AssembleLine(m_line))
+        {
+            return false;
+        }
+        if (nEnd == strText.size())
+        {
+            break;
+        }
+        nStart = nEnd + 1;
+    }
+    if (m_state != STATE_PROGRAM)
+    {
+        return Fail(std::string_view(), m_state == STATE_LEADING_MACRO
+                                            ? "the text ends inside a macro, without mend"
+                                            : "the text has no header, such as il_cs_2_0");
+    }
+    vTokens = std::move(m_vTokens);
+    if (pvElementLines != nullptr)
+    {
+        *pvElementLines = std::move(m_vElementLines);
+    }
+    return true;
+}
+
+bool CILAssembler::AssembleLine(std::string_view line)
+{
+    // Every ';' starts a comment of its own, which follows the statement.
+    std::size_t nSemicolon = line.find(';');
+    const std::string_view statement = Trim(line.substr(0, nSemicolon));
+    if (!statement.empty())
+    {
+        if (statement.substr(0, 3) == "il_")
+        {
+            if (!AssembleHeader(statement))
+            {
+                return false;
+            }
+        }
+        else if (!m_parser.Parse(statement, m_vInstruction))
+        {
+            return Fail(m_parser.GetErrorWhere(), m_parser.GetErrorMessage());
+        }
+        else if (!AddElement(statement))
+        {
+            return false;
+        }
+    }
+    while (nSemicolon != std::string_view::npos)
+    {
+        const std::size_t nNext = line.find(';', nSemicolon + 1);
+        const std::size_t nEnd = nNext == std::string_view::npos ? line.size() : nNext;
+        if (!AssembleComment(line.substr(nSemicolon + 1, nEnd - nSemicolon - 1)))
+        {
+            return false;
+        }
+        nSemicolon = nNext;
+    }
+    return true;
+}
+
+bool CILAssembler::AssembleHeader(std::string_view word)
+{
+    // il_<type>_<major>_<minor>
+    const std::size_t nTypeEnd = word.find('_', 3);
+    const std::size_t nMajorEnd =
+        nTypeEnd == std::string_view::npos ? nTypeEnd : word.find('_', nTypeEnd + 1);
+    unsigned int nShaderType = GetILShaderTypeCount();
+    unsigned int nMajor = 0;
+    unsigned int nMinor = 0;
+    if (nMajorEnd != std::string_view::npos)
+    {
+        const std::string_view type = word.substr(3, nTypeEnd - 3);
+        for (unsigned int i = 0; i < GetILShaderTypeCount(); ++i)
+        {
+            if (type == GetILShaderTypeName(i))
+            {
+                nShaderType = i;
+            }
+        }
+    }
+    if (nShaderType == GetILShaderTypeCount() ||
+        !ParseSmallNumber(word.substr(nTypeEnd + 1, nMajorEnd - nTypeEnd - 1), nMajor) ||
+        !ParseSmallNumber(word.substr(nMajorEnd + 1), nMinor) || nMajor > 255 || nMinor > 255 ||
+        (nMajor == 0 && nMinor == 0))
+    {
+        return Fail(word, "not a header of the form il_cs_2_0 (vs, ps, gs, cs, hs or ds; "
+                          "major and minor version up to 255, not both 0):");
+    }
+    if (m_state != STATE_BEFORE_HEADER)
+    {
+        return Fail(word, m_state == STATE_PROGRAM ? "a second header:"
+                                                   : "the header can't stand inside a macro:");
+    }
+    m_state = STATE_PROGRAM;
+    m_vTokens.push_back(0);
+    m_vTokens.push_back((nShaderType << IL_VERSION_SHADER_TYPE_SHIFT) |
+                        (nMajor << IL_VERSION_MAJOR_SHIFT) | (nMinor << IL_VERSION_MINOR_SHIFT));
+    m_vElementLines.push_back(m_nLine);
+    return true;
+}
+
+bool CILAssembler::AssembleComment(std::string_view text)
+{
+    while (!text.empty() && IsBlank(text.back()))
+    {
+        text.remove_suffix(1);
+    }
+    // The converter's preparation rewrites every "dcl_wavesize" to the line's
+    // end, which would change such a comment into other elements.
+    const std::size_t nWavesize = text.find("dcl_wavesize");
+    if (nWavesize != std::string_view::npos)
+    {
+        return Fail(text.substr(nWavesize, 12), "a comment can't contain");
+    }
+    std::size_t nPos = 0;
+    do
+    {
+        std::size_t nCount = std::min(MAX_COMMENT_BYTES, text.size() - nPos);
+        if (nPos + nCount < text.size())
+        {
+            // A piece must not end in blanks, which reading it back would trim.
+            while (nCount > 0 && IsBlank(text[nPos + nCount - 1]))
+            {
+                --nCount;
+            }
+            if (nCount == 0)
+            {
+                nPos += MAX_COMMENT_BYTES;
+                continue;
+            }
+        }
+        const std::size_t nTextTokens = (nCount + 1 + 3) / 4;
+        m_vInstruction.assign(2 + nTextTokens, 0);
+        m_vInstruction[0] = IL_OP_COMMENT;
+        m_vInstruction[1] = static_cast<unsigned int>(nTextTokens);
+        for (std::size_t i = 0; i < nCount; ++i)
+        {
+            // A carriage return inside a comment would end its line for the
+            // converter's preparation; it is a blank here.
+            const char c = text[nPos + i] == '\r' ? ' ' : text[nPos + i];
+            m_vInstruction[2 + i / 4] |= static_cast<unsigned int>(static_cast<unsigned char>(c))
+                                         << (8 * (i % 4));
+        }
+        if (!AddElement(text))
+        {
+            return false;
+        }
+        nPos += nCount;
+    } while (nPos < text.size());
+    return true;
+}
+
+bool CILAssembler::AddElement(std::string_view where)
+{
+    const unsigned int nOpCode = GetILOpCode(m_vInstruction[0]);
+    if (m_state == STATE_BEFORE_HEADER)
+    {
+        if (nOpCode != IL_OP_MDEF)
+        {
+            return Fail(where, nOpCode == IL_OP_COMMENT
+                                   ? "only macros stand before the header; found the comment"
+                                   : "only macros stand before the header (such as il_cs_2_0); "
+                                     "found");
+        }
+        m_state = STATE_LEADING_MACRO;
+    }
+    else if (m_state == STATE_LEADING_MACRO && nOpCode == IL_OP_MEND)
+    {
+        m_state = STATE_BEFORE_HEADER;
+    }
+    m_vTokens.insert(m_vTokens.end(), m_vInstruction.begin(), m_vInstruction.end());
+    m_vElementLines.push_back(m_nLine);
+    return true;
+}
+
+bool CILAssembler::Fail(std::string_view where, const std::string& strMessage)
+{
+    m_error.nLine = m_nLine;
+    const bool bInLine = where.data() != nullptr && where.data() >= m_line.data() &&
+                         where.data() <= m_line.data() + m_line.size();
+    m_error.nColumn = bInLine ? static_cast<unsigned int>(where.data() - m_line.data()) + 1 : 1;
+    m_error.strWord = std::string(where.substr(0, MAX_SHOWN_WORD));
+    if (where.size() > MAX_SHOWN_WORD)
+    {
+        m_error.strWord += "...";
+    }
+    m_error.strMessage = strMessage;
+    // A message written to lead into its word loses the colon without one.
+    if (m_error.strWord.empty() && !m_error.strMessage.empty() && m_error.strMessage.back() == ':')
+    {
+        m_error.strMessage.pop_back();
+    }
+    return false;
+}
+} // namespace XAN_Platform
