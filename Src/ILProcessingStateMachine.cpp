@@ -11,6 +11,8 @@ enum
     STATE_TEXT = 0,
     STATE_AFTER_LF = 2,
     STATE_AFTER_CR = 3,
+    STATE_AFTER_M = 4,
+    STATE_AFTER_F = 9,
     STATE_KEYWORD_LINE = 12,
     STATE_KEYWORD_CR = 13,
     STATE_KEYWORD_CRLF = 14,
@@ -25,13 +27,13 @@ struct KeywordTransition
     unsigned int nNext;
 };
 
-const KeywordTransition g_KeywordTransitions[] = {{4, 'd', 5},
-                                                  {4, 'e', 7},
+const KeywordTransition g_KeywordTransitions[] = {{STATE_AFTER_M, 'd', 5},
+                                                  {STATE_AFTER_M, 'e', 7},
                                                   {5, 'e', 6},
                                                   {6, 'f', STATE_KEYWORD_LINE},
                                                   {7, 'n', 8},
                                                   {8, 'd', STATE_KEYWORD_LINE},
-                                                  {9, 'u', 10},
+                                                  {STATE_AFTER_F, 'u', 10},
                                                   {10, 'n', 11},
                                                   {11, 'c', STATE_KEYWORD_LINE}};
 } // namespace
@@ -88,24 +90,31 @@ void ILProcessingStateMachine::Emit(char c)
     ++m_nWritten;
 }
 
+bool ILProcessingStateMachine::EnterLineBreak(unsigned int nAfterLF, unsigned int nAfterCR)
+{
+    if (m_cCurrent == '\n')
+    {
+        m_nState = nAfterLF;
+        return true;
+    }
+    if (m_cCurrent == '\r')
+    {
+        m_nState = nAfterCR;
+        return true;
+    }
+    return false;
+}
+
 void ILProcessingStateMachine::Step()
 {
     const char c = m_cCurrent;
     switch (m_nState)
     {
     case STATE_TEXT:
-        if (c == '\n')
-        {
-            m_nState = STATE_AFTER_LF;
-        }
-        else if (c == '\r')
-        {
-            m_nState = STATE_AFTER_CR;
-        }
-        else
+        if (!EnterLineBreak(STATE_AFTER_LF, STATE_AFTER_CR))
         {
             Emit(c);
-            m_nState = c == 'f' ? 9 : (c == 'm' ? 4 : STATE_TEXT);
+            m_nState = c == 'f' ? STATE_AFTER_F : (c == 'm' ? STATE_AFTER_M : STATE_TEXT);
         }
         return;
 
@@ -121,15 +130,7 @@ void ILProcessingStateMachine::Step()
         return;
 
     case STATE_KEYWORD_LINE:
-        if (c == '\n')
-        {
-            m_nState = STATE_KEYWORD_LF;
-        }
-        else if (c == '\r')
-        {
-            m_nState = STATE_KEYWORD_CR;
-        }
-        else
+        if (!EnterLineBreak(STATE_KEYWORD_LF, STATE_KEYWORD_CR))
         {
             Emit(c);
         }

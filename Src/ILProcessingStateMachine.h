@@ -16,6 +16,8 @@ public:
 
 private:
     void Step();
+    // Moves to the state that waits behind a line break, if the character is one.
+    bool EnterLineBreak(unsigned int nAfterLF, unsigned int nAfterCR);
     void NextCharacter();
     void Emit(char c);
     void Hold() { m_bReprocess = true; }

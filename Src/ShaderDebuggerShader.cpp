@@ -160,15 +160,15 @@ CShaderDebuggerShader::~CShaderDebuggerShader()
     std::free(m_pShaderData);
 }
 
-bool CShaderDebuggerShader::StartDebugging(unsigned int nMode)
+bool CShaderDebuggerShader::StartDebugging(unsigned int mode)
 {
     SDU_Assert(GetHost(), !IsDebugging());
     if (IsDebugging())
     {
         return false;
     }
-    SDU_Assert(GetHost(), IsShaderDebuggable(nMode));
-    if (!IsShaderDebuggable(nMode))
+    SDU_Assert(GetHost(), IsShaderDebuggable(mode));
+    if (!IsShaderDebuggable(mode))
     {
         return false;
     }
@@ -179,7 +179,7 @@ bool CShaderDebuggerShader::StartDebugging(unsigned int nMode)
     m_nNextSourceInstruction = ProgramCounter(0);
     m_CallStack.clear();
     std::deque<ProgramCounter>().swap(m_ExecutedSteps);
-    return SetDebugMode(nMode);
+    return SetDebugMode(mode);
 }
 
 void CShaderDebuggerShader::EndDebugging()

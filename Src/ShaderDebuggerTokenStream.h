@@ -240,7 +240,9 @@ private:
     // The smallest power of two not below nValue; 1 for 0.
     size_t NextPowerOfTwo(size_t nValue) const
     {
-        SDU_Assert(this->GetHost(), nValue < ((size_t)1 << ((sizeof(size_t) * 8) - 1)));
+        // clang-format off
+        SDU_Assert(this->GetHost(), nValue < ((size_t)1<<((sizeof(size_t) * 8)-1)));
+        // clang-format on
         if (nValue == 0)
         {
             return 1;

@@ -13,72 +13,74 @@ void SDU_ReportConsistencyAssert(const char* pFunction, const char* pCondition)
 
 namespace XAN_ShaderDebugger
 {
+using ShaderUtils::IL_REGTYPE_LAST;
+
 namespace
 {
 // The RT_* value of each IL register type, by its number. Type 29 doesn't exist.
-const RegisterType g_ILRegisterTypes[ShaderUtils::IL_REGTYPE_LAST] = {RT_ConstBool,
-                                                                      RT_ConstFloat,
-                                                                      RT_ConstInt,
-                                                                      RT_Addr,
-                                                                      RT_Temp,
-                                                                      RT_LegacyInput,
-                                                                      RT_vIndex,
-                                                                      RT_vObjIndex,
-                                                                      RT_vBaryCoord,
-                                                                      RT_vPrimIndex,
-                                                                      RT_vQuadIndex,
-                                                                      RT_LegacyOutput,
-                                                                      RT_vPixIn,
-                                                                      RT_oSprite,
-                                                                      RT_oPos,
-                                                                      RT_Interp,
-                                                                      RT_Fog,
-                                                                      RT_TexCoord,
-                                                                      RT_PriColor,
-                                                                      RT_SecColor,
-                                                                      RT_vSpriteCoord,
-                                                                      RT_vFace,
-                                                                      RT_vWinCoord,
-                                                                      RT_vPrimCoord,
-                                                                      RT_vPrimType,
-                                                                      RT_oC,
-                                                                      RT_oDepth,
-                                                                      RT_oStencil,
-                                                                      RT_oClip,
-                                                                      RT_Unknown,
-                                                                      RT_IndexableTemp,
-                                                                      RT_CONST_BUFF,
-                                                                      RT_LITERAL,
-                                                                      RT_Input,
-                                                                      RT_Output,
-                                                                      RT_ImmConstBuffer,
-                                                                      RT_oMask,
-                                                                      RT_Persistent,
-                                                                      RT_Global,
-                                                                      RT_oPsFog,
-                                                                      RT_Shared,
-                                                                      RT_vTidInGrp,
-                                                                      RT_vTidInGrpFlat,
-                                                                      RT_vAbsTid,
-                                                                      RT_vAbsTidFlat,
-                                                                      RT_vThreadGrpId,
-                                                                      RT_vThreadGrpIdFlat,
-                                                                      RT_Mem,
-                                                                      RT_vicp,
-                                                                      RT_vpc,
-                                                                      RT_vDomain,
-                                                                      RT_vocp,
-                                                                      RT_vOutputControlPointID,
-                                                                      RT_vInstanceID,
-                                                                      RT_This,
-                                                                      RT_oEdgeFlag,
-                                                                      RT_oDepthLE,
-                                                                      RT_oDepthGE,
-                                                                      RT_vCoverageMask,
-                                                                      RT_Tmr,
-                                                                      RT_vLineStipple,
-                                                                      RT_In,
-                                                                      RT_Out};
+const RegisterType g_ILRegisterTypes[IL_REGTYPE_LAST] = {RT_ConstBool,
+                                                         RT_ConstFloat,
+                                                         RT_ConstInt,
+                                                         RT_Addr,
+                                                         RT_Temp,
+                                                         RT_LegacyInput,
+                                                         RT_vIndex,
+                                                         RT_vObjIndex,
+                                                         RT_vBaryCoord,
+                                                         RT_vPrimIndex,
+                                                         RT_vQuadIndex,
+                                                         RT_LegacyOutput,
+                                                         RT_vPixIn,
+                                                         RT_oSprite,
+                                                         RT_oPos,
+                                                         RT_Interp,
+                                                         RT_Fog,
+                                                         RT_TexCoord,
+                                                         RT_PriColor,
+                                                         RT_SecColor,
+                                                         RT_vSpriteCoord,
+                                                         RT_vFace,
+                                                         RT_vWinCoord,
+                                                         RT_vPrimCoord,
+                                                         RT_vPrimType,
+                                                         RT_oC,
+                                                         RT_oDepth,
+                                                         RT_oStencil,
+                                                         RT_oClip,
+                                                         RT_Unknown,
+                                                         RT_IndexableTemp,
+                                                         RT_CONST_BUFF,
+                                                         RT_LITERAL,
+                                                         RT_Input,
+                                                         RT_Output,
+                                                         RT_ImmConstBuffer,
+                                                         RT_oMask,
+                                                         RT_Persistent,
+                                                         RT_Global,
+                                                         RT_oPsFog,
+                                                         RT_Shared,
+                                                         RT_vTidInGrp,
+                                                         RT_vTidInGrpFlat,
+                                                         RT_vAbsTid,
+                                                         RT_vAbsTidFlat,
+                                                         RT_vThreadGrpId,
+                                                         RT_vThreadGrpIdFlat,
+                                                         RT_Mem,
+                                                         RT_vicp,
+                                                         RT_vpc,
+                                                         RT_vDomain,
+                                                         RT_vocp,
+                                                         RT_vOutputControlPointID,
+                                                         RT_vInstanceID,
+                                                         RT_This,
+                                                         RT_oEdgeFlag,
+                                                         RT_oDepthLE,
+                                                         RT_oDepthGE,
+                                                         RT_vCoverageMask,
+                                                         RT_Tmr,
+                                                         RT_vLineStipple,
+                                                         RT_In,
+                                                         RT_Out};
 
 // The swizzle of a source modifier that reads the components of mask from the low end; one of
 // the masks that GetILSrcMod takes.
@@ -122,15 +124,15 @@ unsigned int CountComponents(unsigned short mask)
 RegisterType ILtoSDRegisterType(unsigned int nILType)
 {
     const RegisterType rtRegType =
-        nILType < ShaderUtils::IL_REGTYPE_LAST ? g_ILRegisterTypes[nILType] : RT_Unknown;
+        nILType < IL_REGTYPE_LAST ? g_ILRegisterTypes[nILType] : RT_Unknown;
     SDU_ConsistencyAssert(!(rtRegType == RT_Unknown));
     return rtRegType;
 }
 
 unsigned int SDtoILRegisterType(RegisterType rtType)
 {
-    unsigned int regType = ShaderUtils::IL_REGTYPE_LAST;
-    for (unsigned int nILType = 0; nILType < ShaderUtils::IL_REGTYPE_LAST; ++nILType)
+    unsigned int regType = IL_REGTYPE_LAST;
+    for (unsigned int nILType = 0; nILType < IL_REGTYPE_LAST; ++nILType)
     {
         if (rtType != RT_Unknown && g_ILRegisterTypes[nILType] == rtType)
         {
@@ -138,7 +140,7 @@ unsigned int SDtoILRegisterType(RegisterType rtType)
             break;
         }
     }
-    SDU_ConsistencyAssert(!(regType == ShaderUtils::IL_REGTYPE_LAST));
+    SDU_ConsistencyAssert(!(regType == IL_REGTYPE_LAST));
     return regType;
 }
 
@@ -153,8 +155,7 @@ std::string GetILRegisterType(unsigned int nILType)
 unsigned int ParseILRegisterType(const std::string& strType)
 {
     const unsigned int nILType = ShaderUtils::ParseILRegTypeName(strType);
-    const std::string fauxString =
-        nILType == ShaderUtils::IL_REGTYPE_LAST ? "Invalid register type" : strType;
+    const std::string fauxString = nILType == IL_REGTYPE_LAST ? "Invalid register type" : strType;
     SDU_ConsistencyAssert(!(fauxString == "Invalid register type"));
     return nILType;
 }

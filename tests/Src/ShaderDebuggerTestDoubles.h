@@ -1,0 +1,88 @@
+#ifndef SHADER_DEBUGGER_TEST_DOUBLES_H
+#define SHADER_DEBUGGER_TEST_DOUBLES_H
+
+// A host that records what reaches its log, and a shader with nothing of an engine, so that the
+// core's records and streams can be tested with their assertions and without a device.
+
+#include "ShaderDebuggerHost.h"
+#include "ShaderDebuggerShader.h"
+
+#include <string>
+#include <vector>
+
+namespace XAN_Test
+{
+class CRecordingHost : public XAN_ShaderDebugger::CShaderDebuggerHost
+{
+public:
+    CRecordingHost() : CShaderDebuggerHost(NULL) {}
+
+    bool ExecuteShader() override { return false; }
+    void Log(uint32_t, const std::string& strText) override { m_vLines.push_back(strText); }
+
+    // Whether an assertion with exactly this condition text was reported.
+    bool HasAssert(const std::string& strCondition) const
+    {
+        const std::string strTail = "Assert:  " + strCondition;
+        for (const std::string& strLine : m_vLines)
+        {
+            if (strLine.size() >= strTail.size() &&
+                strLine.compare(strLine.size() - strTail.size(), strTail.size(), strTail) == 0)
+            {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    std::vector<std::string> m_vLines;
+};
+
+// The host stands in for the debugger: it is an IShaderDebugger whose host is itself.
+class CTestShader : public XAN_ShaderDebugger::CShaderDebuggerShader
+{
+public:
+    CTestShader(XAN_ShaderDebugger::IShaderDebugger* pDebugger, const void* pData = NULL,
+                size_t nSize = 0)
+        : CShaderDebuggerShader(pDebugger, pData, nSize), m_bSetDebugModeResult(true),
+          m_nLastMode(0)
+    {
+    }
+
+    XAN_ShaderDebugger::ShaderInfo& Info() { return m_Info; }
+    const std::deque<XAN_ShaderDebugger::ProgramCounter>& CallStack() const { return m_CallStack; }
+    std::deque<XAN_ShaderDebugger::ProgramCounter>& ExecutedSteps() { return m_ExecutedSteps; }
+    void MoveTo(uint32_t nPos)
+    {
+        m_nCurrentInstruction = XAN_ShaderDebugger::ProgramCounter(nPos);
+        m_nNextInstruction = XAN_ShaderDebugger::ProgramCounter(nPos + 1);
+        m_CallStack.push_back(XAN_ShaderDebugger::ProgramCounter(nPos));
+        m_ExecutedSteps.push_back(XAN_ShaderDebugger::ProgramCounter(nPos));
+    }
+
+    bool GetShaderText(std::string&, unsigned int) override { return false; }
+    bool GetShaderKeywords(std::vector<std::string>&, unsigned int) override { return false; }
+    unsigned int GetDefaultDebugMode() override { return 1; }
+    bool SetDebugMode(unsigned int nMode) override
+    {
+        m_nLastMode = nMode;
+        return m_bSetDebugModeResult;
+    }
+    bool Step() override { return false; }
+    bool Back() override { return false; }
+    bool Run() override { return false; }
+    bool RunBack() override { return false; }
+    bool Execute(bool) override { return false; }
+    bool Draw() override { return false; }
+    unsigned int GetInstructionFromLine(unsigned int) override { return 0; }
+    unsigned int GetLineFromInstruction(unsigned int) override { return 0; }
+    unsigned int GetCurrentLine() override { return 0; }
+    unsigned int GetNextLine() override { return 0; }
+    unsigned int GetPreviousLine() override { return 0; }
+
+    bool m_bSetDebugModeResult;
+    unsigned int m_nLastMode;
+};
+} // namespace XAN_Test
+
+#endif
