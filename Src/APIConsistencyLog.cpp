@@ -1,7 +1,5 @@
 #include "APIConsistencyLog.h"
 
-#include "APIUsageLog.h"
-
 APIConsistencyLog& APIConsistencyLog::GetInstance()
 {
     // Never destroyed, like the usage log.
@@ -9,7 +7,4 @@ APIConsistencyLog& APIConsistencyLog::GetInstance()
     return *s_pInstance;
 }
 
-APIConsistencyLog::APIConsistencyLog() : m_nLogLevel(GetLogLevelFromEnvironment())
-{
-    OpenLogFile(m_File, "XANOpenCLDebugAPIConsistency.log");
-}
+APIConsistencyLog::APIConsistencyLog() : CLogFile("XANOpenCLDebugAPIConsistency.log") {}

@@ -24,10 +24,12 @@ APIUsageLog& APIUsageLog::GetInstance()
     return *s_pInstance;
 }
 
-APIUsageLog::APIUsageLog() : m_nLogLevel(GetLogLevelFromEnvironment())
+CLogFile::CLogFile(const char* pFileName) : m_nLogLevel(GetLogLevelFromEnvironment())
 {
-    OpenLogFile(m_File, "XANOpenCLDebugAPIUsage.log");
+    OpenLogFile(m_File, pFileName);
 }
+
+APIUsageLog::APIUsageLog() : CLogFile("XANOpenCLDebugAPIUsage.log") {}
 
 template <typename THandle> static THandle LogHandleReturn(const char* pFunction, THandle handle)
 {

@@ -18,37 +18,53 @@ int32_t GetLogLevelFromEnvironment();
 // that can't be opened leaves the stream failed, and whatever is written to it is lost.
 void OpenLogFile(std::ofstream& file, const char* pFileName);
 
-// The record of every exported call and its result, in "XANOpenCLDebugAPIUsage.log". Each
-// insertion is flushed, so the file is complete when the process crashes.
-class APIUsageLog
+// A log file of the current directory, opened at construction. Every write is flushed, so the
+// file is complete when the process crashes.
+class CLogFile
 {
 public:
-    static APIUsageLog& GetInstance();
-
     bool IsCallLoggingEnabled() const { return true; }
     bool IsAssertLoggingEnabled() const { return true; }
     int32_t GetLogLevel() const { return m_nLogLevel; }
 
+    CLogFile(const CLogFile&) = delete;
+    CLogFile& operator=(const CLogFile&) = delete;
+
+protected:
+    explicit CLogFile(const char* pFileName);
+
     // Text, numbers, pointers and the stream manipulators (std::hex, std::setw, ...).
-    template <typename T> APIUsageLog& operator<<(const T& value)
+    template <typename T> void Write(const T& value)
     {
-        boost::unique_lock<boost::mutex> lock(m_Mutex);
         if (IsCallLoggingEnabled() || IsAssertLoggingEnabled())
         {
             m_File << value;
             m_File.flush();
         }
-        return *this;
     }
 
-    APIUsageLog(const APIUsageLog&) = delete;
-    APIUsageLog& operator=(const APIUsageLog&) = delete;
+private:
+    int32_t m_nLogLevel;
+    std::ofstream m_File;
+};
+
+// The record of every exported call and its result, in "XANOpenCLDebugAPIUsage.log".
+class APIUsageLog : public CLogFile
+{
+public:
+    static APIUsageLog& GetInstance();
+
+    // One insertion is one locked write; a line of several can interleave with another thread's.
+    template <typename T> APIUsageLog& operator<<(const T& value)
+    {
+        boost::unique_lock<boost::mutex> lock(m_Mutex);
+        Write(value);
+        return *this;
+    }
 
 private:
     APIUsageLog();
 
-    int32_t m_nLogLevel;
-    std::ofstream m_File;
     boost::mutex m_Mutex;
 };
 

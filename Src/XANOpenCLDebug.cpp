@@ -262,11 +262,29 @@ bool DoContinue(KernelDebugState* pKernelDebugState, cl_command_queue commandQue
 
 namespace
 {
-void LogDispatchTable(const void* pTable)
+// The frame of the two dispatch-table exports: the call line, the null test, the copy, one line
+// per slot of the table, and the return line.
+template <typename TTable, typename TCopy>
+cl_int DispatchTableExport(const char* pFunction, TTable pTable, TCopy copyTable)
 {
-    std::ostringstream text;
-    OpenCLModule::PrintTable(text, pTable, OpenCLModule::NUM_DISPATCH_SLOTS);
-    APIUsageLog::GetInstance() << text.str();
+    try
+    {
+        APIUsageLog& log = APIUsageLog::GetInstance();
+        log << pFunction << "( " << static_cast<const void*>(pTable) << " )\n";
+        if (pTable == NULL)
+        {
+            return LogReturn(pFunction, CL_INVALID_VALUE);
+        }
+        copyTable(pTable);
+        std::ostringstream text;
+        OpenCLModule::PrintTable(text, pTable, OpenCLModule::NUM_DISPATCH_SLOTS);
+        log << text.str();
+        return LogReturn(pFunction, CL_SUCCESS);
+    }
+    catch (const std::bad_alloc&)
+    {
+        return LogReturn(pFunction, CL_OUT_OF_HOST_MEMORY);
+    }
 }
 } // namespace
 
@@ -320,41 +338,16 @@ XANCL_API xanclDebugStatus xanclDebugUtilGetLastError(KernelDebugState* pKernelD
 
 XANCL_API cl_int xanclDebugGetDispatchTable(void* pTable)
 {
-    static const char s_Function[] = "xanclDebugGetDispatchTable";
-    try
-    {
-        APIUsageLog::GetInstance() << s_Function << "( " << pTable << " )\n";
-        if (pTable == NULL)
-        {
-            return LogReturn(s_Function, CL_INVALID_VALUE);
-        }
-        g_OpenCLModule.GetTable(pTable);
-        LogDispatchTable(pTable);
-        return LogReturn(s_Function, CL_SUCCESS);
-    }
-    catch (const std::bad_alloc&)
-    {
-        return LogReturn(s_Function, CL_OUT_OF_HOST_MEMORY);
-    }
+    return DispatchTableExport("xanclDebugGetDispatchTable", pTable,
+                               [](void* pOut) { g_OpenCLModule.GetTable(pOut); });
 }
 
 XANCL_API cl_int xanclDebugSetDispatchTable(const void* pTable)
 {
-    static const char s_Function[] = "xanclDebugSetDispatchTable";
-    try
-    {
-        APIUsageLog::GetInstance() << s_Function << "( " << pTable << " )\n";
-        if (pTable == NULL)
-        {
-            return LogReturn(s_Function, CL_INVALID_VALUE);
-        }
-        g_OpenCLModule.SetTable(pTable);
-        g_DeviceOpenCLModule.SetTable(pTable);
-        LogDispatchTable(pTable);
-        return LogReturn(s_Function, CL_SUCCESS);
-    }
-    catch (const std::bad_alloc&)
-    {
-        return LogReturn(s_Function, CL_OUT_OF_HOST_MEMORY);
-    }
+    return DispatchTableExport("xanclDebugSetDispatchTable", pTable,
+                               [](const void* pIn)
+                               {
+                                   g_OpenCLModule.SetTable(pIn);
+                                   g_DeviceOpenCLModule.SetTable(pIn);
+                               });
 }

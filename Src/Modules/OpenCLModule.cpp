@@ -6,26 +6,14 @@
 namespace
 {
 #define XAN_OPENCL_SLOT_NAME(name) #name,
-const char* const s_SlotNames[] = {XAN_OPENCL_SLOTS_0_108(XAN_OPENCL_SLOT_NAME) NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   NULL,
-                                   XAN_OPENCL_SLOTS_123_135(XAN_OPENCL_SLOT_NAME)
-                                       XAN_OPENCL_SLOTS_136_164(XAN_OPENCL_SLOT_NAME)};
+const char* const s_Names0To108[] = {XAN_OPENCL_SLOTS_0_108(XAN_OPENCL_SLOT_NAME)};
+const char* const s_Names123To135[] = {XAN_OPENCL_SLOTS_123_135(XAN_OPENCL_SLOT_NAME)};
+const char* const s_Names136To164[] = {XAN_OPENCL_SLOTS_136_164(XAN_OPENCL_SLOT_NAME)};
 #undef XAN_OPENCL_SLOT_NAME
 
-static_assert(sizeof(s_SlotNames) / sizeof(s_SlotNames[0]) == OpenCLModule::NUM_SLOTS,
-              "one name per slot");
+static_assert(sizeof(s_Names0To108) / sizeof(s_Names0To108[0]) == 109, "slots 0 to 108");
+static_assert(sizeof(s_Names123To135) / sizeof(s_Names123To135[0]) == 13, "slots 123 to 135");
+static_assert(sizeof(s_Names136To164) / sizeof(s_Names136To164[0]) == 29, "slots 136 to 164");
 static_assert(sizeof(OpenCLFunctionTable) == OpenCLModule::NUM_SLOTS * sizeof(void*),
               "the table is an array of pointers");
 static_assert(offsetof(OpenCLFunctionTable, clCreateFromGLTexture) == 108 * sizeof(void*),
@@ -96,7 +84,7 @@ OpenCLModule::OpenCLVersion OpenCLModule::LoadModule(const std::string& strFileN
     {
         if (IsTableSlot(nSlot))
         {
-            SetSlot(nSlot, dlsym(m_hModule, s_SlotNames[nSlot]));
+            SetSlot(nSlot, dlsym(m_hModule, GetSlotName(nSlot)));
         }
     }
     return GetVersion();
@@ -165,8 +153,8 @@ bool OpenCLModule::LoadExtensions(cl_platform_id platform)
     {
         void* pFunction =
             clGetExtensionFunctionAddressForPlatform != NULL
-                ? clGetExtensionFunctionAddressForPlatform(platform, s_SlotNames[nSlot])
-                : clGetExtensionFunctionAddress(s_SlotNames[nSlot]);
+                ? clGetExtensionFunctionAddressForPlatform(platform, GetSlotName(nSlot))
+                : clGetExtensionFunctionAddress(GetSlotName(nSlot));
         SetSlot(nSlot, pFunction);
     }
     return true;
@@ -189,14 +177,26 @@ bool OpenCLModule::HasExtensionGroup(int nGroup) const
 
 const char* OpenCLModule::GetSlotName(size_t nSlot)
 {
-    return nSlot < NUM_SLOTS ? s_SlotNames[nSlot] : NULL;
+    if (nSlot <= 108)
+    {
+        return s_Names0To108[nSlot];
+    }
+    if (nSlot >= 123 && nSlot <= 135)
+    {
+        return s_Names123To135[nSlot - 123];
+    }
+    if (nSlot >= FIRST_EXTENSION_SLOT && nSlot < NUM_SLOTS)
+    {
+        return s_Names136To164[nSlot - FIRST_EXTENSION_SLOT];
+    }
+    return NULL;
 }
 
 void OpenCLModule::PrintTable(std::ostream& stream, const void* pTable, size_t nSlots)
 {
     for (size_t nSlot = 0; nSlot < nSlots && nSlot < NUM_SLOTS; ++nSlot)
     {
-        const char* pName = s_SlotNames[nSlot];
+        const char* pName = GetSlotName(nSlot);
         if (pName != NULL)
         {
             stream << pName + 2 << " = " << ReadPointer(pTable, nSlot) << "\n";
