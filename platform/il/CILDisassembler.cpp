@@ -271,6 +271,11 @@ bool CILDisassembler::PrintOperands(const unsigned int* pTokens, const ILTextFor
             return false;
         }
     }
+    if (form.shape == IL_SHAPE_CONTROL_VALUE)
+    {
+        separate();
+        PrintDecimal(GetILControl(m_inst.nOpcodeToken));
+    }
     const bool bCbData =
         form.shape == IL_SHAPE_CB && (m_inst.nOpcodeToken & IL_PRI_MODIFIER_PRESENT);
     const unsigned int nFirst =

@@ -168,9 +168,11 @@ bool CILInstructionParser::Parse(std::string_view statement, std::vector<unsigne
     {
         vTokens.push_back(0); // instMod, once the operands are counted
     }
-    const bool bCbData =
-        form.shape == IL_SHAPE_CB && (mnemonic.nOpcodeToken & IL_PRI_MODIFIER_PRESENT);
-    if (mnemonic.nOpcodeToken & IL_PRI_MODIFIER_PRESENT)
+    // Where bits 30 and 31 aren't modifier flags, _control wrote them.
+    const bool bPri = form.bModifierFlags && (mnemonic.nOpcodeToken & IL_PRI_MODIFIER_PRESENT);
+    const bool bSec = form.bModifierFlags && (mnemonic.nOpcodeToken & IL_SEC_MODIFIER_PRESENT);
+    const bool bCbData = form.shape == IL_SHAPE_CB && bPri;
+    if (bPri)
     {
         vTokens.push_back(mnemonic.nPri);
     }
@@ -185,7 +187,7 @@ bool CILInstructionParser::Parse(std::string_view statement, std::vector<unsigne
         }
         vTokens[nCountAt] = static_cast<unsigned int>(vTokens.size() - nCountAt - 1);
     }
-    if (mnemonic.nOpcodeToken & IL_SEC_MODIFIER_PRESENT)
+    if (bSec)
     {
         vTokens.push_back(mnemonic.nSec);
     }
@@ -435,8 +437,11 @@ bool CILInstructionParser::ParseOperands(std::string_view text, const Mnemonic& 
     // The count shape and dcl_cb data take any number of values.
     const bool bAnyValues =
         form.shape == IL_SHAPE_COUNT || (form.shape == IL_SHAPE_CB && counts.nSrcCount == 0);
+    const bool bControlValue = form.shape == IL_SHAPE_CONTROL_VALUE;
     const unsigned int nValues =
-        bAnyValues ? 0 : GetTrailingTokenCount(mnemonic.nOpcodeToken) - form.nTrailingNames;
+        bAnyValues      ? 0
+        : bControlValue ? 1
+                        : GetTrailingTokenCount(mnemonic.nOpcodeToken) - form.nTrailingNames;
     unsigned int nItem = 0;
     const bool bParsed = ForEachItem(
         text, ',',
@@ -450,6 +455,16 @@ bool CILInstructionParser::ParseOperands(std::string_view text, const Mnemonic& 
             if (!bAnyValues && nIndex >= nRegisters + nValues)
             {
                 return Fail(item, std::string("too many operands for ") + mnemonic.pName + ":");
+            }
+            if (bControlValue)
+            {
+                long long nControl = 0;
+                if (!ParseNumber(item, 0, IL_CONTROL_MASK, nControl))
+                {
+                    return false;
+                }
+                vTokens[0] |= static_cast<unsigned int>(nControl) << IL_CONTROL_SHIFT;
+                return true;
             }
             unsigned int nValue = 0;
             if (!ParseValue(item, form.bHexValues, nValue))
@@ -857,7 +872,9 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
                                                 bool bIndexRegister, Operand& operand)
 {
     const unsigned int nOwnBits = bDest ? 0xFFu : 0xFFFFu | IL_SRC_ABS;
-    bool bExtension = false;
+    // Four suffixes are valid, so a fifth fails below once it is recorded.
+    std::string_view seen[5];
+    unsigned int nSeen = 0;
     while (!text.empty() && text[0] == '_')
     {
         std::string_view key;
@@ -868,6 +885,15 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
         {
             return Fail(rest, "not an operand suffix:");
         }
+        const std::string_view suffix = rest.substr(0, rest.size() - text.size());
+        for (unsigned int i = 0; i < nSeen; ++i)
+        {
+            if (seen[i] == key)
+            {
+                return Fail(suffix, "suffix given twice:");
+            }
+        }
+        seen[nSeen++] = key;
         long long nValue = 0;
         if (key == "abs" && !bDest && !bHasValue)
         {
@@ -903,19 +929,18 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
             }
             operand.nModifier |= static_cast<unsigned int>(nValue);
         }
-        else if (key == "ext" && bHasValue && !bIndexRegister && !bExtension)
+        else if (key == "ext" && bHasValue && !bIndexRegister)
         {
             if (!ParseNumber(value, INT32_LOWEST, UINT32_HIGHEST, nValue))
             {
                 return false;
             }
-            bExtension = true;
             operand.nToken |= IL_REG_EXTENDED;
             operand.nExtension = static_cast<unsigned int>(nValue);
         }
         else
         {
-            return Fail(rest.substr(0, rest.size() - text.size()), "not a suffix of this operand:");
+            return Fail(suffix, "not a suffix of this operand:");
         }
     }
     return true;

@@ -117,6 +117,8 @@ ILTextShape ChooseShape(unsigned int nOpCode)
         return IL_SHAPE_COUNT;
     case IL_OP_DCL_CB:
         return IL_SHAPE_CB;
+    case IL_OP_DCL_WAVESIZE:
+        return IL_SHAPE_CONTROL_VALUE;
     default:
         return IL_SHAPE_PLAIN;
     }
@@ -162,7 +164,8 @@ ILTextForm MakeForm(unsigned int nOpCode)
         const ILControlField& field = *form.ppFields[i];
         nUsed |= ((1u << field.nWidth) - 1) << field.nShift;
     }
-    if (form.shape == IL_SHAPE_MDEF || form.shape == IL_SHAPE_MCALL || form.shape == IL_SHAPE_COUNT)
+    if (form.shape == IL_SHAPE_MDEF || form.shape == IL_SHAPE_MCALL ||
+        form.shape == IL_SHAPE_COUNT || form.shape == IL_SHAPE_CONTROL_VALUE)
     {
         nUsed |= CONTROL_BITS;
     }

@@ -27,11 +27,12 @@ struct ILControlField
 enum ILTextShape
 {
     IL_SHAPE_PLAIN,
-    IL_SHAPE_COMMENT, // ";text"
-    IL_SHAPE_MDEF,    // "mdef(label)_out(n)_in(n)"
-    IL_SHAPE_MCALL,   // "mcall(label) (dest), (sources)"
-    IL_SHAPE_COUNT,   // the control field counts the values (dcl_num_thread_per_group)
-    IL_SHAPE_CB,      // dcl_cb: "_data" and values instead of a primary modifier
+    IL_SHAPE_COMMENT,       // ";text"
+    IL_SHAPE_MDEF,          // "mdef(label)_out(n)_in(n)"
+    IL_SHAPE_MCALL,         // "mcall(label) (dest), (sources)"
+    IL_SHAPE_COUNT,         // the control field counts the values (dcl_num_thread_per_group)
+    IL_SHAPE_CONTROL_VALUE, // the control field is written as a value ("dcl_wavesize 64")
+    IL_SHAPE_CB,            // dcl_cb: "_data" and values instead of a primary modifier
 };
 
 // The text form of one opcode.

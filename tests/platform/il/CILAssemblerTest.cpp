@@ -1,0 +1,294 @@
+#include "CILAssembler.h"
+#include "ShaderUtils/IL/ILFormat.h"
+
+#include <gtest/gtest.h>
+
+using namespace ShaderUtils;
+using namespace XAN_Platform;
+
+namespace
+{
+const unsigned int HEADER_CS_2_0 = 0x00030200;
+
+unsigned int Operand(unsigned int nType, unsigned int nNumber, unsigned int nFlags = 0)
+{
+    return (nType << IL_REG_TYPE_SHIFT) | nNumber | nFlags;
+}
+
+const unsigned int R0 = Operand(IL_REGTYPE_TEMP, 0);
+const unsigned int R1 = Operand(IL_REGTYPE_TEMP, 1);
+const unsigned int R2 = Operand(IL_REGTYPE_TEMP, 2);
+const unsigned int MOD = IL_REG_MODIFIER_PRESENT;
+
+// The tokens of one statement in a program, without the header.
+std::vector<unsigned int> Statement(const std::string& strStatement)
+{
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    EXPECT_TRUE(assembler.Assemble("il_cs_2_0\n" + strStatement, vTokens))
+        << strStatement << ": " << assembler.GetError().ToString();
+    if (vTokens.size() < 2)
+    {
+        return {};
+    }
+    EXPECT_EQ(0u, vTokens[0]);
+    EXPECT_EQ(HEADER_CS_2_0, vTokens[1]);
+    return std::vector<unsigned int>(vTokens.begin() + 2, vTokens.end());
+}
+
+std::vector<unsigned int> Comment(const std::string& strText)
+{
+    std::vector<unsigned int> vTokens = {IL_OP_COMMENT,
+                                         static_cast<unsigned int>((strText.size() + 4) / 4)};
+    vTokens.resize(2 + vTokens[1], 0);
+    for (std::size_t i = 0; i < strText.size(); ++i)
+    {
+        vTokens[2 + i / 4] |= static_cast<unsigned int>(static_cast<unsigned char>(strText[i]))
+                              << (8 * (i % 4));
+    }
+    return vTokens;
+}
+} // namespace
+
+TEST(CILAssemblerTest, HeaderMacrosAndElementLines)
+{
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    std::vector<unsigned int> vLines;
+    ASSERT_TRUE(assembler.Assemble("mdef(3)_out(1)_in(2)\n;name\nmend\n\nil_ps_1_4 ; after\nend\n",
+                                   vTokens, &vLines));
+    const unsigned int nMdef = IL_OP_MDEF | (3u << IL_CONTROL_SHIFT);
+    const std::vector<unsigned int> vName = Comment("name");
+    std::vector<unsigned int> vExpected = {nMdef, 0x00010002};
+    vExpected.insert(vExpected.end(), vName.begin(), vName.end());
+    vExpected.insert(vExpected.end(), {IL_OP_MEND, 0, 0x00010104});
+    const std::vector<unsigned int> vAfter = Comment(" after");
+    vExpected.insert(vExpected.end(), vAfter.begin(), vAfter.end());
+    vExpected.push_back(IL_OP_END);
+    EXPECT_EQ(vExpected, vTokens);
+    EXPECT_EQ((std::vector<unsigned int>{1, 2, 3, 5, 5, 6}), vLines);
+
+    // Text ends at its first NUL.
+    const std::string strWithNul("il_cs_2_0\nend\0garbage", 21);
+    ASSERT_TRUE(assembler.Assemble(strWithNul, vTokens));
+    EXPECT_EQ((std::vector<unsigned int>{0, HEADER_CS_2_0, IL_OP_END}), vTokens);
+}
+
+TEST(CILAssemblerTest, OperandEncodings)
+{
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2}), Statement("mov r1, r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x01, R2}),
+              Statement("mov r1.x, r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x11, R2}),
+              Statement("mov r1.x_z_, r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0xE1, R2}),
+              Statement("mov r1.x_23, r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x5140}),
+              Statement("mov r1, r2.x0y1"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x0000}),
+              Statement("mov r1, r2.x"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x1110}),
+              Statement("mov r1, r2.xy"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0xBA98}),
+              Statement("mov r1, -r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x3A18 | IL_SRC_ABS}),
+              Statement("mov r1, r2_neg(xz)_abs"));
+
+    // A lone index is the immediate of an indexed temp in an instruction and
+    // the dimension token everywhere else.
+    const unsigned int nX1 = Operand(IL_REGTYPE_INDEXABLE_TEMP, 1);
+    const unsigned int nCb1 = Operand(IL_REGTYPE_CONST_BUFF, 1);
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | IL_REG_IMMEDIATE_PRESENT, 3}),
+              Statement("mov r1, x1[3]"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_DIMENSION, 4}),
+              Statement("mov r1, cb1[4]"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_INDEXED_TEMP_ARRAY, nX1 | IL_REG_DIMENSION, 64}),
+              Statement("dcl_indexed_temp_array x1[64]"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_IMMEDIATE_PRESENT, 4}),
+              Statement("mov r1, cb1[imm(4)]"));
+    EXPECT_EQ((std::vector<unsigned int>{
+                  IL_OP_MOV, R1,
+                  nX1 | IL_REG_DIMENSION | IL_REG_IMMEDIATE_PRESENT | IL_REG_EXTENDED, 5, 6, 7}),
+              Statement("mov r1, x1[imm(6) + dim(5)]_ext(7)"));
+
+    // Register-relative: the index register with its modifier, then the
+    // immediate; relative: its token, then the immediate.
+    const unsigned int nRegRelative = IL_ADDR_REG_RELATIVE << IL_REG_RELATIVE_SHIFT;
+    EXPECT_EQ(
+        (std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | nRegRelative | IL_REG_IMMEDIATE_PRESENT,
+                                   R0 | MOD, 0x1111, 3}),
+        Statement("mov r1, x1[r0.y + 3]"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, nX1 | nRegRelative, R0, R2}),
+              Statement("mov x1[r0], r2"));
+    EXPECT_EQ(
+        (std::vector<unsigned int>{
+            IL_OP_MOV, R1, nCb1 | (1u << IL_REG_RELATIVE_SHIFT) | IL_REG_IMMEDIATE_PRESENT, 9, 2}),
+        Statement("mov r1, cb1[2 + rel(9)]"));
+}
+
+TEST(CILAssemblerTest, TempNumbersAreSeventeenBitsSigned)
+{
+    const unsigned int nMinusOne = Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN);
+    EXPECT_EQ(
+        (std::vector<unsigned int>{IL_OP_MOV, nMinusOne, Operand(IL_REGTYPE_TEMP, 0, IL_REG_SIGN)}),
+        Statement("mov r-1, r-65536"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF), nMinusOne}),
+              Statement("mov r65535, r-1"));
+    // Bare compute input names are number 0.
+    EXPECT_EQ(Statement("mov r0, vAbsTid0"), Statement("mov r0, vAbsTid"));
+}
+
+TEST(CILAssemblerTest, LengthsOfCountedInstructions)
+{
+    for (std::size_t nLength : {0u, 1u, 2u, 3u, 4u, 7u, 8u})
+    {
+        const std::string strText(nLength, 'a');
+        const std::vector<unsigned int> vTokens = Statement(";" + strText);
+        EXPECT_EQ(Comment(strText), vTokens);
+        EXPECT_EQ(2 + (nLength + 4) / 4, vTokens.size()) << nLength;
+    }
+    // Blanks and tabs after a ';' stay, trailing ones go, and so does a CR.
+    EXPECT_EQ(Comment(" \ta b"), Statement("; \ta b \t\r"));
+    EXPECT_EQ(Comment("a b"), Statement(";a\rb"));
+
+    // 16,000 bytes fit one comment element; more become several, each
+    // ending in a non-blank so that reading it back keeps it.
+    EXPECT_EQ(Comment(std::string(16000, 'a')), Statement(";" + std::string(16000, 'a')));
+    std::string strLong = std::string(15998, 'a') + "    " + std::string(10, 'b');
+    std::vector<unsigned int> vSplit = Comment(std::string(15998, 'a'));
+    const std::vector<unsigned int> vRest = Comment("    " + std::string(10, 'b'));
+    vSplit.insert(vSplit.end(), vRest.begin(), vRest.end());
+    EXPECT_EQ(vSplit, Statement(";" + strLong));
+
+    const unsigned int nL1 = Operand(IL_REGTYPE_LITERAL, 1);
+    EXPECT_EQ(
+        (std::vector<unsigned int>{IL_OP_DCL_LITERAL, nL1, 0x3F800000, 0xFFFFFFFF, 0xBF800000, 16}),
+        Statement("dcl_literal l1, 1.0, -1, -1.0f, 0x10"));
+    const unsigned int nCb0 = Operand(IL_REGTYPE_CONST_BUFF, 0, IL_REG_DIMENSION);
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB, nCb0, 16}), Statement("dcl_cb cb0[16]"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 7, 8}),
+              Statement("dcl_cb_data 7, 8"));
+    EXPECT_EQ((std::vector<unsigned int>{
+                  IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0, 5}),
+              Statement("dcl_cb_data_sec(5)"));
+
+    const unsigned int nMcall = IL_OP_MCALL | (4u << IL_CONTROL_SHIFT);
+    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010002, R0, R1, R2}),
+              Statement("mcall(4) (r0), (r1, r2)"));
+    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00000001, R1}), Statement("mcall(4) (), (r1)"));
+    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010000, R0}), Statement("mcall(4) (r0), ()"));
+
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << IL_CONTROL_SHIFT),
+                                         64, 2, 1}),
+              Statement("dcl_num_thread_per_group 64, 2, 1"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_CALL, 1024}), Statement("call 1024"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FUNC, 0xFFFFFFFF}), Statement("func 4294967295"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_WAVESIZE | (64u << IL_CONTROL_SHIFT)}),
+              Statement("dcl_wavesize 64"));
+}
+
+TEST(CILAssemblerTest, ControlSuffixes)
+{
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_STORE | (11u << 16) | (1u << 29),
+                                         Operand(IL_REGTYPE_MEM, 0, MOD), 0x01, R1, R2}),
+              Statement("uav_raw_store_id(11)_a64 mem0.x, r1, r2"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_IFC | (3u << 16), R0, R1}),
+              Statement("ifc_relop(ge) r0, r1"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FENCE | (0x7u << 16)}),
+              Statement("fence_memory_threads_lds"));
+    EXPECT_EQ((std::vector<unsigned int>{0x10000086u | (3u << 16), R0, R1}),
+              Statement("load_ext_resource(3) r0, r1"));
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_TYPELESS_UAV | (8u << 16) | (3u << 26), 4, 64}),
+              Statement("dcl_typeless_uav_length(64)_type(3)_id(8)_stride(4)"));
+    EXPECT_EQ(
+        (std::vector<unsigned int>{IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | (5u << 16), 0x10, R0, R1}),
+        Statement("mov_pri(0x10)_control(5) r0, r1"));
+    // Bits 30 and 31 of uav_raw_load aren't modifier flags.
+    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_LOAD | 0x80000000u, R0, R1}),
+              Statement("uav_raw_load_control(0x8000) r0, r1"));
+    EXPECT_EQ(Statement("and r0, r1, r2"), Statement("iand r0, r1, r2"));
+}
+
+TEST(CILAssemblerTest, BadTextNamesLineColumnAndWordAndWritesNothing)
+{
+    struct Case
+    {
+        const char* pText;
+        unsigned int nLine;
+        unsigned int nColumn;
+        const char* pWord;
+        const char* pMessage;
+    };
+    const Case cases[] = {
+        {"il_cs_2_0\nmovv r0, r1", 2, 1, "movv", "unknown opcode"},
+        {"il_cs_2_0\n  mov r0, q1", 2, 11, "q1", "unknown register"},
+        {"il_cs_2_0\nmov r0", 2, 1, "mov", "needs 2 operands, found 1"},
+        {"il_cs_2_0\nmov r0, r1, r2", 2, 13, "r2", "too many operands"},
+        {"il_cs_2_0\nmov r0.yx, r1", 2, 7, ".yx", "order xyzw"},
+        {"il_cs_2_0\nmov r0, r1.q", 2, 11, ".q", "empty swizzle"},
+        {"il_cs_2_0\nmov r65536, r1", 2, 6, "65536", "out of range"},
+        {"il_cs_2_0\nmov r-65537, r1", 2, 6, "-65537", "out of range"},
+        {"il_cs_2_0\nmov l-1, r1", 2, 6, "-1", "out of range"},
+        {"il_cs_2_0\nuav_raw_load_id(1024) r0, r1", 2, 17, "1024", "out of range"},
+        {"il_cs_2_0\nifc_relop(xx) r0, r1", 2, 11, "xx", "not a number"},
+        {"il_cs_2_0\nmov_foo r0, r1", 2, 5, "foo", "unknown suffix of mov"},
+        {"il_cs_2_0\nfence_control(0x1)", 2, 15, "0x1", "other suffixes"},
+        {"il_cs_2_0\nmov -r0, r1", 2, 5, "-r0", "can't be negated"},
+        {"il_cs_2_0\nmov r0, x1[r0 + rel(1)]", 2, 12, "r0 + rel(1)", "not both"},
+        {"il_cs_2_0\nmov r0, x1[r0 + dim(1)]", 2, 17, "dim(1)", "no dimension"},
+        {"il_cs_2_0\nmov r0, x1[3 + 4]", 2, 16, "4", "twice"},
+        {"il_cs_2_0\nmov r0, x1[]", 2, 12, "", "empty index"},
+        {"il_cs_2_0\nmov r0, r1_abs_abs", 2, 15, "_abs", "given twice"},
+        {"il_cs_2_0\nmcall(1) (r0, r1), (r2)", 2, 15, "r1", "at most one output"},
+        {"il_cs_2_0\nmcall r0, r1", 2, 1, "mcall", "label"},
+        {"il_cs_2_0\ndcl_typeless_uav_id(1)_stride(4)", 2, 1, "dcl_typeless_uav_id(1)_stride(4)",
+         "missing the suffix _length"},
+        {"il_cs_2_0\ncomment", 2, 1, "comment", "after ';'"},
+        {"il_cs_2_0\nhs_cp_phase", 2, 1, "hs_cp_phase", "can't contain"},
+        {"il_cs_2_0\nnone", 2, 1, "none", "can't contain"},
+        {"il_cs_2_0\ndcl_wavesize 16384", 2, 14, "16384", "out of range"},
+        {"il_cs_2_0\nmov r0, r1 ;x dcl_wavesize 64", 2, 15, "dcl_wavesize", "can't contain"},
+        {"mov r0, r1", 1, 1, "mov r0, r1", "only macros stand before the header"},
+        {"\n;note\nil_cs_2_0", 2, 2, "note", "only macros stand before the header"},
+        {"il_cs_2_0\nil_cs_2_0", 2, 1, "il_cs_2_0", "second header"},
+        {"il_xs_2_0", 1, 1, "il_xs_2_0", "not a header"},
+        {"il_cs_0_0", 1, 1, "il_cs_0_0", "not a header"},
+        {"mdef(1)\nil_cs_2_0", 2, 1, "il_cs_2_0", "inside a macro"},
+        {"mdef(1)\nret", 2, 1, "", "ends inside a macro"},
+        {"", 1, 1, "", "no header"},
+    };
+    for (const Case& c : cases)
+    {
+        CILAssembler assembler;
+        std::vector<unsigned int> vTokens = {42};
+        std::vector<unsigned int> vLines = {7};
+        EXPECT_FALSE(assembler.Assemble(c.pText, vTokens, &vLines)) << c.pText;
+        const ILAsmError& error = assembler.GetError();
+        EXPECT_EQ(c.nLine, error.nLine) << c.pText;
+        EXPECT_EQ(c.nColumn, error.nColumn) << c.pText;
+        EXPECT_EQ(c.pWord, error.strWord) << c.pText;
+        EXPECT_NE(std::string::npos, error.strMessage.find(c.pMessage))
+            << c.pText << ": " << error.strMessage;
+        EXPECT_EQ(std::vector<unsigned int>{42}, vTokens) << c.pText;
+        EXPECT_EQ(std::vector<unsigned int>{7}, vLines) << c.pText;
+    }
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    ASSERT_FALSE(assembler.Assemble("il_cs_2_0\nmov r0, q1", vTokens));
+    EXPECT_EQ("line 2, column 9: unknown register 'q1'", assembler.GetError().ToString());
+}
+
+TEST(CILAssemblerTest, InstructionsPastTheDecoderLimitAreRefused)
+{
+    std::string strInputs = "r0";
+    for (unsigned int i = 1; i < IL_MAX_INSTRUCTION_TOKENS - 2; ++i)
+    {
+        strInputs += ", r0";
+    }
+    // mcall: opcode, instMod, then one token per input.
+    EXPECT_EQ(IL_MAX_INSTRUCTION_TOKENS, Statement("mcall(1) (), (" + strInputs + ")").size());
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    EXPECT_FALSE(assembler.Assemble("il_cs_2_0\nmcall(1) (), (" + strInputs + ", r0)", vTokens));
+    EXPECT_NE(std::string::npos, assembler.GetError().strMessage.find("longer than 4100"));
+}

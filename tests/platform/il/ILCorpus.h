@@ -1,0 +1,26 @@
+#ifndef XAN_TEST_IL_CORPUS_H
+#define XAN_TEST_IL_CORPUS_H
+
+#include <string>
+#include <vector>
+
+namespace XAN_Test
+{
+// A corpus of IL text for tests of everything that reads IL tokens: every
+// opcode that a kernel can contain at least once (extended forms and second
+// names included), with every control suffix, and every operand form: write
+// masks, swizzles with 0 and 1 selectors, negate and abs, absolute indexes by
+// dimension and by immediate, relative and register-relative indexes with
+// and without an index modifier, extension tokens, negative temp numbers,
+// macros, mcall with and without output, dcl_cb with data, dcl_literal and
+// comments of many lengths (the longest becomes several comment elements).
+
+// The statements, each a line of text without the header.
+const std::vector<std::string>& GetILCorpusStatements();
+
+// The corpus as one program: a leading macro, the header, the statements
+// and end.
+const std::string& GetILCorpusProgram();
+} // namespace XAN_Test
+
+#endif
