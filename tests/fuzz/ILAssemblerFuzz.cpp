@@ -1,0 +1,95 @@
+// Arbitrary text through the IL assembler; what assembles goes through the
+// disassembler and back and must give the same tokens. Arbitrary tokens go
+// through the disassembler, which must refuse or print them, never crash.
+
+#include "CILAssembler.h"
+#include "CILDisassembler.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+using namespace XAN_Platform;
+
+namespace
+{
+// The input as the body of a function, so that most inputs get past the
+// header to the instruction parser.
+const char* const KERNEL_HEAD = "il_cs_2_0\ndcl_cb cb0[16]\nfunc 1024\n";
+const char* const KERNEL_TAIL = "\nret\nendfunc\nend\n";
+const std::size_t MAX_INPUT = 1 << 16;
+
+void Require(bool bCondition)
+{
+    if (!bCondition)
+    {
+        std::abort();
+    }
+}
+
+void RoundTrip(const std::string& strText)
+{
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    std::vector<unsigned int> vLines;
+    if (!assembler.Assemble(strText, vTokens, &vLines))
+    {
+        return;
+    }
+    CILDisassembler disassembler;
+    std::string strPrinted;
+    Require(disassembler.Disassemble(vTokens.data(), vTokens.size(), strPrinted));
+    std::vector<unsigned int> vAgain;
+    std::vector<unsigned int> vAgainLines;
+    Require(assembler.Assemble(strPrinted, vAgain, &vAgainLines));
+    Require(vAgain == vTokens);
+    // The printed text has one element per line.
+    Require(vAgainLines.size() == vLines.size());
+    for (std::size_t i = 0; i < vAgainLines.size(); ++i)
+    {
+        Require(vAgainLines[i] == i + 1);
+    }
+}
+
+void PrintTokens(const std::string& strBytes)
+{
+    std::vector<unsigned int> vTokens(strBytes.size() / 4);
+    for (std::size_t i = 0; i < vTokens.size() * 4; ++i)
+    {
+        vTokens[i / 4] |= static_cast<unsigned int>(static_cast<unsigned char>(strBytes[i]))
+                          << (8 * (i % 4));
+    }
+    CILDisassembler disassembler;
+    std::string strText;
+    if (disassembler.Disassemble(vTokens.data(), vTokens.size(), strText))
+    {
+        CILAssembler assembler;
+        std::vector<unsigned int> vAgain;
+        assembler.Assemble(strText, vAgain);
+    }
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* pData, std::size_t nSize)
+{
+    if (nSize == 0 || nSize > MAX_INPUT)
+    {
+        return 0;
+    }
+    const std::string strInput(reinterpret_cast<const char*>(pData) + 1, nSize - 1);
+    switch (pData[0] % 3)
+    {
+    case 0:
+        RoundTrip(strInput);
+        break;
+    case 1:
+        RoundTrip(KERNEL_HEAD + strInput + KERNEL_TAIL);
+        break;
+    default:
+        PrintTokens(strInput);
+        break;
+    }
+    return 0;
+}
