@@ -809,13 +809,24 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
     }
 }
 
-// Word loads fill every component of the destination mask from consecutive
-// words; byte and short loads fill x.
+// A word load through a UAV fills every component of the destination mask from
+// consecutive words; the other loads read one element for every component.
 template <class TElement, bool bLocal> void CILExecutor::ExecLoad(const SInstruction& instruction)
 {
     const SAddressSource address = FetchAddress(instruction, 0, bLocal);
-    const uint8_t nMask = sizeof(TElement) == 4 ? DestMask(instruction) : uint8_t(1);
-    LoadElements<TElement>(address, nullptr, nMask);
+    const uint8_t nMask = DestMask(instruction);
+    if (sizeof(TElement) == 4 && !bLocal)
+    {
+        LoadElements<TElement>(address, nullptr, nMask);
+    }
+    else
+    {
+        LoadElements<TElement>(address, nullptr, 1);
+        for (unsigned int c = 1; c < 4; ++c)
+        {
+            std::copy_n(Scratch(SLOT_RESULT), m_nLanes, Scratch(SLOT_RESULT + c));
+        }
+    }
     Commit(instruction, nMask);
 }
 

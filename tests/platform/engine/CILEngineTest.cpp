@@ -1,0 +1,455 @@
+// The example kernels, each checked against the same computation in C++.
+#include "EngineTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace XAN_Platform;
+using namespace XAN_Test;
+
+namespace
+{
+std::unique_ptr<CILProgram> LoadExample(const std::string& strName)
+{
+    std::string strError;
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel(strName), strError);
+    EXPECT_TRUE(pProgram) << strName << ": " << strError;
+    return pProgram;
+}
+
+std::vector<float> Ramp(size_t n, float fScale)
+{
+    std::vector<float> v(n);
+    for (size_t i = 0; i < n; ++i)
+    {
+        v[i] = float(i) * fScale - 3.0f;
+    }
+    return v;
+}
+} // namespace
+
+TEST(CILEngine, VectorAddLeavesElementsBeyondNUntouched)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("vadd");
+    ASSERT_TRUE(pProgram);
+    CKernelLaunch launch;
+    const std::vector<float> a = Ramp(1000, 0.5f);
+    const std::vector<float> b = Ramp(1000, -0.25f);
+    auto pA = launch.Buffer(a);
+    auto pB = launch.Buffer(b);
+    auto pC = launch.Buffer(std::vector<float>(1024, 7.0f));
+    launch.ArgPointer(pA);
+    launch.ArgPointer(pB);
+    launch.ArgPointer(pC);
+    launch.ArgValue<uint32_t>(1000);
+    launch.Range(1, {1024}, {64});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<float> c = CKernelLaunch::Read<float>(pC);
+    for (size_t i = 0; i < c.size(); ++i)
+    {
+        ASSERT_EQ(i < 1000 ? a[i] + b[i] : 7.0f, c[i]) << i;
+    }
+    EXPECT_EQ(0u, result.nOutOfBoundsLoads);
+    EXPECT_EQ(0u, result.nOutOfBoundsStores);
+}
+
+TEST(CILEngine, SaxpyWithAFloatArgument)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("saxpy");
+    ASSERT_TRUE(pProgram);
+    CKernelLaunch launch;
+    const std::vector<float> x = Ramp(512, 0.75f);
+    const std::vector<float> y = Ramp(512, -1.5f);
+    auto pX = launch.Buffer(x);
+    auto pY = launch.Buffer(y);
+    launch.ArgValue(2.5f);
+    launch.ArgPointer(pX);
+    launch.ArgPointer(pY);
+    launch.ArgValue<uint32_t>(512);
+    launch.Range(1, {512});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<float> out = CKernelLaunch::Read<float>(pY);
+    for (size_t i = 0; i < out.size(); ++i)
+    {
+        ASSERT_EQ(2.5f * x[i] + y[i], out[i]) << i;
+    }
+}
+
+TEST(CILEngine, MatrixMultiplyOverATwoDimensionalRange)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("matmul");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 24;
+    std::vector<float> a(n * n);
+    std::vector<float> b(n * n);
+    for (uint32_t i = 0; i < n * n; ++i)
+    {
+        a[i] = float(int(i % 7) - 3);
+        b[i] = float(int(i % 5) - 2) * 0.5f;
+    }
+    CKernelLaunch launch;
+    auto pA = launch.Buffer(a);
+    auto pB = launch.Buffer(b);
+    auto pC = launch.Buffer(std::vector<float>(n * n, -1.0f));
+    launch.ArgPointer(pA);
+    launch.ArgPointer(pB);
+    launch.ArgPointer(pC);
+    launch.ArgValue(n);
+    launch.Range(2, {n, n}, {8, 4});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<float> c = CKernelLaunch::Read<float>(pC);
+    for (uint32_t row = 0; row < n; ++row)
+    {
+        for (uint32_t col = 0; col < n; ++col)
+        {
+            float fSum = 0.0f;
+            for (uint32_t k = 0; k < n; ++k)
+            {
+                fSum = a[row * n + k] * b[k * n + col] + fSum;
+            }
+            ASSERT_EQ(fSum, c[row * n + col]) << row << ", " << col;
+        }
+    }
+}
+
+TEST(CILEngine, ReductionThroughLocalMemoryAndBarriers)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("reduce");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 1000;
+    const uint32_t nGroupSize = 128;
+    const uint32_t nGroups = 8;
+    std::vector<uint32_t> input(n);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        input[i] = i * 2654435761u;
+    }
+    CKernelLaunch launch;
+    auto pIn = launch.Buffer(input);
+    auto pSums = launch.Buffer(std::vector<uint32_t>(nGroups, 0));
+    launch.ArgPointer(pIn);
+    launch.ArgPointer(pSums);
+    launch.ArgValue<uint32_t>(16); // the scratch array lies behind 16 bytes of other local data
+    launch.ArgValue(n);
+    launch.Desc().nLocalMemoryBytes = 16 + nGroupSize * 4;
+    launch.Range(1, {nGroups * nGroupSize}, {nGroupSize});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<uint32_t> sums = CKernelLaunch::Read<uint32_t>(pSums);
+    for (uint32_t g = 0; g < nGroups; ++g)
+    {
+        uint32_t nExpected = 0;
+        for (uint32_t i = g * nGroupSize; i < (g + 1) * nGroupSize && i < n; ++i)
+        {
+            nExpected += input[i];
+        }
+        EXPECT_EQ(nExpected, sums[g]) << g;
+    }
+}
+
+TEST(CILEngine, HistogramWithLocalAndGlobalAtomicsOverManyThreads)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("histogram");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 5000;
+    const uint32_t nBins = 37;
+    std::vector<uint32_t> data(n);
+    std::vector<uint32_t> expected(nBins, 0);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        data[i] = (i * 7919u) ^ (i >> 3);
+        ++expected[data[i] % nBins];
+    }
+    CKernelLaunch launch;
+    auto pData = launch.Buffer(data);
+    auto pBins = launch.Buffer(std::vector<uint32_t>(nBins, 0));
+    launch.ArgPointer(pData);
+    launch.ArgPointer(pBins);
+    launch.ArgValue(n);
+    launch.ArgValue(nBins);
+    launch.Range(1, {5120}, {64});
+    launch.Desc().nThreads = 4;
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    EXPECT_EQ(expected, CKernelLaunch::Read<uint32_t>(pBins));
+}
+
+TEST(CILEngine, NestedLoopsWithBreakContinueAndSwitchFallThrough)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("control");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 200;
+    CKernelLaunch launch;
+    auto pOut = launch.Buffer(std::vector<uint32_t>(n, 0));
+    launch.ArgPointer(pOut);
+    launch.Range(1, {n}, {40});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<uint32_t> out = CKernelLaunch::Read<uint32_t>(pOut);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        uint32_t acc = 0;
+        for (uint32_t j = 0; j < 8; ++j)
+        {
+            if (j == i % 5)
+            {
+                continue;
+            }
+            for (uint32_t k = 0;; ++k)
+            {
+                if (k > j)
+                {
+                    break;
+                }
+                switch ((i + j + k) % 4)
+                {
+                case 0:
+                    acc += 1;
+                    // fall through
+                case 1:
+                    acc += 10;
+                    break;
+                case 2:
+                    acc += 100;
+                    break;
+                default:
+                    acc += 1000;
+                }
+            }
+            if (acc > 5000 + i)
+            {
+                break;
+            }
+        }
+        ASSERT_EQ(acc, out[i]) << i;
+    }
+}
+
+TEST(CILEngine, PrivateArrayInIndexedTempsOnTheOlderFamily)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("private_x1");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 96;
+    CKernelLaunch launch(false);
+    auto pOut = launch.Buffer(std::vector<uint32_t>(n, 0));
+    ASSERT_LT(pOut->GetAddress(), 1ull << 32);
+    launch.ArgPointer(pOut);
+    launch.Range(1, {n}, {32});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<uint32_t> out = CKernelLaunch::Read<uint32_t>(pOut);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        uint32_t priv[8];
+        for (uint32_t k = 0; k < 8; ++k)
+        {
+            priv[k] = i * k;
+        }
+        priv[3] += 1000;
+        uint32_t sum = 0;
+        for (uint32_t k = 0; k < 8; ++k)
+        {
+            sum += priv[(i + k) % 8] * k;
+        }
+        ASSERT_EQ(sum, out[i]) << i;
+    }
+}
+
+TEST(CILEngine, PrivateUAVWithWordByteAndShortAccesses)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("private_uav");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 300;
+    CKernelLaunch launch;
+    auto pOut = launch.Buffer(std::vector<uint32_t>(4 * n, 0));
+    ASSERT_GE(pOut->GetAddress(), 1ull << 32);
+    launch.ArgPointer(pOut);
+    launch.Range(1, {n});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    EXPECT_EQ(0u, result.nOutOfBoundsLoads + result.nOutOfBoundsStores);
+    const std::vector<uint32_t> out = CKernelLaunch::Read<uint32_t>(pOut);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        uint32_t sum = 0;
+        for (uint32_t k = 0; k < 8; ++k)
+        {
+            sum += i * k;
+        }
+        const uint32_t nShort = (4 * i) & 0xFFFF;
+        uint32_t nBytes = 0;
+        for (uint32_t b = 0; b < 4; ++b)
+        {
+            nBytes |= ((i + b) & 0xFF) << (8 * b);
+        }
+        ASSERT_EQ(sum + nShort, out[4 * i]) << i;
+        ASSERT_EQ(nBytes, out[4 * i + 1]) << i;
+        ASSERT_EQ(uint32_t(int8_t(i & 0xFF)) + i, out[4 * i + 2]) << i;
+        ASSERT_EQ(nShort + i, out[4 * i + 3]) << i;
+    }
+}
+
+TEST(CILEngine, SixtyFourBitPointersAndIntegers)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("int64");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 64;
+    std::vector<uint64_t> a(n);
+    std::vector<uint64_t> b(n);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        a[i] = 0x9E3779B97F4A7C15ull * (i + 1);
+        b[i] = (i % 3 == 0) ? uint64_t(i) : 0xC2B2AE3D27D4EB4Full ^ (uint64_t(i) << 40);
+    }
+    CKernelLaunch launch;
+    auto pA = launch.Buffer(a);
+    auto pB = launch.Buffer(b);
+    auto pOut = launch.Buffer(std::vector<uint64_t>(4 * n, 0));
+    launch.ArgPointer(pA);
+    launch.ArgPointer(pB);
+    launch.ArgPointer(pOut);
+    launch.Range(1, {n}, {16});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<uint64_t> out = CKernelLaunch::Read<uint64_t>(pOut);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        const uint64_t x = a[i];
+        const uint64_t y = b[i];
+        const int64_t nMax = std::max(int64_t(0 - x), int64_t(y));
+        const int64_t nMin = int64_t(std::min(x, y));
+        ASSERT_EQ((x * y + (x >> 3)) / (y | 1), out[4 * i]) << i;
+        ASSERT_EQ(uint64_t(nMax % 7), out[4 * i + 1]) << i;
+        ASSERT_EQ((x << 4) + uint64_t(nMin / 7), out[4 * i + 2]) << i;
+        ASSERT_EQ(int64_t(x) < int64_t(y) ? x - y : y - x, out[4 * i + 3]) << i;
+    }
+}
+
+TEST(CILEngine, DoubleArithmeticAndConversions)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("doubles");
+    ASSERT_TRUE(pProgram);
+    const uint32_t n = 100;
+    std::vector<double> x(n);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        x[i] = (double(i) - 50.0) * 0.37;
+    }
+    CKernelLaunch launch;
+    auto pX = launch.Buffer(x);
+    auto pOut = launch.Buffer(std::vector<double>(n, 0.0));
+    auto pOutF = launch.Buffer(std::vector<float>(n, 0.0f));
+    launch.ArgPointer(pX);
+    launch.ArgPointer(pOut);
+    launch.ArgPointer(pOutF);
+    launch.ArgValue(1.25);
+    launch.Range(1, {n}, {10});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<double> out = CKernelLaunch::Read<double>(pOut);
+    const std::vector<float> outf = CKernelLaunch::Read<float>(pOutF);
+    for (uint32_t i = 0; i < n; ++i)
+    {
+        const double v = x[i];
+        const double r = std::sqrt(v * v + 2.0) / (v + 3.0) * 1.25;
+        const double m = (v < 0.0 ? std::fmax(r, v) : std::fmin(r, 1.5)) - v;
+        ASSERT_EQ(m, out[i]) << i;
+        ASSERT_EQ(float(m), outf[i]) << i;
+    }
+}
+
+TEST(CILEngine, EarlyReturnsDontHoldUpTheBarrier)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("early_return");
+    ASSERT_TRUE(pProgram);
+    CKernelLaunch launch;
+    auto pOut = launch.Buffer(std::vector<uint32_t>(256, 0xDEAD));
+    launch.ArgPointer(pOut);
+    launch.ArgValue<uint32_t>(100);
+    launch.Range(1, {256}, {128});
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    const std::vector<uint32_t> out = CKernelLaunch::Read<uint32_t>(pOut);
+    for (uint32_t i = 0; i < out.size(); ++i)
+    {
+        ASSERT_EQ(i < 100 ? 3 * i + 1 : 0xDEADu, out[i]) << i;
+    }
+}
+
+namespace
+{
+// Runs the ids kernel and checks every work-item's record: its global id with the
+// offset, and its flat local id plus 16 times its flat group id.
+void CheckIds(uint32_t nWorkDim, std::vector<uint64_t> vGlobal, std::vector<uint64_t> vLocal,
+              std::vector<uint64_t> vOffset)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("ids");
+    ASSERT_TRUE(pProgram);
+    CKernelLaunch launch(false);
+    uint64_t nTotal = 1;
+    for (uint64_t nSize : vGlobal)
+    {
+        nTotal *= nSize;
+    }
+    auto pOut = launch.Buffer(std::vector<uint32_t>(4 * nTotal, 0xFFFFFFFF));
+    launch.ArgPointer(pOut);
+    launch.Range(nWorkDim, vGlobal, vLocal, vOffset);
+    const SLaunchResult result = launch.Run(*pProgram);
+    ASSERT_EQ(LS_Success, result.eStatus) << result.strMessage;
+    uint64_t g[3] = {1, 1, 1};
+    uint64_t o[3] = {0, 0, 0};
+    uint64_t l[3] = {result.vLocalSize[0], result.vLocalSize[1], result.vLocalSize[2]};
+    for (size_t d = 0; d < vGlobal.size(); ++d)
+    {
+        g[d] = vGlobal[d];
+        o[d] = d < vOffset.size() ? vOffset[d] : 0;
+        ASSERT_EQ(0u, g[d] % l[d]);
+        if (d < vLocal.size() && vLocal[d] != 0)
+        {
+            ASSERT_EQ(vLocal[d], l[d]);
+        }
+    }
+    const std::vector<uint32_t> out = CKernelLaunch::Read<uint32_t>(pOut);
+    for (uint64_t z = 0; z < g[2]; ++z)
+    {
+        for (uint64_t y = 0; y < g[1]; ++y)
+        {
+            for (uint64_t x = 0; x < g[0]; ++x)
+            {
+                const uint64_t nIndex = (z * g[1] + y) * g[0] + x;
+                const uint64_t nLocal = ((z % l[2]) * l[1] + y % l[1]) * l[0] + x % l[0];
+                const uint64_t nGroup =
+                    ((z / l[2]) * (g[1] / l[1]) + y / l[1]) * (g[0] / l[0]) + x / l[0];
+                ASSERT_EQ(x + o[0], out[4 * nIndex]) << nIndex;
+                ASSERT_EQ(y + o[1], out[4 * nIndex + 1]) << nIndex;
+                ASSERT_EQ(z + o[2], out[4 * nIndex + 2]) << nIndex;
+                ASSERT_EQ(nLocal + 16 * nGroup, out[4 * nIndex + 3]) << nIndex;
+            }
+        }
+    }
+}
+} // namespace
+
+TEST(CILEngine, IdsInOneTwoAndThreeDimensionsWithOffsets)
+{
+    CheckIds(1, {96}, {32}, {1000});
+    CheckIds(2, {12, 10}, {4, 5}, {3, 7});
+    CheckIds(3, {6, 4, 10}, {3, 2, 5}, {1, 2, 3});
+}
+
+TEST(CILEngine, NullLocalSizeIsChosenDeterministically)
+{
+    CheckIds(1, {1000}, {}, {5});
+    CheckIds(3, {8, 6, 4}, {}, {});
+    uint64_t vLocal[3];
+    const uint64_t vGlobal[3] = {1000, 97, 8};
+    CILEngine::ChooseLocalSize(3, vGlobal, 256, vLocal);
+    EXPECT_EQ(250u, vLocal[0]); // the largest divisor of 1000 within 256
+    EXPECT_EQ(1u, vLocal[1]);   // 97 is prime and 256 / 250 leaves 1
+    EXPECT_EQ(1u, vLocal[2]);
+}
