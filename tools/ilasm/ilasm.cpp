@@ -55,9 +55,7 @@ int Assemble(const std::string& strInput, const std::string& strOutput)
     std::vector<unsigned int> vTokens;
     if (!assembler.Assemble(strText, vTokens))
     {
-        const ILAsmError& error = assembler.GetError();
-        std::cerr << strInput << ":" << error.nLine << ":" << error.nColumn
-                  << ": error: " << error.ToString() << "\n";
+        std::cerr << strInput << ": error: " << assembler.GetError().ToString() << "\n";
         return 1;
     }
     std::string strBytes;
