@@ -76,6 +76,12 @@ uint32_t SpecialColumn(uint32_t nType)
     }
 }
 
+// dcl_wavesize is no declaration to the opcode predicates, but it declares.
+bool IsDeclarationElement(uint32_t nOpCode)
+{
+    return ILShaderUtils::IsDeclaration(nOpCode) || nOpCode == IL_OP_DCL_WAVESIZE;
+}
+
 // Declarations that describe bindings the flat address space makes unnecessary,
 // or hints without meaning for this device.
 bool IsIgnoredDeclaration(uint32_t nOpCode)
@@ -325,7 +331,7 @@ bool CILProgramLoader::GatherDeclarations()
         {
             pGroup = nullptr;
         }
-        if (ILShaderUtils::IsDeclaration(nOpCode))
+        if (IsDeclarationElement(nOpCode))
         {
             if (!GatherDeclaration(element, pGroup))
             {
@@ -607,7 +613,7 @@ bool CILProgramLoader::Build()
             m_FunctionNodes[body.nLabel] = body.nNode;
             continue;
         }
-        if (nOpCode == IL_OP_COMMENT || ILShaderUtils::IsDeclaration(nOpCode))
+        if (nOpCode == IL_OP_COMMENT || IsDeclarationElement(nOpCode))
         {
             continue;
         }
