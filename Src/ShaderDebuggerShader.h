@@ -12,17 +12,14 @@ namespace XAN_ShaderDebugger
 {
 
 // Register components, as a 16-bit mask.
-enum : unsigned short
-{
-    COMP_x = 1,
-    COMP_y = 2,
-    COMP_z = 4,
-    COMP_w = 8,
-    COMP_xy = COMP_x | COMP_y,
-    COMP_zw = COMP_z | COMP_w,
-    COMP_xyz = COMP_x | COMP_y | COMP_z,
-    COMP_All = COMP_x | COMP_y | COMP_z | COMP_w
-};
+const unsigned short COMP_x = 1;
+const unsigned short COMP_y = 2;
+const unsigned short COMP_z = 4;
+const unsigned short COMP_w = 8;
+const unsigned short COMP_xy = COMP_x | COMP_y;
+const unsigned short COMP_zw = COMP_z | COMP_w;
+const unsigned short COMP_xyz = COMP_x | COMP_y | COMP_z;
+const unsigned short COMP_All = COMP_x | COMP_y | COMP_z | COMP_w;
 
 // The mask of component n (0 to 3); 0 for any other index, so that loops over components
 // with a mask see no component.
