@@ -14,43 +14,6 @@ namespace
 // elements, so that no instruction passes the decoder's limit.
 const std::size_t MAX_COMMENT_BYTES = 16000;
 const std::size_t MAX_SHOWN_WORD = 60;
-
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r';
-}
-
-std::string_view Trim(std::string_view text)
-{
-    while (!text.empty() && IsBlank(text.front()))
-    {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && IsBlank(text.back()))
-    {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
-// Parses a decimal number of up to three digits, as in the header.
-bool ParseSmallNumber(std::string_view text, unsigned int& nValue)
-{
-    if (text.empty() || text.size() > 3)
-    {
-        return false;
-    }
-    nValue = 0;
-    for (char c : text)
-    {
-        if (c < '0' || c > '9')
-        {
-            return false;
-        }
-        nValue = nValue * 10 + static_cast<unsigned int>(c - '0');
-    }
-    return true;
-}
 } // namespace
 
 std::string ILAsmError::ToString() const
@@ -111,7 +74,7 @@ bool CILAssembler::AssembleLine(std::string_view line)
 {
     // Every ';' starts a comment of its own, which follows the statement.
     std::size_t nSemicolon = line.find(';');
-    const std::string_view statement = Trim(line.substr(0, nSemicolon));
+    const std::string_view statement = TrimILBlanks(line.substr(0, nSemicolon));
     if (!statement.empty())
     {
         if (statement.substr(0, 3) == "il_")
@@ -145,31 +108,10 @@ bool CILAssembler::AssembleLine(std::string_view line)
 
 bool CILAssembler::AssembleHeader(std::string_view word)
 {
-    // il_<type>_<major>_<minor>
-    const std::size_t nTypeEnd = word.find('_', 3);
-    const std::size_t nMajorEnd =
-        nTypeEnd == std::string_view::npos ? nTypeEnd : word.find('_', nTypeEnd + 1);
-    unsigned int nShaderType = GetILShaderTypeCount();
-    unsigned int nMajor = 0;
-    unsigned int nMinor = 0;
-    if (nMajorEnd != std::string_view::npos)
+    unsigned int nVersion = 0;
+    if (!m_parser.ParseHeader(word, nVersion))
     {
-        const std::string_view type = word.substr(3, nTypeEnd - 3);
-        for (unsigned int i = 0; i < GetILShaderTypeCount(); ++i)
-        {
-            if (type == GetILShaderTypeName(i))
-            {
-                nShaderType = i;
-            }
-        }
-    }
-    if (nShaderType == GetILShaderTypeCount() ||
-        !ParseSmallNumber(word.substr(nTypeEnd + 1, nMajorEnd - nTypeEnd - 1), nMajor) ||
-        !ParseSmallNumber(word.substr(nMajorEnd + 1), nMinor) || nMajor > 255 || nMinor > 255 ||
-        (nMajor == 0 && nMinor == 0))
-    {
-        return Fail(word, "not a header of the form il_cs_2_0 (vs, ps, gs, cs, hs or ds; "
-                          "major and minor version up to 255, not both 0):");
+        return Fail(m_parser.GetErrorWhere(), m_parser.GetErrorMessage());
     }
     if (m_state != STATE_BEFORE_HEADER)
     {
@@ -178,15 +120,14 @@ bool CILAssembler::AssembleHeader(std::string_view word)
     }
     m_state = STATE_PROGRAM;
     m_vTokens.push_back(0);
-    m_vTokens.push_back((nShaderType << IL_VERSION_SHADER_TYPE_SHIFT) |
-                        (nMajor << IL_VERSION_MAJOR_SHIFT) | (nMinor << IL_VERSION_MINOR_SHIFT));
+    m_vTokens.push_back(nVersion);
     m_vElementLines.push_back(m_nLine);
     return true;
 }
 
 bool CILAssembler::AssembleComment(std::string_view text)
 {
-    while (!text.empty() && IsBlank(text.back()))
+    while (!text.empty() && IsILBlank(text.back()))
     {
         text.remove_suffix(1);
     }
@@ -204,7 +145,7 @@ bool CILAssembler::AssembleComment(std::string_view text)
         if (nPos + nCount < text.size())
         {
             // A piece must not end in blanks, which reading it back would trim.
-            while (nCount > 0 && IsBlank(text[nPos + nCount - 1]))
+            while (nCount > 0 && IsILBlank(text[nPos + nCount - 1]))
             {
                 --nCount;
             }

@@ -14,11 +14,6 @@ namespace
 const long long INT32_LOWEST = -2147483648LL;
 const long long UINT32_HIGHEST = 0xFFFFFFFFLL;
 
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r';
-}
-
 bool IsDigit(char c)
 {
     return c >= '0' && c <= '9';
@@ -34,24 +29,11 @@ bool IsNameChar(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
-std::string_view Trim(std::string_view text)
-{
-    while (!text.empty() && IsBlank(text.front()))
-    {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && IsBlank(text.back()))
-    {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
 // Calls f with each part of text between separators that stand outside
 // brackets and parentheses; nothing for an empty text.
 template <typename F> bool ForEachItem(std::string_view text, char cSeparator, F f)
 {
-    if (Trim(text).empty())
+    if (TrimILBlanks(text).empty())
     {
         return true;
     }
@@ -70,7 +52,7 @@ template <typename F> bool ForEachItem(std::string_view text, char cSeparator, F
         }
         else if (c == cSeparator && (nDepth == 0 || i == text.size()))
         {
-            if (!f(Trim(text.substr(nStart, i - nStart))))
+            if (!f(TrimILBlanks(text.substr(nStart, i - nStart))))
             {
                 return false;
             }
@@ -110,6 +92,26 @@ bool TakeSuffix(std::string_view& text, std::string_view& key, std::string_view&
     return true;
 }
 
+// Records the key of a suffix; false if it was given before. The array
+// holds more keys than a word has valid suffixes, and an invalid one fails
+// once it is recorded, so it doesn't fill up.
+template <std::size_t N>
+bool RecordSuffix(std::string_view (&seen)[N], unsigned int& nSeen, std::string_view key)
+{
+    for (unsigned int i = 0; i < nSeen; ++i)
+    {
+        if (seen[i] == key)
+        {
+            return false;
+        }
+    }
+    if (nSeen < N)
+    {
+        seen[nSeen++] = key;
+    }
+    return true;
+}
+
 int ComponentIndex(char c, int nLimit)
 {
     for (int i = 0; i < nLimit; ++i)
@@ -146,9 +148,9 @@ bool CILInstructionParser::Fail(std::string_view where, const std::string& strMe
 bool CILInstructionParser::Parse(std::string_view statement, std::vector<unsigned int>& vTokens)
 {
     vTokens.clear();
-    statement = Trim(statement);
+    statement = TrimILBlanks(statement);
     std::size_t nWordEnd = 0;
-    while (nWordEnd < statement.size() && !IsBlank(statement[nWordEnd]))
+    while (nWordEnd < statement.size() && !IsILBlank(statement[nWordEnd]))
     {
         ++nWordEnd;
     }
@@ -158,7 +160,7 @@ bool CILInstructionParser::Parse(std::string_view statement, std::vector<unsigne
         return false;
     }
     const ILTextForm& form = *mnemonic.pForm;
-    const std::string_view operands = Trim(statement.substr(nWordEnd));
+    const std::string_view operands = TrimILBlanks(statement.substr(nWordEnd));
     vTokens.push_back(mnemonic.nOpcodeToken);
     if (form.shape == IL_SHAPE_MDEF)
     {
@@ -216,6 +218,38 @@ bool CILInstructionParser::Parse(std::string_view statement, std::vector<unsigne
     {
         return Fail(statement, "instruction longer than 4100 tokens");
     }
+    return true;
+}
+
+bool CILInstructionParser::ParseHeader(std::string_view word, unsigned int& nVersion)
+{
+    // il_<type>_<major>_<minor>
+    const char* const pForm = "not a header of the form il_cs_2_0 (vs, ps, gs, cs, hs or ds; "
+                              "major and minor version up to 255, not both 0):";
+    const std::size_t nTypeEnd = word.find('_', 3);
+    const std::size_t nMajorEnd =
+        nTypeEnd == std::string_view::npos ? nTypeEnd : word.find('_', nTypeEnd + 1);
+    if (word.substr(0, 3) != "il_" || nMajorEnd == std::string_view::npos)
+    {
+        return Fail(word, pForm);
+    }
+    unsigned int nShaderType = 0;
+    while (nShaderType < GetILShaderTypeCount() &&
+           word.substr(3, nTypeEnd - 3) != GetILShaderTypeName(nShaderType))
+    {
+        ++nShaderType;
+    }
+    long long nMajor = 0;
+    long long nMinor = 0;
+    if (nShaderType == GetILShaderTypeCount() ||
+        !ParseNumber(word.substr(nTypeEnd + 1, nMajorEnd - nTypeEnd - 1), 0, 255, nMajor) ||
+        !ParseNumber(word.substr(nMajorEnd + 1), 0, 255, nMinor) || (nMajor == 0 && nMinor == 0))
+    {
+        return Fail(word, pForm);
+    }
+    nVersion = (nShaderType << IL_VERSION_SHADER_TYPE_SHIFT) |
+               (static_cast<unsigned int>(nMajor) << IL_VERSION_MAJOR_SHIFT) |
+               (static_cast<unsigned int>(nMinor) << IL_VERSION_MINOR_SHIFT);
     return true;
 }
 
@@ -302,18 +336,10 @@ bool CILInstructionParser::ParseSuffixes(std::string_view text, Mnemonic& mnemon
         {
             return Fail(rest, "not a suffix:");
         }
-        for (unsigned int i = 0; i < nSeen; ++i)
+        if (!RecordSuffix(seen, nSeen, key))
         {
-            if (seen[i] == key)
-            {
-                return Fail(key, "suffix given twice:");
-            }
+            return Fail(key, "suffix given twice:");
         }
-        if (nSeen == 16)
-        {
-            return Fail(key, "too many suffixes:");
-        }
-        seen[nSeen++] = key;
         if (!ParseSuffix(key, value, bHasValue, mnemonic))
         {
             return false;
@@ -872,7 +898,6 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
                                                 bool bIndexRegister, Operand& operand)
 {
     const unsigned int nOwnBits = bDest ? 0xFFu : 0xFFFFu | IL_SRC_ABS;
-    // Four suffixes are valid, so a fifth fails below once it is recorded.
     std::string_view seen[5];
     unsigned int nSeen = 0;
     while (!text.empty() && text[0] == '_')
@@ -886,14 +911,10 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
             return Fail(rest, "not an operand suffix:");
         }
         const std::string_view suffix = rest.substr(0, rest.size() - text.size());
-        for (unsigned int i = 0; i < nSeen; ++i)
+        if (!RecordSuffix(seen, nSeen, key))
         {
-            if (seen[i] == key)
-            {
-                return Fail(suffix, "suffix given twice:");
-            }
+            return Fail(suffix, "suffix given twice:");
         }
-        seen[nSeen++] = key;
         long long nValue = 0;
         if (key == "abs" && !bDest && !bHasValue)
         {
@@ -948,7 +969,7 @@ bool CILInstructionParser::ParseOperandSuffixes(std::string_view& text, bool bDe
 
 bool CILInstructionParser::ParseValue(std::string_view text, bool bBitPattern, unsigned int& nValue)
 {
-    text = Trim(text);
+    text = TrimILBlanks(text);
     if (bBitPattern && LooksLikeFloat(text))
     {
         std::string strNumber(text);

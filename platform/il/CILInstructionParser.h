@@ -18,6 +18,9 @@ public:
     // is the offending part of the statement.
     bool Parse(std::string_view statement, std::vector<unsigned int>& vTokens);
 
+    // Parses a header such as il_cs_2_0 into its version token.
+    bool ParseHeader(std::string_view word, unsigned int& nVersion);
+
     std::string_view GetErrorWhere() const { return m_errorWhere; }
     const std::string& GetErrorMessage() const { return m_strError; }
 

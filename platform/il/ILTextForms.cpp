@@ -215,6 +215,19 @@ unsigned int ParseILTextRegTypeName(const std::string& strName)
     return ParseILRegTypeName(strName);
 }
 
+std::string_view TrimILBlanks(std::string_view text)
+{
+    while (!text.empty() && IsILBlank(text.front()))
+    {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && IsILBlank(text.back()))
+    {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
 const char* GetILShaderTypeName(unsigned int nShaderType)
 {
     return nShaderType < GetILShaderTypeCount() ? g_pShaderTypeNames[nShaderType] : nullptr;

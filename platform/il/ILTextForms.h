@@ -8,6 +8,7 @@
 #include "ShaderUtils/IL/ILFormat.h"
 
 #include <string>
+#include <string_view>
 
 namespace XAN_Platform
 {
@@ -79,6 +80,15 @@ inline bool IsDimensionIndexDefault(const ILTextForm& form, unsigned int nRegTyp
 {
     return form.bDeclaration || nRegType != ShaderUtils::IL_REGTYPE_INDEXABLE_TEMP;
 }
+
+// Blanks of the text: space, tab and a carriage return, which is no line
+// break of its own.
+inline bool IsILBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\r';
+}
+
+std::string_view TrimILBlanks(std::string_view text);
 
 // The component letters of masks and swizzles: x, y, z, w, then 0 and 1.
 extern const char g_cILComponentLetters[6];

@@ -1,23 +1,15 @@
 #include "CILAssembler.h"
+#include "ILTestTokens.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
 #include <gtest/gtest.h>
 
 using namespace ShaderUtils;
 using namespace XAN_Platform;
+using namespace XAN_Test;
 
 namespace
 {
-const unsigned int HEADER_CS_2_0 = 0x00030200;
-
-unsigned int Operand(unsigned int nType, unsigned int nNumber, unsigned int nFlags = 0)
-{
-    return (nType << IL_REG_TYPE_SHIFT) | nNumber | nFlags;
-}
-
-const unsigned int R0 = Operand(IL_REGTYPE_TEMP, 0);
-const unsigned int R1 = Operand(IL_REGTYPE_TEMP, 1);
-const unsigned int R2 = Operand(IL_REGTYPE_TEMP, 2);
 const unsigned int MOD = IL_REG_MODIFIER_PRESENT;
 
 // The tokens of one statement in a program, without the header.

@@ -1,5 +1,5 @@
 #include "CILDisassembler.h"
-#include "CILAssembler.h"
+#include "ILTestTokens.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
 #include <gtest/gtest.h>
@@ -8,19 +8,10 @@
 
 using namespace ShaderUtils;
 using namespace XAN_Platform;
+using namespace XAN_Test;
 
 namespace
 {
-const unsigned int HEADER_CS_2_0 = 0x00030200;
-
-unsigned int Operand(unsigned int nType, unsigned int nNumber, unsigned int nFlags = 0)
-{
-    return (nType << IL_REG_TYPE_SHIFT) | nNumber | nFlags;
-}
-
-const unsigned int R0 = Operand(IL_REGTYPE_TEMP, 0);
-const unsigned int R1 = Operand(IL_REGTYPE_TEMP, 1);
-
 // The text of a program made of the header and these tokens.
 std::string Print(std::vector<unsigned int> vTokens)
 {
