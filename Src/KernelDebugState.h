@@ -1,9 +1,9 @@
-#ifndef XAN_OPENCL_DEBUG_INTERNAL_H
-#define XAN_OPENCL_DEBUG_INTERNAL_H
+#ifndef XAN_KERNEL_DEBUG_STATE_H
+#define XAN_KERNEL_DEBUG_STATE_H
 
 #include "ShaderDebuggerHostCL.h"
 
-#include <XANOpenCLDebug.h>
+#include "XANOpenCLDebug.h"
 
 #include <boost/thread/mutex.hpp>
 

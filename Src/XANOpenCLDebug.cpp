@@ -1,4 +1,4 @@
-#include "XANOpenCLDebug.h"
+#include "KernelDebugState.h"
 
 #include "APIUsageLog.h"
 #include "Modules/OpenCLModule.h"

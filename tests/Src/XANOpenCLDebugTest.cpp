@@ -1,5 +1,5 @@
 // The library's own header of this name, not the public one.
-#include "../../Src/XANOpenCLDebug.h"
+#include "KernelDebugState.h"
 
 #include "Modules/OpenCLModule.h"
 #include "Src/FakeShaderDebugger.h"
