@@ -18,7 +18,6 @@ namespace XAN_Platform
 namespace
 {
 const uint32_t TRUE_BITS = 0xFFFFFFFFu;
-const uint32_t DIVIDE_BY_ZERO = 0xFFFFFFFFu;
 
 float F(uint32_t nBits)
 {
