@@ -15,6 +15,9 @@ namespace
 // The largest value that the writer stores: offsets and sizes keep 32 significant bits in
 // both classes, and every field of a 32-bit file is that wide.
 const uint64_t MAX_FIELD_32 = 0xFFFFFFFFu;
+// The largest alignment the writer pads for. Kernel binaries ask for a few bytes; a larger
+// value in a hostile file would pad the output by gigabytes.
+const uint64_t MAX_ALIGNMENT = 0x10000u;
 
 size_t FileHeaderSize(bool bIsElf64)
 {
@@ -661,7 +664,7 @@ bool CElf::LayOut(uint64_t& nFileSize)
             continue;
         }
         const uint64_t nAlign = header.sh_addralign == 0 ? 1 : header.sh_addralign;
-        if (!Fits32(nAlign))
+        if (nAlign > MAX_ALIGNMENT)
         {
             return false;
         }
@@ -676,13 +679,15 @@ bool CElf::LayOut(uint64_t& nFileSize)
 
     nOffset = (nOffset + 7) / 8 * 8;
     m_Header.e_shoff = nOffset;
-    // Headers are spaced by the file's own entry size, which must hold a whole header.
-    if (m_Header.e_shentsize < SectionHeaderSize(m_IsElf64))
+    // Headers are spaced by the file's own entry size; any other size than the class's would
+    // give a file that reads back differently.
+    if (m_Header.e_shentsize != SectionHeaderSize(m_IsElf64))
     {
         return false;
     }
     nOffset += static_cast<uint64_t>(m_Header.e_shnum) * m_Header.e_shentsize;
-    if (!Fits32(nOffset))
+    // The carried program-header offset must still lie inside the file, or it won't load.
+    if (!Fits32(nOffset) || m_Header.e_phoff > nOffset)
     {
         return false;
     }

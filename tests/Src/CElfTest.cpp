@@ -575,16 +575,31 @@ TEST_F(CElfMalformedTest, ImagesThatCannotBeWrittenAreRefusedAtWrite)
     std::vector<char> vOutput;
     EXPECT_FALSE(shared.Store(vOutput));
 
-    // Section headers spaced closer than their size.
-    vImage = Good();
-    Patch(vImage, offsetof(Elf64_Ehdr, e_shentsize), uint16_t(40));
-    CElf narrow(vImage);
-    ASSERT_TRUE(narrow.IsInitialized());
-    EXPECT_FALSE(narrow.Store(vOutput));
+    // Section headers spaced otherwise than by their size.
+    for (uint16_t nEntrySize : {40, 65})
+    {
+        vImage = Good();
+        Patch(vImage, offsetof(Elf64_Ehdr, e_shentsize), nEntrySize);
+        CElf spaced(vImage);
+        ASSERT_TRUE(spaced.IsInitialized());
+        EXPECT_FALSE(spaced.Store(vOutput));
+    }
 
-    // An alignment that would place data past 4 GiB.
+    // The program-header offset, carried over, would lie past the end of the smaller file.
+    vImage = Good();
+    Patch(vImage, offsetof(Elf64_Ehdr, e_phoff), uint64_t(vImage.size()));
+    CElf shrunk(vImage);
+    ASSERT_TRUE(shrunk.IsInitialized());
+    ASSERT_TRUE(shrunk.Store(vOutput));
+    ASSERT_TRUE(shrunk.RemoveSection(".data"));
+    EXPECT_FALSE(shrunk.Store(vOutput));
+
+    // An alignment that would pad the file by more than the largest one writable.
     CElf aligned(Good());
     ASSERT_TRUE(aligned.IsInitialized());
-    ASSERT_TRUE(aligned.GetSection(".data")->SetAlign(0x100000000ull));
+    ASSERT_TRUE(aligned.GetSection(".data")->SetAlign(0x10000));
+    EXPECT_TRUE(aligned.Store(vOutput));
+    EXPECT_EQ(aligned.GetSection(".data")->GetOffset(), 0x10000u);
+    ASSERT_TRUE(aligned.GetSection(".data")->SetAlign(0x20000));
     EXPECT_FALSE(aligned.Store(vOutput));
 }
