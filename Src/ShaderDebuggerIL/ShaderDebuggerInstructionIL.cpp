@@ -510,11 +510,19 @@ unsigned int CShaderDebuggerInstructionIL::GetSrcRegCount() const
 bool CShaderDebuggerInstructionIL::GetSrcRegister(unsigned int nSrcReg, Register& reg) const
 {
     SDU_Assert(GetHost(), nSrcReg < GetSrcRegCount());
-    const unsigned int* pOffset =
-        nSrcReg < GetSrcRegCount() ? FindSrcRegTokenOffset(nSrcReg) : NULL;
+    if (nSrcReg < GetSrcRegCount() && DecodeSrcRegister(nSrcReg, reg))
+    {
+        return true;
+    }
+    reg = g_Reg_NULL;
+    return false;
+}
+
+bool CShaderDebuggerInstructionIL::DecodeSrcRegister(unsigned int nSrcReg, Register& reg) const
+{
+    const unsigned int* pOffset = FindSrcRegTokenOffset(nSrcReg);
     if (pOffset == NULL || !IsValidOffset(*pOffset))
     {
-        reg = g_Reg_NULL;
         return false;
     }
     const unsigned int src = m_pTokens[*pOffset];
@@ -573,7 +581,7 @@ bool CShaderDebuggerInstructionIL::ReadsRegister(const RegisterID& id) const
     for (unsigned int nSrc = 0; nSrc < nSrcCount; ++nSrc)
     {
         Register reg;
-        if (GetSrcRegister(nSrc, reg) && reg.reg == id)
+        if (DecodeSrcRegister(nSrc, reg) && reg.reg == id)
         {
             return true;
         }

@@ -72,6 +72,9 @@ private:
     bool LookUpOperands(unsigned int nOpcodeToken, unsigned int nInstMod, const char* pAsker,
                         bool& bHasDest, unsigned int& nSrcCount) const;
     bool IsValidOffset(unsigned int nOffset) const { return nOffset != 0 && nOffset < m_nLength; }
+    // GetSrcRegister for a source known to exist, so that walks over all sources look the
+    // count up only once.
+    bool DecodeSrcRegister(unsigned int nSrcReg, Register& reg) const;
 
     unsigned int m_OpCode;
     unsigned int* m_pTokens;

@@ -27,11 +27,13 @@ void Exercise(CShaderDebuggerInstructionIL& instruction)
     Register reg;
     const bool bHasDest = instruction.GetDestRegister(reg);
     const unsigned int nSrcCount = instruction.GetSrcRegCount();
-    for (unsigned int nSrc = 0; nSrc <= nSrcCount && nSrc < 64; ++nSrc)
+    // mcall may count 65,535 sources: a few of them, and the one behind the last, suffice.
+    for (unsigned int nSrc = 0; nSrc <= nSrcCount && nSrc < 8; ++nSrc)
     {
         instruction.GetSrcRegister(nSrc, reg);
-        instruction.ReadsRegister(reg.reg);
     }
+    instruction.GetSrcRegister(nSrcCount, reg);
+    instruction.ReadsRegister(reg.reg);
     unsigned int nToken = 0;
     while (instruction.ReadToken(nToken))
     {
