@@ -1,0 +1,65 @@
+// The library cleans IL text with its state machine before the compiler-library
+// converter sees it: the assembler must give the same tokens for the cleaned
+// text as for the text the disassembler printed.
+#include "CILAssembler.h"
+#include "CILDisassembler.h"
+#include "ILCorpus.h"
+#include "ILProcessingStateMachine.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace XAN_Platform;
+
+namespace
+{
+std::vector<unsigned int> AssembleOrFail(const std::string& strText)
+{
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    EXPECT_TRUE(assembler.Assemble(strText, vTokens)) << assembler.GetError().ToString();
+    return vTokens;
+}
+
+// Runs the state machine in place, as the library does.
+std::string Prepare(std::string strText)
+{
+    unsigned int nLength = 0;
+    ILProcessingStateMachine machine(strText.data(), static_cast<unsigned int>(strText.size()),
+                                     strText.data());
+    machine.Process(&nLength);
+    strText.resize(nLength);
+    return strText;
+}
+
+std::string WithCrLf(const std::string& strText)
+{
+    std::string strResult;
+    for (char c : strText)
+    {
+        if (c == '\n')
+        {
+            strResult += '\r';
+        }
+        strResult += c;
+    }
+    return strResult;
+}
+} // namespace
+
+TEST(ILPreparationTest, PreparedCorpusAssemblesToTheSameTokens)
+{
+    const std::vector<unsigned int> vOriginal = AssembleOrFail(XAN_Test::GetILCorpusProgram());
+    ASSERT_FALSE(vOriginal.empty());
+
+    std::string strCanonical;
+    CILDisassembler disassembler;
+    ASSERT_TRUE(disassembler.Disassemble(vOriginal.data(), vOriginal.size(), strCanonical));
+
+    const std::string strPrepared = Prepare(strCanonical);
+    EXPECT_NE(strPrepared, strCanonical) << "the corpus has lines the state machine joins";
+    EXPECT_EQ(vOriginal, AssembleOrFail(strPrepared));
+    EXPECT_EQ(vOriginal, AssembleOrFail(Prepare(WithCrLf(strCanonical))));
+}
