@@ -336,12 +336,13 @@ void CILExecutor::CommitOperand(const SOperand& operand, uint8_t nMask, uint32_t
     }
 }
 
-void CILExecutor::CountActive()
+void CILExecutor::SetExec(const uint32_t* pMask)
 {
     size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
-        nActive += m_vExec[l] & 1u;
+        m_vExec[l] = pMask[l];
+        nActive += pMask[l] & 1u;
     }
     m_nActive = nActive;
 }
@@ -487,9 +488,8 @@ void CILExecutor::ExecIf(const SInstruction& instruction)
     {
         pEntry[l] = m_vExec[l];
         pElse[l] = m_vExec[l] & ~pCondition[l];
-        m_vExec[l] = pCondition[l];
     }
-    CountActive();
+    SetExec(pCondition);
 }
 
 void CILExecutor::ExecElse(const SInstruction& instruction)
@@ -498,16 +498,14 @@ void CILExecutor::ExecElse(const SInstruction& instruction)
     SFrame& frame = m_vFrames.back();
     frame.eType = FT_Else;
     frame.nConstruct = m_nPc - 1;
-    std::copy_n(FrameMask(m_vFrames.size() - 1, 1), m_nLanes, m_vExec.begin());
-    CountActive();
+    SetExec(FrameMask(m_vFrames.size() - 1, 1));
 }
 
 void CILExecutor::ExecEndIf(const SInstruction& instruction)
 {
     (void)instruction;
-    std::copy_n(FrameMask(m_vFrames.size() - 1, 0), m_nLanes, m_vExec.begin());
+    SetExec(FrameMask(m_vFrames.size() - 1, 0));
     m_vFrames.pop_back();
-    CountActive();
 }
 
 void CILExecutor::ExecWhileLoop(const SInstruction& instruction)
@@ -523,20 +521,21 @@ void CILExecutor::ExecEndLoop(const SInstruction& instruction)
 {
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pContinue = FrameMask(nDepth, 2);
+    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] |= pContinue[l];
         pContinue[l] = 0;
+        nActive += m_vExec[l] & 1u;
     }
-    CountActive();
+    m_nActive = nActive;
     if (m_nActive != 0)
     {
         m_nPc = instruction.nTarget + 1;
         return;
     }
-    std::copy_n(FrameMask(nDepth, 1), m_nLanes, m_vExec.begin());
+    SetExec(FrameMask(nDepth, 1));
     m_vFrames.pop_back();
-    CountActive();
 }
 
 void CILExecutor::LeaveLanes(const uint32_t* pLanes, bool bContinue)
@@ -544,12 +543,14 @@ void CILExecutor::LeaveLanes(const uint32_t* pLanes, bool bContinue)
     const size_t nTarget = FindFrame(bContinue);
     RemoveFromFrames(nTarget + 1, pLanes);
     uint32_t* pTarget = FrameMask(nTarget, bContinue ? 2 : 1);
+    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         pTarget[l] |= pLanes[l];
         m_vExec[l] &= ~pLanes[l];
+        nActive += m_vExec[l] & 1u;
     }
-    CountActive();
+    m_nActive = nActive;
 }
 
 void CILExecutor::ExecBreak(const SInstruction& instruction)
@@ -584,13 +585,15 @@ void CILExecutor::ExecCase(const SInstruction& instruction)
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pPending = FrameMask(nDepth, 2);
     const uint32_t* pSelector = FrameMask(nDepth, 3);
+    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         const uint32_t nMatch = pSelector[l] == instruction.nValue ? pPending[l] : 0;
         m_vExec[l] |= nMatch;
         pPending[l] &= ~nMatch;
+        nActive += m_vExec[l] & 1u;
     }
-    CountActive();
+    m_nActive = nActive;
 }
 
 void CILExecutor::ExecDefault(const SInstruction& instruction)
@@ -611,8 +614,8 @@ void CILExecutor::ExecDefault(const SInstruction& instruction)
         }
         m_vExec[l] = ALL_ONES;
         pPending[l] = 0;
+        ++m_nActive;
     }
-    CountActive();
 }
 
 void CILExecutor::ExecEndSwitch(const SInstruction& instruction)
@@ -621,12 +624,14 @@ void CILExecutor::ExecEndSwitch(const SInstruction& instruction)
     const size_t nDepth = m_vFrames.size() - 1;
     const uint32_t* pBreak = FrameMask(nDepth, 1);
     const uint32_t* pPending = FrameMask(nDepth, 2);
+    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] |= pBreak[l] | pPending[l];
+        nActive += m_vExec[l] & 1u;
     }
+    m_nActive = nActive;
     m_vFrames.pop_back();
-    CountActive();
 }
 
 void CILExecutor::EnterCall(uint32_t nEntry, EFrameType eType)
@@ -635,8 +640,7 @@ void CILExecutor::EnterCall(uint32_t nEntry, EFrameType eType)
     SFrame& frame = PushFrame(eType, m_nPc - 1);
     frame.nReturn = m_nPc;
     std::copy_n(m_vExec.begin(), m_nLanes, FrameMask(m_vFrames.size() - 1, 0));
-    std::copy_n(pLanes, m_nLanes, m_vExec.begin());
-    CountActive();
+    SetExec(pLanes);
     m_nPc = nEntry;
 }
 
@@ -683,11 +687,13 @@ void CILExecutor::ReturnLanes(const uint32_t* pLanes)
         }
     }
     RemoveFromFrames(nFrom, pLanes);
+    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] &= ~pLanes[l];
+        nActive += m_vExec[l] & 1u;
     }
-    CountActive();
+    m_nActive = nActive;
 }
 
 void CILExecutor::ExecReturn(const SInstruction& instruction)
@@ -713,9 +719,8 @@ void CILExecutor::ExecNop(const SInstruction& instruction)
 void CILExecutor::ReturnFromFrame()
 {
     const SFrame frame = m_vFrames.back();
-    std::copy_n(FrameMask(m_vFrames.size() - 1, 0), m_nLanes, m_vExec.begin());
+    SetExec(FrameMask(m_vFrames.size() - 1, 0));
     m_vFrames.pop_back();
-    CountActive();
     m_nPc = frame.nReturn;
     if (frame.eType != FT_Macro)
     {

@@ -26,6 +26,11 @@ struct SOperationInfo
     EValueClass eClass = VC_Bits;
     bool bMemoryDest = false; // the destination is "mem": only its mask counts
     bool bRelation = false;   // the control field is a relation (ifc, breakc, continuec)
+    // Each lane's result depends only on the same lane's components of the same
+    // position (or, for 64-bit operations, of the same pair), so that it can be
+    // written over its sources.
+    bool bLaneWise = false;
+    bool bPairWise = false;
 };
 
 // The relations of ifc, breakc and continuec, in their control field.
@@ -143,11 +148,17 @@ private:
     }
     const uint32_t* Fetch(const SInstruction& instruction, unsigned int nSource,
                           unsigned int nComponent);
+    template <class F>
+    void WriteLanes(const SInstruction& instruction, unsigned int nComponent, F fnValue);
+    template <class F>
+    void WritePairLanes(const SInstruction& instruction, unsigned int nPair, F fnValue);
+    void Finish(const SInstruction& instruction, uint8_t nMask);
     const uint32_t* FetchRaw(const SOperand& operand, unsigned int nComponent, uint32_t* pScratch);
     void Commit(const SInstruction& instruction, uint8_t nMask);
     void CommitOperand(const SOperand& operand, uint8_t nMask, uint32_t* const* ppValues);
     uint8_t DestMask(const SInstruction& instruction) const;
-    void CountActive();
+    // Sets the execution mask and counts its lanes.
+    void SetExec(const uint32_t* pMask);
 
     // Flow control.
     SFrame& PushFrame(EFrameType eType, uint32_t nConstruct);

@@ -389,64 +389,35 @@ bool HasComponent(uint8_t nMask, unsigned int c)
 // ---------------------------------------------------------------------------
 // Arithmetic.
 
-template <class TOp> void CILExecutor::ExecUnary(const SInstruction& instruction)
+// Component c of a result goes straight to the destination when the instruction
+// allows it, blended under the execution mask while some lanes are inactive;
+// otherwise into scratch, which Finish commits.
+template <class F>
+void CILExecutor::WriteLanes(const SInstruction& instruction, unsigned int nComponent, F fnValue)
 {
-    const uint8_t nMask = DestMask(instruction);
-    for (unsigned int c = 0; c < 4; ++c)
+    if (!instruction.bDirect)
     {
-        if (!HasComponent(nMask, c))
-        {
-            continue;
-        }
-        const uint32_t* pA = Fetch(instruction, 0, c);
-        uint32_t* pResult = Scratch(SLOT_RESULT + c);
+        uint32_t* pResult = Scratch(SLOT_RESULT + nComponent);
         for (size_t l = 0; l < m_nLanes; ++l)
         {
-            pResult[l] = TOp::Apply(pA[l]);
+            pResult[l] = fnValue(l);
         }
+        return;
     }
-    Commit(instruction, nMask);
-}
-
-template <class TOp> void CILExecutor::ExecBinary(const SInstruction& instruction)
-{
-    const uint8_t nMask = DestMask(instruction);
-    for (unsigned int c = 0; c < 4; ++c)
+    uint32_t* pResult = Column(Operand(instruction, 0).nColumn + nComponent);
+    if (m_nActive == m_nLanes)
     {
-        if (!HasComponent(nMask, c))
-        {
-            continue;
-        }
-        const uint32_t* pA = Fetch(instruction, 0, c);
-        const uint32_t* pB = Fetch(instruction, 1, c);
-        uint32_t* pResult = Scratch(SLOT_RESULT + c);
         for (size_t l = 0; l < m_nLanes; ++l)
         {
-            pResult[l] = TOp::Apply(pA[l], pB[l]);
+            pResult[l] = fnValue(l);
         }
+        return;
     }
-    Commit(instruction, nMask);
-}
-
-template <class TOp> void CILExecutor::ExecTernary(const SInstruction& instruction)
-{
-    const uint8_t nMask = DestMask(instruction);
-    for (unsigned int c = 0; c < 4; ++c)
+    const uint32_t* pExec = m_vExec.data();
+    for (size_t l = 0; l < m_nLanes; ++l)
     {
-        if (!HasComponent(nMask, c))
-        {
-            continue;
-        }
-        const uint32_t* pA = Fetch(instruction, 0, c);
-        const uint32_t* pB = Fetch(instruction, 1, c);
-        const uint32_t* pC = Fetch(instruction, 2, c);
-        uint32_t* pResult = Scratch(SLOT_RESULT + c);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            pResult[l] = TOp::Apply(pA[l], pB[l], pC[l]);
-        }
+        pResult[l] = (fnValue(l) & pExec[l]) | (pResult[l] & ~pExec[l]);
     }
-    Commit(instruction, nMask);
 }
 
 // 64-bit values are the pairs (x, y) and (z, w), low word first. A pair is
@@ -464,27 +435,93 @@ bool HasPair(uint8_t nMask, unsigned int nPair)
 }
 } // namespace
 
+template <class F>
+void CILExecutor::WritePairLanes(const SInstruction& instruction, unsigned int nPair, F fnValue)
+{
+    uint32_t* pLow = instruction.bDirect ? Column(Operand(instruction, 0).nColumn + 2 * nPair)
+                                         : Scratch(SLOT_RESULT + 2 * nPair);
+    uint32_t* pHigh = pLow == Scratch(SLOT_RESULT + 2 * nPair)
+                          ? Scratch(SLOT_RESULT + 2 * nPair + 1)
+                          : pLow + m_nStride;
+    const bool bBlend = instruction.bDirect && m_nActive != m_nLanes;
+    const uint32_t* pExec = m_vExec.data();
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        const uint64_t nResult = fnValue(l);
+        const uint32_t nKeep = bBlend ? ~pExec[l] : 0u;
+        pLow[l] = (uint32_t(nResult) & ~nKeep) | (pLow[l] & nKeep);
+        pHigh[l] = (uint32_t(nResult >> 32) & ~nKeep) | (pHigh[l] & nKeep);
+    }
+}
+
+void CILExecutor::Finish(const SInstruction& instruction, uint8_t nMask)
+{
+    if (!instruction.bDirect)
+    {
+        Commit(instruction, nMask);
+    }
+}
+
+template <class TOp> void CILExecutor::ExecUnary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (HasComponent(nMask, c))
+        {
+            const uint32_t* pA = Fetch(instruction, 0, c);
+            WriteLanes(instruction, c, [pA](size_t l) { return TOp::Apply(pA[l]); });
+        }
+    }
+    Finish(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecBinary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (HasComponent(nMask, c))
+        {
+            const uint32_t* pA = Fetch(instruction, 0, c);
+            const uint32_t* pB = Fetch(instruction, 1, c);
+            WriteLanes(instruction, c, [pA, pB](size_t l) { return TOp::Apply(pA[l], pB[l]); });
+        }
+    }
+    Finish(instruction, nMask);
+}
+
+template <class TOp> void CILExecutor::ExecTernary(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (HasComponent(nMask, c))
+        {
+            const uint32_t* pA = Fetch(instruction, 0, c);
+            const uint32_t* pB = Fetch(instruction, 1, c);
+            const uint32_t* pC = Fetch(instruction, 2, c);
+            WriteLanes(instruction, c,
+                       [pA, pB, pC](size_t l) { return TOp::Apply(pA[l], pB[l], pC[l]); });
+        }
+    }
+    Finish(instruction, nMask);
+}
+
 template <class TOp> void CILExecutor::ExecUnary64(const SInstruction& instruction)
 {
     const uint8_t nMask = DestMask(instruction);
     for (unsigned int p = 0; p < 2; ++p)
     {
-        if (!HasPair(nMask, p))
+        if (HasPair(nMask, p))
         {
-            continue;
-        }
-        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
-        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
-        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
-        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l));
-            pLow[l] = uint32_t(nResult);
-            pHigh[l] = uint32_t(nResult >> 32);
+            const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+            const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+            WritePairLanes(instruction, p,
+                           [=](size_t l) { return TOp::Apply(Pair(pALow, pAHigh, l)); });
         }
     }
-    Commit(instruction, nMask);
+    Finish(instruction, nMask);
 }
 
 template <class TOp> void CILExecutor::ExecBinary64(const SInstruction& instruction)
@@ -492,24 +529,18 @@ template <class TOp> void CILExecutor::ExecBinary64(const SInstruction& instruct
     const uint8_t nMask = DestMask(instruction);
     for (unsigned int p = 0; p < 2; ++p)
     {
-        if (!HasPair(nMask, p))
+        if (HasPair(nMask, p))
         {
-            continue;
-        }
-        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
-        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
-        const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
-        const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
-        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
-        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l));
-            pLow[l] = uint32_t(nResult);
-            pHigh[l] = uint32_t(nResult >> 32);
+            const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+            const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+            const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
+            const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
+            WritePairLanes(instruction, p,
+                           [=](size_t l)
+                           { return TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l)); });
         }
     }
-    Commit(instruction, nMask);
+    Finish(instruction, nMask);
 }
 
 template <class TOp> void CILExecutor::ExecTernary64(const SInstruction& instruction)
@@ -517,27 +548,22 @@ template <class TOp> void CILExecutor::ExecTernary64(const SInstruction& instruc
     const uint8_t nMask = DestMask(instruction);
     for (unsigned int p = 0; p < 2; ++p)
     {
-        if (!HasPair(nMask, p))
+        if (HasPair(nMask, p))
         {
-            continue;
-        }
-        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
-        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
-        const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
-        const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
-        const uint32_t* pCLow = Fetch(instruction, 2, 2 * p);
-        const uint32_t* pCHigh = Fetch(instruction, 2, 2 * p + 1);
-        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
-        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nResult =
-                TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l), Pair(pCLow, pCHigh, l));
-            pLow[l] = uint32_t(nResult);
-            pHigh[l] = uint32_t(nResult >> 32);
+            const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+            const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+            const uint32_t* pBLow = Fetch(instruction, 1, 2 * p);
+            const uint32_t* pBHigh = Fetch(instruction, 1, 2 * p + 1);
+            const uint32_t* pCLow = Fetch(instruction, 2, 2 * p);
+            const uint32_t* pCHigh = Fetch(instruction, 2, 2 * p + 1);
+            WritePairLanes(instruction, p,
+                           [=](size_t l) {
+                               return TOp::Apply(Pair(pALow, pAHigh, l), Pair(pBLow, pBHigh, l),
+                                                 Pair(pCLow, pCHigh, l));
+                           });
         }
     }
-    Commit(instruction, nMask);
+    Finish(instruction, nMask);
 }
 
 // The shift count of a pair is the low word of the second source's pair.
@@ -546,23 +572,16 @@ template <class TOp> void CILExecutor::ExecShift64(const SInstruction& instructi
     const uint8_t nMask = DestMask(instruction);
     for (unsigned int p = 0; p < 2; ++p)
     {
-        if (!HasPair(nMask, p))
+        if (HasPair(nMask, p))
         {
-            continue;
-        }
-        const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
-        const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
-        const uint32_t* pCount = Fetch(instruction, 1, 2 * p);
-        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
-        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nResult = TOp::Apply(Pair(pALow, pAHigh, l), pCount[l]);
-            pLow[l] = uint32_t(nResult);
-            pHigh[l] = uint32_t(nResult >> 32);
+            const uint32_t* pALow = Fetch(instruction, 0, 2 * p);
+            const uint32_t* pAHigh = Fetch(instruction, 0, 2 * p + 1);
+            const uint32_t* pCount = Fetch(instruction, 1, 2 * p);
+            WritePairLanes(instruction, p,
+                           [=](size_t l) { return TOp::Apply(Pair(pALow, pAHigh, l), pCount[l]); });
         }
     }
-    Commit(instruction, nMask);
+    Finish(instruction, nMask);
 }
 
 // A 32-bit value becomes a pair: the pair's first component is the source.
@@ -571,21 +590,13 @@ template <class TOp> void CILExecutor::ExecToDouble(const SInstruction& instruct
     const uint8_t nMask = DestMask(instruction);
     for (unsigned int p = 0; p < 2; ++p)
     {
-        if (!HasPair(nMask, p))
+        if (HasPair(nMask, p))
         {
-            continue;
-        }
-        const uint32_t* pA = Fetch(instruction, 0, 2 * p);
-        uint32_t* pLow = Scratch(SLOT_RESULT + 2 * p);
-        uint32_t* pHigh = Scratch(SLOT_RESULT + 2 * p + 1);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nResult = TOp::Apply(pA[l]);
-            pLow[l] = uint32_t(nResult);
-            pHigh[l] = uint32_t(nResult >> 32);
+            const uint32_t* pA = Fetch(instruction, 0, 2 * p);
+            WritePairLanes(instruction, p, [pA](size_t l) { return TOp::Apply(pA[l]); });
         }
     }
-    Commit(instruction, nMask);
+    Finish(instruction, nMask);
 }
 
 // A pair becomes a 32-bit value: components x and y read the first pair, z and w
@@ -918,6 +929,14 @@ const SOperationInfo* CILExecutor::OperationTable()
             table[nOpCode].pfnExecute = pfn;
             table[nOpCode].eClass = eClass;
         };
+        auto setLaneWise = [&table, &set](unsigned int nOpCode,
+                                          void (CILExecutor::*pfn)(const SInstruction&),
+                                          EValueClass eClass, bool bPairs)
+        {
+            set(nOpCode, pfn, eClass);
+            table[nOpCode].bLaneWise = true;
+            table[nOpCode].bPairWise = bPairs;
+        };
         auto setMemory =
             [&table, &set](unsigned int nOpCode, void (CILExecutor::*pfn)(const SInstruction&))
         {
@@ -973,132 +992,132 @@ const SOperationInfo* CILExecutor::OperationTable()
         set(IL_OP_NOP, &CILExecutor::ExecNop, VC_Bits);
 
         // Float.
-        set(IL_OP_MOV, &CILExecutor::ExecUnary<OpMov>, VC_Float);
-        set(IL_OP_ABS, &CILExecutor::ExecUnary<OpAbs>, VC_Float);
-        set(IL_OP_RCP, &CILExecutor::ExecUnary<OpRcp>, VC_Float);
-        set(IL_OP_RCP_VEC, &CILExecutor::ExecUnary<OpRcp>, VC_Float);
-        set(IL_OP_RSQ, &CILExecutor::ExecUnary<OpRsq>, VC_Float);
-        set(IL_OP_RSQ_VEC, &CILExecutor::ExecUnary<OpRsq>, VC_Float);
-        set(IL_OP_SQRT, &CILExecutor::ExecUnary<OpSqrt>, VC_Float);
-        set(IL_OP_SQRT_VEC, &CILExecutor::ExecUnary<OpSqrt>, VC_Float);
-        set(IL_OP_EXP_VEC, &CILExecutor::ExecUnary<OpExp>, VC_Float);
-        set(IL_OP_LOG_VEC, &CILExecutor::ExecUnary<OpLog>, VC_Float);
-        set(IL_OP_SIN_VEC, &CILExecutor::ExecUnary<OpSin>, VC_Float);
-        set(IL_OP_COS_VEC, &CILExecutor::ExecUnary<OpCos>, VC_Float);
-        set(IL_OP_FLR, &CILExecutor::ExecUnary<OpFloor>, VC_Float);
-        set(IL_OP_ROUND_NEGINF, &CILExecutor::ExecUnary<OpFloor>, VC_Float);
-        set(IL_OP_FRC, &CILExecutor::ExecUnary<OpFraction>, VC_Float);
-        set(IL_OP_ROUND_NEAREST, &CILExecutor::ExecUnary<OpRoundNearest>, VC_Float);
-        set(IL_OP_ROUND_PLUSINF, &CILExecutor::ExecUnary<OpRoundUp>, VC_Float);
-        set(IL_OP_ROUND_Z, &CILExecutor::ExecUnary<OpRoundZero>, VC_Float);
-        set(IL_OP_ADD, &CILExecutor::ExecBinary<OpAdd>, VC_Float);
-        set(IL_OP_SUB, &CILExecutor::ExecBinary<OpSub>, VC_Float);
-        set(IL_OP_MUL, &CILExecutor::ExecBinary<OpMul>, VC_Float);
-        set(IL_OP_DIV, &CILExecutor::ExecBinary<OpDiv>, VC_Float);
-        set(IL_OP_MIN, &CILExecutor::ExecBinary<OpMin>, VC_Float);
-        set(IL_OP_MAX, &CILExecutor::ExecBinary<OpMax>, VC_Float);
-        set(IL_OP_EQ, &CILExecutor::ExecBinary<OpEq>, VC_Float);
-        set(IL_OP_NE, &CILExecutor::ExecBinary<OpNe>, VC_Float);
-        set(IL_OP_LT, &CILExecutor::ExecBinary<OpLt>, VC_Float);
-        set(IL_OP_GE, &CILExecutor::ExecBinary<OpGe>, VC_Float);
-        set(IL_OP_MAD, &CILExecutor::ExecTernary<OpMad>, VC_Float);
-        set(IL_OP_FMA, &CILExecutor::ExecTernary<OpFma>, VC_Float);
+        setLaneWise(IL_OP_MOV, &CILExecutor::ExecUnary<OpMov>, VC_Float, false);
+        setLaneWise(IL_OP_ABS, &CILExecutor::ExecUnary<OpAbs>, VC_Float, false);
+        setLaneWise(IL_OP_RCP, &CILExecutor::ExecUnary<OpRcp>, VC_Float, false);
+        setLaneWise(IL_OP_RCP_VEC, &CILExecutor::ExecUnary<OpRcp>, VC_Float, false);
+        setLaneWise(IL_OP_RSQ, &CILExecutor::ExecUnary<OpRsq>, VC_Float, false);
+        setLaneWise(IL_OP_RSQ_VEC, &CILExecutor::ExecUnary<OpRsq>, VC_Float, false);
+        setLaneWise(IL_OP_SQRT, &CILExecutor::ExecUnary<OpSqrt>, VC_Float, false);
+        setLaneWise(IL_OP_SQRT_VEC, &CILExecutor::ExecUnary<OpSqrt>, VC_Float, false);
+        setLaneWise(IL_OP_EXP_VEC, &CILExecutor::ExecUnary<OpExp>, VC_Float, false);
+        setLaneWise(IL_OP_LOG_VEC, &CILExecutor::ExecUnary<OpLog>, VC_Float, false);
+        setLaneWise(IL_OP_SIN_VEC, &CILExecutor::ExecUnary<OpSin>, VC_Float, false);
+        setLaneWise(IL_OP_COS_VEC, &CILExecutor::ExecUnary<OpCos>, VC_Float, false);
+        setLaneWise(IL_OP_FLR, &CILExecutor::ExecUnary<OpFloor>, VC_Float, false);
+        setLaneWise(IL_OP_ROUND_NEGINF, &CILExecutor::ExecUnary<OpFloor>, VC_Float, false);
+        setLaneWise(IL_OP_FRC, &CILExecutor::ExecUnary<OpFraction>, VC_Float, false);
+        setLaneWise(IL_OP_ROUND_NEAREST, &CILExecutor::ExecUnary<OpRoundNearest>, VC_Float, false);
+        setLaneWise(IL_OP_ROUND_PLUSINF, &CILExecutor::ExecUnary<OpRoundUp>, VC_Float, false);
+        setLaneWise(IL_OP_ROUND_Z, &CILExecutor::ExecUnary<OpRoundZero>, VC_Float, false);
+        setLaneWise(IL_OP_ADD, &CILExecutor::ExecBinary<OpAdd>, VC_Float, false);
+        setLaneWise(IL_OP_SUB, &CILExecutor::ExecBinary<OpSub>, VC_Float, false);
+        setLaneWise(IL_OP_MUL, &CILExecutor::ExecBinary<OpMul>, VC_Float, false);
+        setLaneWise(IL_OP_DIV, &CILExecutor::ExecBinary<OpDiv>, VC_Float, false);
+        setLaneWise(IL_OP_MIN, &CILExecutor::ExecBinary<OpMin>, VC_Float, false);
+        setLaneWise(IL_OP_MAX, &CILExecutor::ExecBinary<OpMax>, VC_Float, false);
+        setLaneWise(IL_OP_EQ, &CILExecutor::ExecBinary<OpEq>, VC_Float, false);
+        setLaneWise(IL_OP_NE, &CILExecutor::ExecBinary<OpNe>, VC_Float, false);
+        setLaneWise(IL_OP_LT, &CILExecutor::ExecBinary<OpLt>, VC_Float, false);
+        setLaneWise(IL_OP_GE, &CILExecutor::ExecBinary<OpGe>, VC_Float, false);
+        setLaneWise(IL_OP_MAD, &CILExecutor::ExecTernary<OpMad>, VC_Float, false);
+        setLaneWise(IL_OP_FMA, &CILExecutor::ExecTernary<OpFma>, VC_Float, false);
         set(IL_OP_DP3, &CILExecutor::ExecDot<3>, VC_Float);
         set(IL_OP_DP4, &CILExecutor::ExecDot<4>, VC_Float);
         set(IL_OP_SAMPLE, &CILExecutor::ExecSample, VC_Float);
 
         // Conversions.
-        set(IL_OP_FTOI, &CILExecutor::ExecUnary<OpFloatToInt>, VC_Float);
-        set(IL_OP_FTOU, &CILExecutor::ExecUnary<OpFloatToUInt>, VC_Float);
-        set(IL_OP_ITOF, &CILExecutor::ExecUnary<OpIntToFloat>, VC_Int);
-        set(IL_OP_UTOF, &CILExecutor::ExecUnary<OpUIntToFloat>, VC_Bits);
-        set(IL_OP_F2F16, &CILExecutor::ExecUnary<OpFloatToHalf>, VC_Float);
-        set(IL_OP_F162F, &CILExecutor::ExecUnary<OpHalfToFloat>, VC_Bits);
-        set(IL_OP_F2D, &CILExecutor::ExecToDouble<OpFloatToDouble>, VC_Float);
-        set(IL_OP_ITOD, &CILExecutor::ExecToDouble<OpIntToDouble>, VC_Int);
-        set(IL_OP_UTOD, &CILExecutor::ExecToDouble<OpUIntToDouble>, VC_Bits);
+        setLaneWise(IL_OP_FTOI, &CILExecutor::ExecUnary<OpFloatToInt>, VC_Float, false);
+        setLaneWise(IL_OP_FTOU, &CILExecutor::ExecUnary<OpFloatToUInt>, VC_Float, false);
+        setLaneWise(IL_OP_ITOF, &CILExecutor::ExecUnary<OpIntToFloat>, VC_Int, false);
+        setLaneWise(IL_OP_UTOF, &CILExecutor::ExecUnary<OpUIntToFloat>, VC_Bits, false);
+        setLaneWise(IL_OP_F2F16, &CILExecutor::ExecUnary<OpFloatToHalf>, VC_Float, false);
+        setLaneWise(IL_OP_F162F, &CILExecutor::ExecUnary<OpHalfToFloat>, VC_Bits, false);
+        setLaneWise(IL_OP_F2D, &CILExecutor::ExecToDouble<OpFloatToDouble>, VC_Float, true);
+        setLaneWise(IL_OP_ITOD, &CILExecutor::ExecToDouble<OpIntToDouble>, VC_Int, true);
+        setLaneWise(IL_OP_UTOD, &CILExecutor::ExecToDouble<OpUIntToDouble>, VC_Bits, true);
         set(IL_OP_D2F, &CILExecutor::ExecFromDouble<OpDoubleToFloat>, VC_Double);
         set(IL_OP_DTOI, &CILExecutor::ExecFromDouble<OpDoubleToInt>, VC_Double);
         set(IL_OP_DTOU, &CILExecutor::ExecFromDouble<OpDoubleToUInt>, VC_Double);
 
         // 32-bit integer.
-        set(IL_OP_INEGATE, &CILExecutor::ExecUnary<OpINegate>, VC_Int);
-        set(IL_OP_INOT, &CILExecutor::ExecUnary<OpINot>, VC_Bits);
-        set(IL_OP_ICBITS, &CILExecutor::ExecUnary<OpBitCount>, VC_Bits);
+        setLaneWise(IL_OP_INEGATE, &CILExecutor::ExecUnary<OpINegate>, VC_Int, false);
+        setLaneWise(IL_OP_INOT, &CILExecutor::ExecUnary<OpINot>, VC_Bits, false);
+        setLaneWise(IL_OP_ICBITS, &CILExecutor::ExecUnary<OpBitCount>, VC_Bits, false);
         set(IL_OP_FFB, &CILExecutor::ExecFirstBit, VC_Bits);
-        set(IL_OP_IADD, &CILExecutor::ExecBinary<OpIAdd>, VC_Int);
-        set(IL_OP_ISUB, &CILExecutor::ExecBinary<OpISub>, VC_Int);
-        set(IL_OP_IMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Int);
-        set(IL_OP_UMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Bits);
-        set(IL_OP_IMUL_HIGH, &CILExecutor::ExecBinary<OpIMulHigh>, VC_Int);
-        set(IL_OP_UMUL_HIGH, &CILExecutor::ExecBinary<OpUMulHigh>, VC_Bits);
-        set(IL_OP_IDIV, &CILExecutor::ExecBinary<OpIDiv>, VC_Int);
-        set(IL_OP_IMOD, &CILExecutor::ExecBinary<OpIMod>, VC_Int);
-        set(IL_OP_UDIV, &CILExecutor::ExecBinary<OpUDiv>, VC_Bits);
-        set(IL_OP_UMOD, &CILExecutor::ExecBinary<OpUMod>, VC_Bits);
-        set(IL_OP_IAND, &CILExecutor::ExecBinary<OpAnd>, VC_Bits);
-        set(IL_OP_IOR, &CILExecutor::ExecBinary<OpOr>, VC_Bits);
-        set(IL_OP_IXOR, &CILExecutor::ExecBinary<OpXor>, VC_Bits);
-        set(IL_OP_ISHL, &CILExecutor::ExecBinary<OpShl>, VC_Bits);
-        set(IL_OP_ISHR, &CILExecutor::ExecBinary<OpShr>, VC_Bits);
-        set(IL_OP_USHR, &CILExecutor::ExecBinary<OpUShr>, VC_Bits);
-        set(IL_OP_IMIN, &CILExecutor::ExecBinary<OpIMin>, VC_Int);
-        set(IL_OP_IMAX, &CILExecutor::ExecBinary<OpIMax>, VC_Int);
-        set(IL_OP_UMIN, &CILExecutor::ExecBinary<OpUMin>, VC_Bits);
-        set(IL_OP_UMAX, &CILExecutor::ExecBinary<OpUMax>, VC_Bits);
-        set(IL_OP_IEQ, &CILExecutor::ExecBinary<OpIEq>, VC_Int);
-        set(IL_OP_INE, &CILExecutor::ExecBinary<OpINe>, VC_Int);
-        set(IL_OP_ILT, &CILExecutor::ExecBinary<OpILt>, VC_Int);
-        set(IL_OP_IGE, &CILExecutor::ExecBinary<OpIGe>, VC_Int);
-        set(IL_OP_ULT, &CILExecutor::ExecBinary<OpULt>, VC_Bits);
-        set(IL_OP_UGE, &CILExecutor::ExecBinary<OpUGe>, VC_Bits);
-        set(IL_OP_BFM, &CILExecutor::ExecBinary<OpBitMask>, VC_Bits);
-        set(IL_OP_IMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Int);
-        set(IL_OP_UMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Bits);
-        set(IL_OP_UBIT_EXTRACT, &CILExecutor::ExecTernary<OpUBitExtract>, VC_Bits);
-        set(IL_OP_IBIT_EXTRACT, &CILExecutor::ExecTernary<OpIBitExtract>, VC_Bits);
-        set(IL_OP_BFI, &CILExecutor::ExecTernary<OpBitInsert>, VC_Bits);
-        set(IL_OP_CMOV_LOGICAL, &CILExecutor::ExecTernary<OpSelect>, VC_Bits);
+        setLaneWise(IL_OP_IADD, &CILExecutor::ExecBinary<OpIAdd>, VC_Int, false);
+        setLaneWise(IL_OP_ISUB, &CILExecutor::ExecBinary<OpISub>, VC_Int, false);
+        setLaneWise(IL_OP_IMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Int, false);
+        setLaneWise(IL_OP_UMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Bits, false);
+        setLaneWise(IL_OP_IMUL_HIGH, &CILExecutor::ExecBinary<OpIMulHigh>, VC_Int, false);
+        setLaneWise(IL_OP_UMUL_HIGH, &CILExecutor::ExecBinary<OpUMulHigh>, VC_Bits, false);
+        setLaneWise(IL_OP_IDIV, &CILExecutor::ExecBinary<OpIDiv>, VC_Int, false);
+        setLaneWise(IL_OP_IMOD, &CILExecutor::ExecBinary<OpIMod>, VC_Int, false);
+        setLaneWise(IL_OP_UDIV, &CILExecutor::ExecBinary<OpUDiv>, VC_Bits, false);
+        setLaneWise(IL_OP_UMOD, &CILExecutor::ExecBinary<OpUMod>, VC_Bits, false);
+        setLaneWise(IL_OP_IAND, &CILExecutor::ExecBinary<OpAnd>, VC_Bits, false);
+        setLaneWise(IL_OP_IOR, &CILExecutor::ExecBinary<OpOr>, VC_Bits, false);
+        setLaneWise(IL_OP_IXOR, &CILExecutor::ExecBinary<OpXor>, VC_Bits, false);
+        setLaneWise(IL_OP_ISHL, &CILExecutor::ExecBinary<OpShl>, VC_Bits, false);
+        setLaneWise(IL_OP_ISHR, &CILExecutor::ExecBinary<OpShr>, VC_Bits, false);
+        setLaneWise(IL_OP_USHR, &CILExecutor::ExecBinary<OpUShr>, VC_Bits, false);
+        setLaneWise(IL_OP_IMIN, &CILExecutor::ExecBinary<OpIMin>, VC_Int, false);
+        setLaneWise(IL_OP_IMAX, &CILExecutor::ExecBinary<OpIMax>, VC_Int, false);
+        setLaneWise(IL_OP_UMIN, &CILExecutor::ExecBinary<OpUMin>, VC_Bits, false);
+        setLaneWise(IL_OP_UMAX, &CILExecutor::ExecBinary<OpUMax>, VC_Bits, false);
+        setLaneWise(IL_OP_IEQ, &CILExecutor::ExecBinary<OpIEq>, VC_Int, false);
+        setLaneWise(IL_OP_INE, &CILExecutor::ExecBinary<OpINe>, VC_Int, false);
+        setLaneWise(IL_OP_ILT, &CILExecutor::ExecBinary<OpILt>, VC_Int, false);
+        setLaneWise(IL_OP_IGE, &CILExecutor::ExecBinary<OpIGe>, VC_Int, false);
+        setLaneWise(IL_OP_ULT, &CILExecutor::ExecBinary<OpULt>, VC_Bits, false);
+        setLaneWise(IL_OP_UGE, &CILExecutor::ExecBinary<OpUGe>, VC_Bits, false);
+        setLaneWise(IL_OP_BFM, &CILExecutor::ExecBinary<OpBitMask>, VC_Bits, false);
+        setLaneWise(IL_OP_IMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Int, false);
+        setLaneWise(IL_OP_UMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Bits, false);
+        setLaneWise(IL_OP_UBIT_EXTRACT, &CILExecutor::ExecTernary<OpUBitExtract>, VC_Bits, false);
+        setLaneWise(IL_OP_IBIT_EXTRACT, &CILExecutor::ExecTernary<OpIBitExtract>, VC_Bits, false);
+        setLaneWise(IL_OP_BFI, &CILExecutor::ExecTernary<OpBitInsert>, VC_Bits, false);
+        setLaneWise(IL_OP_CMOV_LOGICAL, &CILExecutor::ExecTernary<OpSelect>, VC_Bits, false);
 
         // 64-bit integer.
-        set(IL_OP_I64NEGATE, &CILExecutor::ExecUnary64<OpI64Negate>, VC_Bits);
-        set(IL_OP_I64ADD, &CILExecutor::ExecBinary64<OpI64Add>, VC_Bits);
-        set(IL_OP_I64SUB, &CILExecutor::ExecBinary64<OpI64Sub>, VC_Bits);
-        set(IL_OP_I64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits);
-        set(IL_OP_U64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits);
-        set(IL_OP_I64EQ, &CILExecutor::ExecBinary64<OpI64Eq>, VC_Bits);
-        set(IL_OP_I64NE, &CILExecutor::ExecBinary64<OpI64Ne>, VC_Bits);
-        set(IL_OP_I64LT, &CILExecutor::ExecBinary64<OpI64Lt>, VC_Bits);
-        set(IL_OP_I64GE, &CILExecutor::ExecBinary64<OpI64Ge>, VC_Bits);
-        set(IL_OP_U64LT, &CILExecutor::ExecBinary64<OpU64Lt>, VC_Bits);
-        set(IL_OP_U64GE, &CILExecutor::ExecBinary64<OpU64Ge>, VC_Bits);
-        set(IL_OP_I64MIN, &CILExecutor::ExecBinary64<OpI64Min>, VC_Bits);
-        set(IL_OP_I64MAX, &CILExecutor::ExecBinary64<OpI64Max>, VC_Bits);
-        set(IL_OP_U64MIN, &CILExecutor::ExecBinary64<OpU64Min>, VC_Bits);
-        set(IL_OP_U64MAX, &CILExecutor::ExecBinary64<OpU64Max>, VC_Bits);
-        set(IL_OP_I64DIV, &CILExecutor::ExecBinary64<OpI64Div>, VC_Bits);
-        set(IL_OP_U64DIV, &CILExecutor::ExecBinary64<OpU64Div>, VC_Bits);
-        set(IL_OP_I64MOD, &CILExecutor::ExecBinary64<OpI64Mod>, VC_Bits);
-        set(IL_OP_U64MOD, &CILExecutor::ExecBinary64<OpU64Mod>, VC_Bits);
-        set(IL_OP_I64SHL, &CILExecutor::ExecShift64<OpI64Shl>, VC_Bits);
-        set(IL_OP_I64SHR, &CILExecutor::ExecShift64<OpI64Shr>, VC_Bits);
-        set(IL_OP_U64SHR, &CILExecutor::ExecShift64<OpU64Shr>, VC_Bits);
+        setLaneWise(IL_OP_I64NEGATE, &CILExecutor::ExecUnary64<OpI64Negate>, VC_Bits, true);
+        setLaneWise(IL_OP_I64ADD, &CILExecutor::ExecBinary64<OpI64Add>, VC_Bits, true);
+        setLaneWise(IL_OP_I64SUB, &CILExecutor::ExecBinary64<OpI64Sub>, VC_Bits, true);
+        setLaneWise(IL_OP_I64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits, true);
+        setLaneWise(IL_OP_U64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits, true);
+        setLaneWise(IL_OP_I64EQ, &CILExecutor::ExecBinary64<OpI64Eq>, VC_Bits, true);
+        setLaneWise(IL_OP_I64NE, &CILExecutor::ExecBinary64<OpI64Ne>, VC_Bits, true);
+        setLaneWise(IL_OP_I64LT, &CILExecutor::ExecBinary64<OpI64Lt>, VC_Bits, true);
+        setLaneWise(IL_OP_I64GE, &CILExecutor::ExecBinary64<OpI64Ge>, VC_Bits, true);
+        setLaneWise(IL_OP_U64LT, &CILExecutor::ExecBinary64<OpU64Lt>, VC_Bits, true);
+        setLaneWise(IL_OP_U64GE, &CILExecutor::ExecBinary64<OpU64Ge>, VC_Bits, true);
+        setLaneWise(IL_OP_I64MIN, &CILExecutor::ExecBinary64<OpI64Min>, VC_Bits, true);
+        setLaneWise(IL_OP_I64MAX, &CILExecutor::ExecBinary64<OpI64Max>, VC_Bits, true);
+        setLaneWise(IL_OP_U64MIN, &CILExecutor::ExecBinary64<OpU64Min>, VC_Bits, true);
+        setLaneWise(IL_OP_U64MAX, &CILExecutor::ExecBinary64<OpU64Max>, VC_Bits, true);
+        setLaneWise(IL_OP_I64DIV, &CILExecutor::ExecBinary64<OpI64Div>, VC_Bits, true);
+        setLaneWise(IL_OP_U64DIV, &CILExecutor::ExecBinary64<OpU64Div>, VC_Bits, true);
+        setLaneWise(IL_OP_I64MOD, &CILExecutor::ExecBinary64<OpI64Mod>, VC_Bits, true);
+        setLaneWise(IL_OP_U64MOD, &CILExecutor::ExecBinary64<OpU64Mod>, VC_Bits, true);
+        setLaneWise(IL_OP_I64SHL, &CILExecutor::ExecShift64<OpI64Shl>, VC_Bits, true);
+        setLaneWise(IL_OP_I64SHR, &CILExecutor::ExecShift64<OpI64Shr>, VC_Bits, true);
+        setLaneWise(IL_OP_U64SHR, &CILExecutor::ExecShift64<OpU64Shr>, VC_Bits, true);
 
         // Double.
-        set(IL_OP_DMOV, &CILExecutor::ExecUnary64<OpDMov>, VC_Double);
-        set(IL_OP_DSQRT, &CILExecutor::ExecUnary64<OpDSqrt>, VC_Double);
-        set(IL_OP_DADD, &CILExecutor::ExecBinary64<OpDAdd>, VC_Double);
-        set(IL_OP_DSUB, &CILExecutor::ExecBinary64<OpDSub>, VC_Double);
-        set(IL_OP_DMUL, &CILExecutor::ExecBinary64<OpDMul>, VC_Double);
-        set(IL_OP_DDIV, &CILExecutor::ExecBinary64<OpDDiv>, VC_Double);
-        set(IL_OP_DMIN, &CILExecutor::ExecBinary64<OpDMin>, VC_Double);
-        set(IL_OP_DMAX, &CILExecutor::ExecBinary64<OpDMax>, VC_Double);
-        set(IL_OP_DEQ, &CILExecutor::ExecBinary64<OpDEq>, VC_Double);
-        set(IL_OP_DNE, &CILExecutor::ExecBinary64<OpDNe>, VC_Double);
-        set(IL_OP_DLT, &CILExecutor::ExecBinary64<OpDLt>, VC_Double);
-        set(IL_OP_DGE, &CILExecutor::ExecBinary64<OpDGe>, VC_Double);
-        set(IL_OP_DMAD, &CILExecutor::ExecTernary64<OpDMad>, VC_Double);
-        set(IL_OP_DFMA, &CILExecutor::ExecTernary64<OpDFma>, VC_Double);
+        setLaneWise(IL_OP_DMOV, &CILExecutor::ExecUnary64<OpDMov>, VC_Double, true);
+        setLaneWise(IL_OP_DSQRT, &CILExecutor::ExecUnary64<OpDSqrt>, VC_Double, true);
+        setLaneWise(IL_OP_DADD, &CILExecutor::ExecBinary64<OpDAdd>, VC_Double, true);
+        setLaneWise(IL_OP_DSUB, &CILExecutor::ExecBinary64<OpDSub>, VC_Double, true);
+        setLaneWise(IL_OP_DMUL, &CILExecutor::ExecBinary64<OpDMul>, VC_Double, true);
+        setLaneWise(IL_OP_DDIV, &CILExecutor::ExecBinary64<OpDDiv>, VC_Double, true);
+        setLaneWise(IL_OP_DMIN, &CILExecutor::ExecBinary64<OpDMin>, VC_Double, true);
+        setLaneWise(IL_OP_DMAX, &CILExecutor::ExecBinary64<OpDMax>, VC_Double, true);
+        setLaneWise(IL_OP_DEQ, &CILExecutor::ExecBinary64<OpDEq>, VC_Double, true);
+        setLaneWise(IL_OP_DNE, &CILExecutor::ExecBinary64<OpDNe>, VC_Double, true);
+        setLaneWise(IL_OP_DLT, &CILExecutor::ExecBinary64<OpDLt>, VC_Double, true);
+        setLaneWise(IL_OP_DGE, &CILExecutor::ExecBinary64<OpDGe>, VC_Double, true);
+        setLaneWise(IL_OP_DMAD, &CILExecutor::ExecTernary64<OpDMad>, VC_Double, true);
+        setLaneWise(IL_OP_DFMA, &CILExecutor::ExecTernary64<OpDFma>, VC_Double, true);
 
         // Global and private memory through UAVs, local memory.
         set(IL_OP_UAV_RAW_LOAD, &CILExecutor::ExecLoad<uint32_t, false>, VC_Bits);

@@ -48,6 +48,7 @@ struct SInstruction
     uint16_t nOpcode = 0;
     bool bHasDest = false;
     uint16_t nSourceCount = 0;
+    bool bDirect = false;       // results may go straight to the destination registers
     uint32_t nControl = 0;      // bits 16-29 of the opcode token
     uint32_t nLine = 0;         // line of the instruction in the canonical IL text
     uint32_t nFirstOperand = 0; // destination first, then the sources

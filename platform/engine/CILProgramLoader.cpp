@@ -673,6 +673,9 @@ bool CILProgramLoader::BuildInstruction(const SRawElement& element, SBody& body)
         m_Program.m_vOperands.push_back(operand);
     }
 
+    instruction.bDirect =
+        pInfo->bLaneWise && element.bHasDest && CanWriteDirectly(instruction, *pInfo);
+
     if (nOpCode == IL_OP_CASE)
     {
         instruction.nValue = element.vTrailing[0];
@@ -703,6 +706,38 @@ bool CILProgramLoader::BuildInstruction(const SRawElement& element, SBody& body)
     }
     m_Program.m_vInstructions.push_back(instruction);
     return CheckFlow(element, body);
+}
+
+bool CILProgramLoader::CanWriteDirectly(const SInstruction& instruction,
+                                        const SOperationInfo& info) const
+{
+    const SOperand* pOperands = &m_Program.m_vOperands[instruction.nFirstOperand];
+    const SOperand& dest = pOperands[0];
+    if (dest.nKind != OK_Column)
+    {
+        return false;
+    }
+    // 64-bit results are written a whole pair at a time.
+    const uint8_t nLow = dest.nMask & 3u;
+    const uint8_t nHigh = dest.nMask & 12u;
+    if (info.bPairWise && ((nLow != 0 && nLow != 3) || (nHigh != 0 && nHigh != 12)))
+    {
+        return false;
+    }
+    // A component written early must not be read later for another position.
+    for (uint32_t i = 1; i <= instruction.nSourceCount; ++i)
+    {
+        const SOperand& source = pOperands[i];
+        if (source.bIndexed && source.nIndexColumn - dest.nColumn < 4)
+        {
+            return false;
+        }
+        if (source.nKind == OK_Column && source.nColumn == dest.nColumn && !source.IsIdentity())
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool CILProgramLoader::ResolveOperand(const SRawOperand& raw, const SRawElement& element,

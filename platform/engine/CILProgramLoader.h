@@ -115,6 +115,7 @@ private:
                        uint32_t& nColumn);
     bool ResolveSourceModifier(const SRawOperand& raw, const SRawElement& element,
                                const SOperationInfo& info, SOperand& operand);
+    bool CanWriteDirectly(const SInstruction& instruction, const SOperationInfo& info) const;
     bool CheckFlow(const SRawElement& element, SBody& body);
     bool CloseBody(const SRawElement& element, SBody& body);
     bool ResolveCalls();
