@@ -12,12 +12,7 @@
 
 namespace
 {
-// What the usage log receives from the moment of construction on.
-class CUsageLogTail : public XAN_Test::CLogTail<APIUsageLog>
-{
-public:
-    CUsageLogTail() : CLogTail("XANOpenCLDebugAPIUsage.log") {}
-};
+using XAN_Test::CUsageLogTail;
 
 const char* const INVALID_TYPE_BREAK = "CLD_Break( \"Invalid register type\" )";
 

@@ -7,7 +7,7 @@
 
 #include "APIUsageLog.h"
 #include "ShaderDebuggerHostCL.h"
-#include "support/TestSupport.h"
+#include "Src/LogTail.h"
 
 #include <deque>
 #include <set>
@@ -292,17 +292,6 @@ public:
 };
 
 // Text that the usage log received since the object was made.
-class CUsageLogTail
-{
-public:
-    CUsageLogTail() : m_nStart((APIUsageLog::GetInstance(), ReadFile(s_pFileName).size())) {}
-    std::string Text() const { return ReadFile(s_pFileName).substr(m_nStart); }
-
-private:
-    static constexpr const char* s_pFileName = "XANOpenCLDebugAPIUsage.log";
-    size_t m_nStart;
-};
-
 } // namespace XAN_Test
 
 #endif

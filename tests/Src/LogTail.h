@@ -1,6 +1,7 @@
 #ifndef LOG_TAIL_H
 #define LOG_TAIL_H
 
+#include "APIUsageLog.h"
 #include "support/TestSupport.h"
 
 #include <string>
@@ -35,6 +36,13 @@ public:
 private:
     std::string m_strFileName;
     size_t m_nStart;
+};
+
+// What the usage log receives from the moment of construction on.
+class CUsageLogTail : public CLogTail<APIUsageLog>
+{
+public:
+    CUsageLogTail() : CLogTail("XANOpenCLDebugAPIUsage.log") {}
 };
 } // namespace XAN_Test
 
