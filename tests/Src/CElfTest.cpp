@@ -395,22 +395,6 @@ TEST(CElfTest, HeaderAndSectionSettersKeepTheFileValid)
               XAN_Test::MakeKernelMetadata("reduce", 1028));
 }
 
-TEST(CElfTest, SectionDataCanBeReplacedAppendedAndCleared)
-{
-    CElf elf(MakeKernelImage(true, {"k"}));
-    ASSERT_TRUE(elf.IsInitialized());
-    CElfSection* pSection = elf.GetSection(".debugil");
-    pSection->SetData("abc", 0);
-    EXPECT_EQ(pSection->GetSize(), 0u);
-    pSection->SetData(std::string("abc"));
-    pSection->AppendData(std::vector<char>{'d', 'e'});
-    pSection->AppendData("fgh", 1);
-    pSection->AppendData(std::string());
-    EXPECT_EQ(std::string(pSection->GetData().begin(), pSection->GetData().end()), "abcdef");
-    pSection->ClearData();
-    EXPECT_TRUE(pSection->GetData().empty());
-}
-
 // Each of these images differs from a good one in one respect, and none of them loads.
 class CElfMalformedTest : public ::testing::Test
 {

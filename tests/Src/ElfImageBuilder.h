@@ -13,7 +13,7 @@
 
 namespace XAN_Test
 {
-struct ElfSectionSpec
+struct ElfSectionDesc
 {
     std::string strName;
     uint32_t nType;
@@ -22,7 +22,7 @@ struct ElfSectionSpec
     std::string strData;
 };
 
-struct ElfSymbolSpec
+struct ElfSymbolDesc
 {
     std::string strName;
     unsigned char nBind;
@@ -61,7 +61,7 @@ public:
     {
         struct Section
         {
-            ElfSectionSpec spec;
+            ElfSectionDesc desc;
             uint32_t nLink;
             uint32_t nInfo;
             uint64_t nEntrySize;
@@ -70,16 +70,16 @@ public:
         };
         std::vector<Section> vAll;
         vAll.push_back({{"", SHT_NULL, 0, 0, ""}, 0, 0, 0, 0, 0});
-        for (const ElfSectionSpec& spec : m_vSections)
+        for (const ElfSectionDesc& desc : m_vSections)
         {
-            vAll.push_back({spec, 0, 0, 0, 0, 0});
+            vAll.push_back({desc, 0, 0, 0, 0, 0});
         }
         if (!m_vSymbols.empty())
         {
             std::string strNames(1, '\0');
             std::string strSymbols(SymbolSize(), '\0');
             uint32_t nLocals = 1;
-            for (const ElfSymbolSpec& symbol : m_vSymbols)
+            for (const ElfSymbolDesc& symbol : m_vSymbols)
             {
                 strSymbols += EncodeSymbol(symbol, static_cast<uint32_t>(strNames.size()));
                 strNames += symbol.strName + '\0';
@@ -98,28 +98,28 @@ public:
         for (Section& section : vAll)
         {
             section.nName = static_cast<uint32_t>(strSectionNames.size());
-            strSectionNames += section.spec.strName + '\0';
+            strSectionNames += section.desc.strName + '\0';
         }
-        vAll.back().spec.strData = strSectionNames;
+        vAll.back().desc.strData = strSectionNames;
 
         std::vector<char> vImage(FileHeaderSize(), '\0');
         for (size_t n = 0; n < vAll.size(); ++n)
         {
             Section& section = vAll[bReverseData ? vAll.size() - 1 - n : n];
-            if (section.spec.strData.empty())
+            if (section.desc.strData.empty())
             {
                 continue;
             }
-            const uint64_t nAlign = section.spec.nAlign == 0 ? 1 : section.spec.nAlign;
+            const uint64_t nAlign = section.desc.nAlign == 0 ? 1 : section.desc.nAlign;
             vImage.resize((vImage.size() + nAlign - 1) / nAlign * nAlign, '\0');
             section.nOffset = vImage.size();
-            vImage.insert(vImage.end(), section.spec.strData.begin(), section.spec.strData.end());
+            vImage.insert(vImage.end(), section.desc.strData.begin(), section.desc.strData.end());
         }
         vImage.resize((vImage.size() + 7) / 8 * 8, '\0');
         const uint64_t nHeaderTable = vImage.size();
         for (const Section& section : vAll)
         {
-            AppendSectionHeader(vImage, section.spec, section.nName, section.nOffset, section.nLink,
+            AppendSectionHeader(vImage, section.desc, section.nName, section.nOffset, section.nLink,
                                 section.nInfo, section.nEntrySize);
         }
         WriteFileHeader(vImage, nHeaderTable, static_cast<uint16_t>(vAll.size()));
@@ -136,7 +136,7 @@ private:
     }
 
     template <typename TSymbol>
-    static TSymbol MakeSymbol(const ElfSymbolSpec& symbol, uint32_t nName)
+    static TSymbol MakeSymbol(const ElfSymbolDesc& symbol, uint32_t nName)
     {
         TSymbol record = {};
         record.st_name = nName;
@@ -147,37 +147,37 @@ private:
         return record;
     }
 
-    std::string EncodeSymbol(const ElfSymbolSpec& symbol, uint32_t nName) const
+    std::string EncodeSymbol(const ElfSymbolDesc& symbol, uint32_t nName) const
     {
         return m_bIsElf64 ? Bytes(MakeSymbol<Elf64_Sym>(symbol, nName))
                           : Bytes(MakeSymbol<Elf32_Sym>(symbol, nName));
     }
 
     template <typename THeader>
-    static THeader MakeSectionHeader(const ElfSectionSpec& spec, uint32_t nName, uint64_t nOffset,
+    static THeader MakeSectionHeader(const ElfSectionDesc& desc, uint32_t nName, uint64_t nOffset,
                                      uint32_t nLink, uint32_t nInfo, uint64_t nEntrySize)
     {
         THeader header = {};
         header.sh_name = nName;
-        header.sh_type = spec.nType;
-        header.sh_flags = static_cast<decltype(header.sh_flags)>(spec.nFlags);
+        header.sh_type = desc.nType;
+        header.sh_flags = static_cast<decltype(header.sh_flags)>(desc.nFlags);
         header.sh_offset = static_cast<decltype(header.sh_offset)>(nOffset);
-        header.sh_size = static_cast<decltype(header.sh_size)>(spec.strData.size());
+        header.sh_size = static_cast<decltype(header.sh_size)>(desc.strData.size());
         header.sh_link = nLink;
         header.sh_info = nInfo;
-        header.sh_addralign = static_cast<decltype(header.sh_addralign)>(spec.nAlign);
+        header.sh_addralign = static_cast<decltype(header.sh_addralign)>(desc.nAlign);
         header.sh_entsize = static_cast<decltype(header.sh_entsize)>(nEntrySize);
         return header;
     }
 
-    void AppendSectionHeader(std::vector<char>& vImage, const ElfSectionSpec& spec, uint32_t nName,
+    void AppendSectionHeader(std::vector<char>& vImage, const ElfSectionDesc& desc, uint32_t nName,
                              uint64_t nOffset, uint32_t nLink, uint32_t nInfo,
                              uint64_t nEntrySize) const
     {
         const std::string strHeader =
-            m_bIsElf64 ? Bytes(MakeSectionHeader<Elf64_Shdr>(spec, nName, nOffset, nLink, nInfo,
+            m_bIsElf64 ? Bytes(MakeSectionHeader<Elf64_Shdr>(desc, nName, nOffset, nLink, nInfo,
                                                              nEntrySize))
-                       : Bytes(MakeSectionHeader<Elf32_Shdr>(spec, nName, nOffset, nLink, nInfo,
+                       : Bytes(MakeSectionHeader<Elf32_Shdr>(desc, nName, nOffset, nLink, nInfo,
                                                              nEntrySize));
         vImage.insert(vImage.end(), strHeader.begin(), strHeader.end());
     }
@@ -210,8 +210,8 @@ private:
     }
 
     bool m_bIsElf64;
-    std::vector<ElfSectionSpec> m_vSections;
-    std::vector<ElfSymbolSpec> m_vSymbols;
+    std::vector<ElfSectionDesc> m_vSections;
+    std::vector<ElfSymbolDesc> m_vSymbols;
 };
 
 // The metadata block of one kernel as the platform writes it, at revision 111.
@@ -246,7 +246,7 @@ inline std::vector<char> MakeKernelImage(bool bIsElf64, const std::vector<std::s
     std::string strRodata;
     std::string strXanil;
     std::string strDebugIL = "il_cs_2_0\ndcl_cb cb0[15]\n;$$$$$$$$$$\nend\n";
-    std::vector<ElfSymbolSpec> vSymbols;
+    std::vector<ElfSymbolDesc> vSymbols;
     const uint16_t nRodata = 1;
     const uint16_t nXanil = 2;
     for (size_t i = 0; i < vKernels.size(); ++i)
@@ -275,7 +275,7 @@ inline std::vector<char> MakeKernelImage(bool bIsElf64, const std::vector<std::s
     builder.AddSection(".debugil", SHT_PROGBITS, 0, 1, strDebugIL);
     builder.AddSection(".llvmir", SHT_PROGBITS, 0, 4, "; ModuleID = 'program'\n");
     builder.AddSymbol("", STB_LOCAL, STT_SECTION, nRodata, 0, 0);
-    for (const ElfSymbolSpec& symbol : vSymbols)
+    for (const ElfSymbolDesc& symbol : vSymbols)
     {
         builder.AddSymbol(symbol.strName, symbol.nBind, symbol.nType, symbol.nSection,
                           symbol.nValue, symbol.nSize);
