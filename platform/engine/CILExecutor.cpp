@@ -264,11 +264,6 @@ const uint32_t* CILExecutor::FetchRaw(const SOperand& operand, unsigned int nCom
     }
 }
 
-uint8_t CILExecutor::DestMask(const SInstruction& instruction) const
-{
-    return Operand(instruction, 0).nMask;
-}
-
 void CILExecutor::Commit(const SInstruction& instruction, uint8_t nMask)
 {
     uint32_t* ppValues[4] = {Scratch(SLOT_RESULT), Scratch(SLOT_RESULT + 1),
@@ -355,7 +350,7 @@ void CILExecutor::SetExec(const uint32_t* pMask)
 CILExecutor::SFrame& CILExecutor::PushFrame(EFrameType eType, uint32_t nConstruct)
 {
     const size_t nDepth = m_vFrames.size();
-    m_vFrames.push_back({eType, nConstruct, 0});
+    m_vFrames.push_back({eType, nConstruct, 0, 0});
     const size_t nNeeded = (nDepth + 1) * MASKS_PER_FRAME * m_nStride;
     if (m_vFrameMasks.size() < nNeeded)
     {
@@ -570,7 +565,7 @@ void CILExecutor::ExecContinue(const SInstruction& instruction)
 void CILExecutor::ExecSwitch(const SInstruction& instruction)
 {
     const uint32_t* pSelector = Fetch(instruction, 0, 0);
-    PushFrame(FT_Switch, m_nPc - 1);
+    PushFrame(FT_Switch, m_nPc - 1).nPending = m_nActive;
     const size_t nDepth = m_vFrames.size() - 1;
     std::fill_n(FrameMask(nDepth, 1), m_nLanes, 0);
     std::copy_n(m_vExec.begin(), m_nLanes, FrameMask(nDepth, 2));
@@ -582,6 +577,11 @@ void CILExecutor::ExecSwitch(const SInstruction& instruction)
 
 void CILExecutor::ExecCase(const SInstruction& instruction)
 {
+    SFrame& frame = m_vFrames.back();
+    if (frame.nPending == 0)
+    {
+        return;
+    }
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pPending = FrameMask(nDepth, 2);
     const uint32_t* pSelector = FrameMask(nDepth, 3);
@@ -593,17 +593,19 @@ void CILExecutor::ExecCase(const SInstruction& instruction)
         pPending[l] &= ~nMatch;
         nActive += m_vExec[l] & 1u;
     }
+    frame.nPending -= nActive - m_nActive;
     m_nActive = nActive;
 }
 
 void CILExecutor::ExecDefault(const SInstruction& instruction)
 {
     (void)instruction;
+    SFrame& frame = m_vFrames.back();
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pPending = FrameMask(nDepth, 2);
     const uint32_t* pSelector = FrameMask(nDepth, 3);
-    const SInstruction& switchInstruction = m_Instructions[m_vFrames.back().nConstruct];
-    const uint32_t* pCases = &m_Program.GetCaseValues()[switchInstruction.nValue];
+    const SInstruction& switchInstruction = m_Instructions[frame.nConstruct];
+    const uint32_t* pCases = &m_Program.GetCaseValues()[switchInstruction.nValue + 1];
     const uint32_t nCases = pCases[0];
     for (size_t l = 0; l < m_nLanes; ++l)
     {
@@ -615,6 +617,7 @@ void CILExecutor::ExecDefault(const SInstruction& instruction)
         m_vExec[l] = ALL_ONES;
         pPending[l] = 0;
         ++m_nActive;
+        --frame.nPending;
     }
 }
 
@@ -760,8 +763,15 @@ bool CILExecutor::Resume()
             return true;
         case FT_Switch:
         {
-            // To the next case, default or endswitch.
-            uint32_t nLabel = m_Instructions[frame.nConstruct].nTarget;
+            // To the next case, default or endswitch; when every lane has found its
+            // case, straight to the endswitch.
+            const SInstruction& switchInstruction = m_Instructions[frame.nConstruct];
+            if (frame.nPending == 0)
+            {
+                m_nPc = m_Program.GetCaseValues()[switchInstruction.nValue];
+                return true;
+            }
+            uint32_t nLabel = switchInstruction.nTarget;
             while (nLabel < m_nPc)
             {
                 nLabel = m_Instructions[nLabel].nTarget;

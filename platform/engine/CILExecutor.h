@@ -115,6 +115,7 @@ private:
         EFrameType eType;
         uint32_t nConstruct; // instruction that opened it
         uint32_t nReturn;    // call: the instruction to continue with
+        size_t nPending;     // switch: lanes that haven't entered a case yet
     };
 
     static const unsigned int MASKS_PER_FRAME = 4;
@@ -156,7 +157,10 @@ private:
     const uint32_t* FetchRaw(const SOperand& operand, unsigned int nComponent, uint32_t* pScratch);
     void Commit(const SInstruction& instruction, uint8_t nMask);
     void CommitOperand(const SOperand& operand, uint8_t nMask, uint32_t* const* ppValues);
-    uint8_t DestMask(const SInstruction& instruction) const;
+    uint8_t DestMask(const SInstruction& instruction) const
+    {
+        return Operand(instruction, 0).nMask;
+    }
     // Sets the execution mask and counts its lanes.
     void SetExec(const uint32_t* pMask);
 

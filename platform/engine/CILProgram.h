@@ -119,8 +119,8 @@ public:
     const std::vector<SUniformSource>& GetUniforms() const { return m_vUniforms; }
     const std::vector<SMacro>& GetMacros() const { return m_vMacros; }
     const std::vector<uint32_t>& GetArraySizes() const { return m_vArraySizes; }
-    // Case values of a switch: nValue of the switch is the offset of a count
-    // followed by that many values.
+    // Case values of a switch: nValue of the switch is the offset of its
+    // endswitch's index, then a count, then that many values.
     const std::vector<uint32_t>& GetCaseValues() const { return m_vCaseValues; }
     uint32_t GetColumnCount() const { return m_nColumnCount; }
     // Columns from here to the end hold temps and macro inputs and outputs, which

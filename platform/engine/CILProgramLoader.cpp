@@ -724,7 +724,10 @@ bool CILProgramLoader::CanWriteDirectly(const SInstruction& instruction,
     {
         return false;
     }
-    // A component written early must not be read later for another position.
+    // Components are written in order (64-bit ones a pair at a time); no later
+    // step may read a component of the destination that an earlier one wrote.
+    auto writtenBefore = [&dest, &info](unsigned int k, unsigned int c)
+    { return k < 4 && ((dest.nMask >> k) & 1u) != 0 && (info.bPairWise ? k / 2 < c / 2 : k < c); };
     for (uint32_t i = 1; i <= instruction.nSourceCount; ++i)
     {
         const SOperand& source = pOperands[i];
@@ -732,9 +735,16 @@ bool CILProgramLoader::CanWriteDirectly(const SInstruction& instruction,
         {
             return false;
         }
-        if (source.nKind == OK_Column && source.nColumn == dest.nColumn && !source.IsIdentity())
+        if (source.nKind != OK_Column || source.nColumn != dest.nColumn)
         {
-            return false;
+            continue;
+        }
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            if (((dest.nMask >> c) & 1u) != 0 && writtenBefore(source.vSwizzle[c], c))
+            {
+                return false;
+            }
         }
     }
     return true;
@@ -1016,6 +1026,7 @@ bool CILProgramLoader::CheckFlow(const SRawElement& element, SBody& body)
         {
             std::vector<uint32_t>& vPool = m_Program.m_vCaseValues;
             vInstructions[open.nInstruction].nValue = uint32_t(vPool.size());
+            vPool.push_back(nIndex);
             vPool.push_back(uint32_t(open.vCaseValues.size()));
             vPool.insert(vPool.end(), open.vCaseValues.begin(), open.vCaseValues.end());
             m_vOpen.pop_back();
