@@ -233,9 +233,14 @@ private:
     }
     uint8_t* Translate(EMemorySpace eSpace, uint64_t nAddress, size_t nLane, uint32_t nBytes);
     uint8_t* TranslateGlobal(uint64_t nAddress, uint32_t nBytes);
-    // Element c of the mask comes from or goes to address + offset + c * size.
+    uint8_t* TranslateCached(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
+                             size_t nLane, uint32_t nBytes);
+    void LoadTargets(const SInstruction& instruction, uint8_t nMask, uint32_t** ppOut);
+    // Element c of the mask comes from or goes to address + offset + c * size; a
+    // broadcast load reads one element into every component.
     template <class TElement>
-    void LoadElements(const SAddressSource& address, const uint32_t* pOffsets, uint8_t nMask);
+    void LoadElements(const SAddressSource& address, const uint32_t* pOffsets,
+                      uint32_t* const* ppOut, bool bBroadcast);
     void StoreElements(const SAddressSource& address, const uint32_t* pOffsets, uint8_t nMask,
                        const uint32_t* const* ppValues, uint32_t nBytes);
 

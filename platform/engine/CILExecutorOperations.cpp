@@ -756,10 +756,31 @@ uint8_t* CILExecutor::TranslateGlobal(uint64_t nAddress, uint32_t nBytes)
     return it->pData + nOffset;
 }
 
+// Every lane of an access usually hits one buffer: the range found for the
+// first lane serves the others without a search.
+uint8_t* CILExecutor::TranslateCached(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
+                                      size_t nLane, uint32_t nBytes)
+{
+    if (eSpace != MS_Global)
+    {
+        return Translate(eSpace, nAddress, nLane, nBytes);
+    }
+    const uint64_t nOffset = nAddress - range.nBase;
+    if (nOffset < range.nSize && range.nSize - nOffset >= nBytes)
+    {
+        return range.pData + nOffset;
+    }
+    uint8_t* p = TranslateGlobal(nAddress, nBytes);
+    range = m_LastRange;
+    return p;
+}
+
 template <class TElement>
 void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pOffsets,
-                               uint8_t nMask)
+                               uint32_t* const* ppOut, bool bBroadcast)
 {
+    SMemoryRange range = m_LastRange;
+    const unsigned int nElements = bBroadcast ? 1 : 4;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         if (m_vExec[l] == 0)
@@ -767,15 +788,15 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
             continue;
         }
         const uint64_t nBase = AddressOf(address, l) + (pOffsets != nullptr ? pOffsets[l] : 0);
-        for (unsigned int c = 0; c < 4; ++c)
+        for (unsigned int c = 0; c < nElements; ++c)
         {
-            if (!HasComponent(nMask, c))
+            if (!bBroadcast && ppOut[c] == nullptr)
             {
                 continue;
             }
             TElement value = 0;
-            const uint8_t* p =
-                Translate(address.eSpace, nBase + c * sizeof(TElement), l, sizeof(TElement));
+            const uint8_t* p = TranslateCached(range, address.eSpace, nBase + c * sizeof(TElement),
+                                               l, sizeof(TElement));
             if (p != nullptr)
             {
                 std::memcpy(&value, p, sizeof(TElement));
@@ -785,7 +806,18 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
                 ++m_nOutOfBoundsLoads;
             }
             // Signed elements are sign-extended, unsigned ones zero-extended.
-            Scratch(SLOT_RESULT + c)[l] = uint32_t(value);
+            if (!bBroadcast)
+            {
+                ppOut[c][l] = uint32_t(value);
+                continue;
+            }
+            for (unsigned int k = 0; k < 4; ++k)
+            {
+                if (ppOut[k] != nullptr)
+                {
+                    ppOut[k][l] = uint32_t(value);
+                }
+            }
         }
     }
 }
@@ -793,6 +825,7 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
 void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* pOffsets,
                                 uint8_t nMask, const uint32_t* const* ppValues, uint32_t nBytes)
 {
+    SMemoryRange range = m_LastRange;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         if (m_vExec[l] == 0)
@@ -806,7 +839,7 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
             {
                 continue;
             }
-            uint8_t* p = Translate(address.eSpace, nBase + c * nBytes, l, nBytes);
+            uint8_t* p = TranslateCached(range, address.eSpace, nBase + c * nBytes, l, nBytes);
             if (p != nullptr)
             {
                 std::memcpy(p, &ppValues[c][l], nBytes); // little endian: the low bytes
@@ -819,25 +852,32 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
     }
 }
 
+// Where a load puts component c: straight into a plain destination register,
+// which only the active lanes' writes reach, or into scratch for Commit.
+void CILExecutor::LoadTargets(const SInstruction& instruction, uint8_t nMask, uint32_t** ppOut)
+{
+    const SOperand& dest = Operand(instruction, 0);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        ppOut[c] = !HasComponent(nMask, c)   ? nullptr
+                   : dest.nKind == OK_Column ? Column(dest.nColumn + c)
+                                             : Scratch(SLOT_RESULT + c);
+    }
+}
+
 // A word load through a UAV fills every component of the destination mask from
 // consecutive words; the other loads read one element for every component.
 template <class TElement, bool bLocal> void CILExecutor::ExecLoad(const SInstruction& instruction)
 {
     const SAddressSource address = FetchAddress(instruction, 0, bLocal);
     const uint8_t nMask = DestMask(instruction);
-    if (sizeof(TElement) == 4 && !bLocal)
+    uint32_t* ppOut[4];
+    LoadTargets(instruction, nMask, ppOut);
+    LoadElements<TElement>(address, nullptr, ppOut, sizeof(TElement) != 4 || bLocal);
+    if (Operand(instruction, 0).nKind != OK_Column)
     {
-        LoadElements<TElement>(address, nullptr, nMask);
+        Commit(instruction, nMask);
     }
-    else
-    {
-        LoadElements<TElement>(address, nullptr, 1);
-        for (unsigned int c = 1; c < 4; ++c)
-        {
-            std::copy_n(Scratch(SLOT_RESULT), m_nLanes, Scratch(SLOT_RESULT + c));
-        }
-    }
-    Commit(instruction, nMask);
 }
 
 // Stores with a "mem" destination write the components of its mask; the others x.
@@ -862,8 +902,13 @@ void CILExecutor::ExecLoadVec(const SInstruction& instruction)
     const SAddressSource address = FetchAddress(instruction, 0, true);
     const uint32_t* pOffsets = Fetch(instruction, 1, 0);
     const uint8_t nMask = DestMask(instruction);
-    LoadElements<uint32_t>(address, pOffsets, nMask);
-    Commit(instruction, nMask);
+    uint32_t* ppOut[4];
+    LoadTargets(instruction, nMask, ppOut);
+    LoadElements<uint32_t>(address, pOffsets, ppOut, false);
+    if (Operand(instruction, 0).nKind != OK_Column)
+    {
+        Commit(instruction, nMask);
+    }
 }
 
 // lds_store_vec mem, address, offset, value.
@@ -892,6 +937,7 @@ template <class TOp, bool bLocal> void CILExecutor::ExecAtomic(const SInstructio
     const uint32_t* pValue = Fetch(instruction, 1, 0);
     const uint32_t* pCompare = instruction.nSourceCount > 2 ? Fetch(instruction, 2, 0) : pValue;
     uint32_t* pResult = Scratch(SLOT_RESULT);
+    SMemoryRange range = m_LastRange;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         if (m_vExec[l] == 0)
@@ -899,7 +945,8 @@ template <class TOp, bool bLocal> void CILExecutor::ExecAtomic(const SInstructio
             continue;
         }
         const uint64_t nAddress = AddressOf(address, l);
-        uint8_t* p = (nAddress & 3u) == 0 ? Translate(address.eSpace, nAddress, l, 4) : nullptr;
+        uint8_t* p =
+            (nAddress & 3u) == 0 ? TranslateCached(range, address.eSpace, nAddress, l, 4) : nullptr;
         if (p == nullptr)
         {
             ++m_nOutOfBoundsStores;
