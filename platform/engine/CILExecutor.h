@@ -233,8 +233,20 @@ private:
     }
     uint8_t* Translate(EMemorySpace eSpace, uint64_t nAddress, size_t nLane, uint32_t nBytes);
     uint8_t* TranslateGlobal(uint64_t nAddress, uint32_t nBytes);
+    // Every lane of an access usually hits one buffer: the range found for the
+    // first lane serves the others without a search.
     uint8_t* TranslateCached(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
-                             size_t nLane, uint32_t nBytes);
+                             size_t nLane, uint32_t nBytes)
+    {
+        const uint64_t nOffset = nAddress - range.nBase;
+        if (eSpace == MS_Global && nOffset < range.nSize && range.nSize - nOffset >= nBytes)
+        {
+            return range.pData + nOffset;
+        }
+        return TranslateMiss(range, eSpace, nAddress, nLane, nBytes);
+    }
+    uint8_t* TranslateMiss(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
+                           size_t nLane, uint32_t nBytes);
     void LoadTargets(const SInstruction& instruction, uint8_t nMask, uint32_t** ppOut);
     // Element c of the mask comes from or goes to address + offset + c * size; a
     // broadcast load reads one element into every component.

@@ -756,19 +756,12 @@ uint8_t* CILExecutor::TranslateGlobal(uint64_t nAddress, uint32_t nBytes)
     return it->pData + nOffset;
 }
 
-// Every lane of an access usually hits one buffer: the range found for the
-// first lane serves the others without a search.
-uint8_t* CILExecutor::TranslateCached(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
-                                      size_t nLane, uint32_t nBytes)
+uint8_t* CILExecutor::TranslateMiss(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
+                                    size_t nLane, uint32_t nBytes)
 {
     if (eSpace != MS_Global)
     {
         return Translate(eSpace, nAddress, nLane, nBytes);
-    }
-    const uint64_t nOffset = nAddress - range.nBase;
-    if (nOffset < range.nSize && range.nSize - nOffset >= nBytes)
-    {
-        return range.pData + nOffset;
     }
     uint8_t* p = TranslateGlobal(nAddress, nBytes);
     range = m_LastRange;
