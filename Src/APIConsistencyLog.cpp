@@ -1,5 +1,7 @@
 #include "APIConsistencyLog.h"
 
+#include "ConsistencyAssert.h"
+
 APIConsistencyLog& APIConsistencyLog::GetInstance()
 {
     // Never destroyed, like the usage log.
@@ -8,3 +10,9 @@ APIConsistencyLog& APIConsistencyLog::GetInstance()
 }
 
 APIConsistencyLog::APIConsistencyLog() : CLogFile("XANOpenCLDebugAPIConsistency.log") {}
+
+void SDU_ReportConsistencyAssert(const char* pFunction, const char* pCondition)
+{
+    APIConsistencyLog::GetInstance()
+        << "Assert: " << pFunction << " SDU_Assert( " << pCondition << " )\n";
+}

@@ -1,15 +1,8 @@
 #include "ShaderDebuggerIL/ShaderDebuggerUtilsIL.h"
 
-#include "APIConsistencyLog.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
 #include <sstream>
-
-void SDU_ReportConsistencyAssert(const char* pFunction, const char* pCondition)
-{
-    APIConsistencyLog::GetInstance()
-        << "Assert: " << pFunction << " SDU_Assert( " << pCondition << " )\n";
-}
 
 namespace XAN_ShaderDebugger
 {

@@ -1,24 +1,10 @@
 #ifndef SHADER_DEBUGGER_UTILS_IL_H
 #define SHADER_DEBUGGER_UTILS_IL_H
 
+#include "ConsistencyAssert.h"
 #include "ShaderDebuggerShader.h"
 
 #include <string>
-
-// Writes "Assert: <function> SDU_Assert( <condition> )" to the consistency log. The IL utilities
-// have no host at hand, so their failed checks go there.
-void SDU_ReportConsistencyAssert(const char* pFunction, const char* pCondition);
-
-// A failed check of the IL utilities is reported, and the code behind it takes its own failure
-// path.
-#define SDU_ConsistencyAssert(condition)                                                           \
-    do                                                                                             \
-    {                                                                                              \
-        if (!(condition))                                                                          \
-        {                                                                                          \
-            SDU_ReportConsistencyAssert(__func__, #condition);                                     \
-        }                                                                                          \
-    } while (0)
 
 namespace XAN_ShaderDebugger
 {

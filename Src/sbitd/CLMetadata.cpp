@@ -1,6 +1,6 @@
 #include "sbitd/CLMetadata.h"
 
-#include "ShaderDebuggerIL/ShaderDebuggerUtilsIL.h"
+#include "ConsistencyAssert.h"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
