@@ -538,10 +538,18 @@ void CILExecutor::LeaveLanes(const uint32_t* pLanes, bool bContinue)
     const size_t nTarget = FindFrame(bContinue);
     RemoveFromFrames(nTarget + 1, pLanes);
     uint32_t* pTarget = FrameMask(nTarget, bContinue ? 2 : 1);
-    size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         pTarget[l] |= pLanes[l];
+    }
+    RemoveFromExec(pLanes);
+}
+
+void CILExecutor::RemoveFromExec(const uint32_t* pLanes)
+{
+    size_t nActive = 0;
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
         m_vExec[l] &= ~pLanes[l];
         nActive += m_vExec[l] & 1u;
     }
@@ -690,13 +698,7 @@ void CILExecutor::ReturnLanes(const uint32_t* pLanes)
         }
     }
     RemoveFromFrames(nFrom, pLanes);
-    size_t nActive = 0;
-    for (size_t l = 0; l < m_nLanes; ++l)
-    {
-        m_vExec[l] &= ~pLanes[l];
-        nActive += m_vExec[l] & 1u;
-    }
-    m_nActive = nActive;
+    RemoveFromExec(pLanes);
 }
 
 void CILExecutor::ExecReturn(const SInstruction& instruction)

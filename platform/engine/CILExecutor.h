@@ -163,6 +163,7 @@ private:
     }
     // Sets the execution mask and counts its lanes.
     void SetExec(const uint32_t* pMask);
+    void RemoveFromExec(const uint32_t* pLanes);
 
     // Flow control.
     SFrame& PushFrame(EFrameType eType, uint32_t nConstruct);

@@ -174,58 +174,29 @@ uint32_t BitExtract(uint32_t nWidth, uint32_t nOffset, uint32_t nValue, bool bSi
 }
 
 // One functor per operation: Apply over 32-bit words, 64-bit pairs or memory.
-#define XAN_UNARY(Name, Expression)                                                                \
+#define XAN_OPERATION(Name, Result, Parameters, Expression)                                        \
     struct Name                                                                                    \
     {                                                                                              \
-        static uint32_t Apply(uint32_t a) { return Expression; }                                   \
+        static Result Apply Parameters { return Expression; }                                      \
     };
+#define XAN_UNARY(Name, Expression) XAN_OPERATION(Name, uint32_t, (uint32_t a), Expression)
 #define XAN_BINARY(Name, Expression)                                                               \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint32_t Apply(uint32_t a, uint32_t b) { return Expression; }                       \
-    };
+    XAN_OPERATION(Name, uint32_t, (uint32_t a, uint32_t b), Expression)
 #define XAN_TERNARY(Name, Expression)                                                              \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint32_t Apply(uint32_t a, uint32_t b, uint32_t c) { return Expression; }           \
-    };
-#define XAN_UNARY64(Name, Expression)                                                              \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint64_t Apply(uint64_t a) { return Expression; }                                   \
-    };
+    XAN_OPERATION(Name, uint32_t, (uint32_t a, uint32_t b, uint32_t c), Expression)
+#define XAN_UNARY64(Name, Expression) XAN_OPERATION(Name, uint64_t, (uint64_t a), Expression)
 #define XAN_BINARY64(Name, Expression)                                                             \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint64_t Apply(uint64_t a, uint64_t b) { return Expression; }                       \
-    };
+    XAN_OPERATION(Name, uint64_t, (uint64_t a, uint64_t b), Expression)
 #define XAN_TERNARY64(Name, Expression)                                                            \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint64_t Apply(uint64_t a, uint64_t b, uint64_t c) { return Expression; }           \
-    };
-#define XAN_TO64(Name, Expression)                                                                 \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint64_t Apply(uint32_t a) { return Expression; }                                   \
-    };
-#define XAN_FROM64(Name, Expression)                                                               \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint32_t Apply(uint64_t a) { return Expression; }                                   \
-    };
+    XAN_OPERATION(Name, uint64_t, (uint64_t a, uint64_t b, uint64_t c), Expression)
+#define XAN_TO64(Name, Expression) XAN_OPERATION(Name, uint64_t, (uint32_t a), Expression)
+#define XAN_FROM64(Name, Expression) XAN_OPERATION(Name, uint32_t, (uint64_t a), Expression)
 // An atomic update: the new value from the old one, the operand and, for the
 // compare-and-exchange forms, the compare value.
 #define XAN_ATOMIC(Name, Expression)                                                               \
-    struct Name                                                                                    \
-    {                                                                                              \
-        static uint32_t Apply(uint32_t o, uint32_t v, uint32_t c)                                  \
-        {                                                                                          \
-            (void)o;                                                                               \
-            (void)c;                                                                               \
-            return Expression;                                                                     \
-        }                                                                                          \
-    };
+    XAN_OPERATION(Name, uint32_t,                                                                  \
+                  ([[maybe_unused]] uint32_t o, uint32_t v, [[maybe_unused]] uint32_t c),          \
+                  Expression)
 
 XAN_UNARY(OpMov, a)
 XAN_UNARY(OpAbs, U(std::fabs(F(a))))
@@ -362,6 +333,7 @@ XAN_ATOMIC(AtomicDecrement, (o == 0 || o > v) ? v : o - 1)
 #undef XAN_TO64
 #undef XAN_FROM64
 #undef XAN_ATOMIC
+#undef XAN_OPERATION
 
 // Global memory is shared with the groups that other threads run.
 template <class TOp> uint32_t AtomicUpdate(uint32_t* p, uint32_t v, uint32_t c, bool bShared)
@@ -438,11 +410,11 @@ bool HasPair(uint8_t nMask, unsigned int nPair)
 template <class F>
 void CILExecutor::WritePairLanes(const SInstruction& instruction, unsigned int nPair, F fnValue)
 {
-    uint32_t* pLow = instruction.bDirect ? Column(Operand(instruction, 0).nColumn + 2 * nPair)
-                                         : Scratch(SLOT_RESULT + 2 * nPair);
-    uint32_t* pHigh = pLow == Scratch(SLOT_RESULT + 2 * nPair)
-                          ? Scratch(SLOT_RESULT + 2 * nPair + 1)
-                          : pLow + m_nStride;
+    const unsigned int nLow = 2 * nPair;
+    uint32_t* pLow = instruction.bDirect ? Column(Operand(instruction, 0).nColumn + nLow)
+                                         : Scratch(SLOT_RESULT + nLow);
+    uint32_t* pHigh = instruction.bDirect ? Column(Operand(instruction, 0).nColumn + nLow + 1)
+                                          : Scratch(SLOT_RESULT + nLow + 1);
     const bool bBlend = instruction.bDirect && m_nActive != m_nLanes;
     const uint32_t* pExec = m_vExec.data();
     for (size_t l = 0; l < m_nLanes; ++l)

@@ -134,38 +134,21 @@ bool CILProgramLoader::Split()
     // Leading macros, each from mdef to mend.
     while (m_nPos < m_nTokens && GetILOpCode(m_pTokens[m_nPos]) == IL_OP_MDEF)
     {
-        for (;;)
+        if (!ReadElementsThrough(IL_OP_MEND, nLine, "a macro has no mend"))
         {
-            SRawElement element;
-            element.nLine = nLine++;
-            if (!ReadInstruction(element))
-            {
-                return false;
-            }
-            const bool bEnd = element.OpCode() == IL_OP_MEND;
-            m_vElements.push_back(std::move(element));
-            if (bEnd)
-            {
-                break;
-            }
-            if (m_nPos >= m_nTokens)
-            {
-                return Fail(nLine, "a macro has no mend");
-            }
+            return false;
         }
     }
 
     SRawElement header;
     header.eElement = E_Header;
     header.nLine = nLine++;
-    uint32_t nLanguage = 0;
-    uint32_t nVersion = 0;
     if (m_nPos + 2 > m_nTokens)
     {
         return Fail(header.nLine, "the program has no language and version tokens");
     }
-    nLanguage = m_pTokens[m_nPos++];
-    nVersion = m_pTokens[m_nPos++];
+    const uint32_t nLanguage = m_pTokens[m_nPos++];
+    const uint32_t nVersion = m_pTokens[m_nPos++];
     if (nLanguage >= IL_LANGUAGE_LIMIT || (nVersion & 0xFFFFu) == 0)
     {
         return Fail(header.nLine, "the language or version token is not valid");
@@ -176,11 +159,25 @@ bool CILProgramLoader::Split()
     }
     m_vElements.push_back(std::move(header));
 
+    if (!ReadElementsThrough(IL_OP_END, nLine, "the program has no end"))
+    {
+        return false;
+    }
+    if (m_nPos != m_nTokens)
+    {
+        return Fail(nLine, "tokens follow the end of the program");
+    }
+    return true;
+}
+
+bool CILProgramLoader::ReadElementsThrough(uint32_t nLastOpCode, uint32_t& nLine,
+                                           const char* pMissing)
+{
     for (;;)
     {
         if (m_nPos >= m_nTokens)
         {
-            return Fail(nLine, "the program has no end");
+            return Fail(nLine, pMissing);
         }
         SRawElement element;
         element.nLine = nLine++;
@@ -188,18 +185,13 @@ bool CILProgramLoader::Split()
         {
             return false;
         }
-        const bool bEnd = element.OpCode() == IL_OP_END;
+        const bool bLast = element.OpCode() == nLastOpCode;
         m_vElements.push_back(std::move(element));
-        if (bEnd)
+        if (bLast)
         {
-            break;
+            return true;
         }
     }
-    if (m_nPos != m_nTokens)
-    {
-        return Fail(nLine, "tokens follow the end of the program");
-    }
-    return true;
 }
 
 bool CILProgramLoader::ReadInstruction(SRawElement& element)

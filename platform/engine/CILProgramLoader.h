@@ -96,6 +96,8 @@ private:
 
     // Pass 1.
     bool Split();
+    // Reads elements up to and including one with that opcode.
+    bool ReadElementsThrough(uint32_t nLastOpCode, uint32_t& nLine, const char* pMissing);
     bool ReadInstruction(SRawElement& element);
     bool ReadOperand(const ShaderUtils::ILOperandLayout& layout, SRawElement& element);
 
