@@ -408,24 +408,22 @@ void CILExecutor::ConditionLanes(const SInstruction& instruction, uint32_t* pLan
     case IL_OP_CONTINUE_LOGICALNZ:
     case IL_OP_RET_LOGICALNZ:
     case IL_OP_CALL_LOGICALNZ:
-    {
-        const uint32_t* pValue = Fetch(instruction, 0, 0);
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            pLanes[l] = pValue[l] != 0 ? pExec[l] : 0;
-        }
-        return;
-    }
     case IL_OP_IF_LOGICALZ:
     case IL_OP_BREAK_LOGICALZ:
     case IL_OP_CONTINUE_LOGICALZ:
     case IL_OP_RET_LOGICALZ:
     case IL_OP_CALL_LOGICALZ:
     {
+        // The z forms take the lanes whose bits are all zero.
+        const bool bZero = instruction.nOpcode == IL_OP_IF_LOGICALZ ||
+                           instruction.nOpcode == IL_OP_BREAK_LOGICALZ ||
+                           instruction.nOpcode == IL_OP_CONTINUE_LOGICALZ ||
+                           instruction.nOpcode == IL_OP_RET_LOGICALZ ||
+                           instruction.nOpcode == IL_OP_CALL_LOGICALZ;
         const uint32_t* pValue = Fetch(instruction, 0, 0);
         for (size_t l = 0; l < m_nLanes; ++l)
         {
-            pLanes[l] = pValue[l] == 0 ? pExec[l] : 0;
+            pLanes[l] = (pValue[l] == 0) == bZero ? pExec[l] : 0;
         }
         return;
     }

@@ -491,31 +491,32 @@ bool CILProgramLoader::GatherOperandUse(const SRawOperand& operand, const SRawEl
     return true;
 }
 
-uint32_t CILProgramLoader::UniformForLiteral(uint32_t nNumber)
+template <class TKey>
+uint32_t CILProgramLoader::FindOrAddUniform(std::map<TKey, uint32_t>& index, const TKey& key,
+                                            const SUniformSource& source)
 {
-    auto inserted = m_LiteralUniforms.emplace(nNumber, uint32_t(m_Program.m_vUniforms.size()));
+    auto inserted = index.emplace(key, uint32_t(m_Program.m_vUniforms.size()));
     if (inserted.second)
     {
-        SUniformSource source;
-        source.bLiteral = true;
-        source.nRow = nNumber;
         m_Program.m_vUniforms.push_back(source);
     }
     return m_Program.m_vUniforms[inserted.first->second].nColumn;
 }
 
+uint32_t CILProgramLoader::UniformForLiteral(uint32_t nNumber)
+{
+    SUniformSource source;
+    source.bLiteral = true;
+    source.nRow = nNumber;
+    return FindOrAddUniform(m_LiteralUniforms, nNumber, source);
+}
+
 uint32_t CILProgramLoader::UniformForConstant(uint32_t nBuffer, uint32_t nRow)
 {
-    auto inserted = m_ConstantUniforms.emplace(std::make_pair(nBuffer, nRow),
-                                               uint32_t(m_Program.m_vUniforms.size()));
-    if (inserted.second)
-    {
-        SUniformSource source;
-        source.nBuffer = nBuffer;
-        source.nRow = nRow;
-        m_Program.m_vUniforms.push_back(source);
-    }
-    return m_Program.m_vUniforms[inserted.first->second].nColumn;
+    SUniformSource source;
+    source.nBuffer = nBuffer;
+    source.nRow = nRow;
+    return FindOrAddUniform(m_ConstantUniforms, std::make_pair(nBuffer, nRow), source);
 }
 
 void CILProgramLoader::LayOutColumns()

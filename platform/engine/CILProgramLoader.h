@@ -123,6 +123,11 @@ private:
     bool ResolveCalls();
     bool CheckRecursion();
 
+    // The column of a literal or of a constant-buffer row read with a constant
+    // index, made on first use.
+    template <class TKey>
+    uint32_t FindOrAddUniform(std::map<TKey, uint32_t>& index, const TKey& key,
+                              const SUniformSource& source);
     uint32_t UniformForLiteral(uint32_t nNumber);
     uint32_t UniformForConstant(uint32_t nBuffer, uint32_t nRow);
 
