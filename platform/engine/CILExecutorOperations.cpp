@@ -740,11 +740,61 @@ uint8_t* CILExecutor::TranslateMiss(SMemoryRange& range, EMemorySpace eSpace, ui
     return p;
 }
 
+bool CILExecutor::GroupRange(const SAddressSource& address, const uint32_t* pOffsets,
+                             uint32_t nSpan, SMemoryRange& range)
+{
+    if (address.eSpace != MS_Global || pOffsets != nullptr || m_nActive != m_nLanes)
+    {
+        return false;
+    }
+    uint64_t nLow = ~0ull;
+    uint64_t nHigh = 0;
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        const uint64_t nAddress = AddressOf(address, l);
+        nLow = std::min(nLow, nAddress);
+        nHigh = std::max(nHigh, nAddress);
+    }
+    if (nHigh > ~0ull - nSpan || TranslateGlobal(nLow, 1) == nullptr ||
+        TranslateGlobal(nHigh, nSpan) == nullptr || m_LastRange.nBase > nLow)
+    {
+        return false;
+    }
+    // Both ends in the last range found: the range holds every lane's words.
+    range = m_LastRange;
+    return true;
+}
+
 template <class TElement>
 void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pOffsets,
                                uint32_t* const* ppOut, bool bBroadcast)
 {
+    const unsigned int nLast = ppOut[3] != nullptr   ? 3
+                               : ppOut[2] != nullptr ? 2
+                               : ppOut[1] != nullptr ? 1
+                                                     : 0;
     SMemoryRange range = m_LastRange;
+    if (!bBroadcast && GroupRange(address, pOffsets, (nLast + 1) * sizeof(TElement), range))
+    {
+        for (unsigned int c = 0; c <= nLast; ++c)
+        {
+            uint32_t* pOut = ppOut[c];
+            if (pOut == nullptr)
+            {
+                continue;
+            }
+            for (size_t l = 0; l < m_nLanes; ++l)
+            {
+                TElement value;
+                std::memcpy(&value,
+                            range.pData + (AddressOf(address, l) - range.nBase) +
+                                c * sizeof(TElement),
+                            sizeof(TElement));
+                pOut[l] = uint32_t(value);
+            }
+        }
+        return;
+    }
     const unsigned int nElements = bBroadcast ? 1 : 4;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
@@ -790,7 +840,27 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
 void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* pOffsets,
                                 uint8_t nMask, const uint32_t* const* ppValues, uint32_t nBytes)
 {
+    const unsigned int nLast = (nMask & 8u) != 0   ? 3
+                               : (nMask & 4u) != 0 ? 2
+                               : (nMask & 2u) != 0 ? 1
+                                                   : 0;
     SMemoryRange range = m_LastRange;
+    if (GroupRange(address, pOffsets, (nLast + 1) * nBytes, range))
+    {
+        // Lanes store in order, so that the last of several to one place wins.
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            for (unsigned int c = 0; c <= nLast; ++c)
+            {
+                if (HasComponent(nMask, c))
+                {
+                    std::memcpy(range.pData + (AddressOf(address, l) - range.nBase) + c * nBytes,
+                                &ppValues[c][l], nBytes);
+                }
+            }
+        }
+        return;
+    }
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         if (m_vExec[l] == 0)
