@@ -259,8 +259,9 @@ private:
     template <class TElement>
     void LoadElements(const SAddressSource& address, const uint32_t* pOffsets,
                       uint32_t* const* ppOut, bool bBroadcast);
+    template <uint32_t nBytes>
     void StoreElements(const SAddressSource& address, const uint32_t* pOffsets, uint8_t nMask,
-                       const uint32_t* const* ppValues, uint32_t nBytes);
+                       const uint32_t* const* ppValues);
 
     template <class TElement, bool bLocal> void ExecLoad(const SInstruction& instruction);
     template <uint32_t nBytes, bool bLocal> void ExecStore(const SInstruction& instruction);

@@ -749,11 +749,26 @@ bool CILExecutor::GroupRange(const SAddressSource& address, const uint32_t* pOff
     }
     uint64_t nLow = ~0ull;
     uint64_t nHigh = 0;
-    for (size_t l = 0; l < m_nLanes; ++l)
+    if (address.pHigh == nullptr)
     {
-        const uint64_t nAddress = AddressOf(address, l);
-        nLow = std::min(nLow, nAddress);
-        nHigh = std::max(nHigh, nAddress);
+        uint32_t nLow32 = ~0u;
+        uint32_t nHigh32 = 0;
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            nLow32 = std::min(nLow32, address.pLow[l]);
+            nHigh32 = std::max(nHigh32, address.pLow[l]);
+        }
+        nLow = nLow32;
+        nHigh = nHigh32;
+    }
+    else
+    {
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nAddress = AddressOf(address, l);
+            nLow = std::min(nLow, nAddress);
+            nHigh = std::max(nHigh, nAddress);
+        }
     }
     if (nHigh > ~0ull - nSpan || TranslateGlobal(nLow, 1) == nullptr ||
         TranslateGlobal(nHigh, nSpan) == nullptr || m_LastRange.nBase > nLow)
@@ -837,8 +852,9 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
     }
 }
 
+template <uint32_t nBytes>
 void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* pOffsets,
-                                uint8_t nMask, const uint32_t* const* ppValues, uint32_t nBytes)
+                                uint8_t nMask, const uint32_t* const* ppValues)
 {
     const unsigned int nLast = (nMask & 8u) != 0   ? 3
                                : (nMask & 4u) != 0 ? 2
@@ -928,7 +944,7 @@ template <uint32_t nBytes, bool bLocal> void CILExecutor::ExecStore(const SInstr
             ppValues[c] = Fetch(instruction, 1, c);
         }
     }
-    StoreElements(address, nullptr, nMask, ppValues, nBytes);
+    StoreElements<nBytes>(address, nullptr, nMask, ppValues);
 }
 
 // lds_load_vec dst, address, offset: the words at address.x + offset.x onwards.
@@ -960,7 +976,7 @@ void CILExecutor::ExecStoreVec(const SInstruction& instruction)
             ppValues[c] = Fetch(instruction, 2, c);
         }
     }
-    StoreElements(address, pOffsets, nMask, ppValues, 4);
+    StoreElements<4>(address, pOffsets, nMask, ppValues);
 }
 
 // Atomics: address, value and, for compare-and-exchange, the compare value. The
