@@ -17,6 +17,7 @@
 
 using namespace XAN_ElfUtils;
 using XAN_Test::ElfImageBuilder;
+using XAN_Test::ReadFile;
 
 namespace
 {
@@ -193,11 +194,6 @@ std::string Prepared(std::string strText)
     return strText;
 }
 
-std::string ReadDump(const std::string& strFileName)
-{
-    return XAN_Test::ReadFile(strFileName);
-}
-
 std::string AsText(const std::vector<char>& vImage)
 {
     return std::string(vImage.begin(), vImage.end());
@@ -292,8 +288,8 @@ TEST(ElfUtilsTest, EntryMarkerBecomesTheKernelsCallAndBack)
     std::vector<char> vImage = vOriginal;
     ASSERT_TRUE(PatchKernelEntry("scale", vImage));
     EXPECT_EQ(Replace(g_strDebugIL, ";$$$$$$$$$$", "call 1026"), SectionText(vImage, ".debugil"));
-    EXPECT_EQ(AsText(vOriginal), ReadDump("orig.;$$$$$$$$$$.elf"));
-    EXPECT_EQ(AsText(vImage), ReadDump("entry.call 1026.elf"));
+    EXPECT_EQ(AsText(vOriginal), ReadFile("orig.;$$$$$$$$$$.elf"));
+    EXPECT_EQ(AsText(vImage), ReadFile("entry.call 1026.elf"));
 
     const std::vector<char> vPatched = vImage;
     EXPECT_FALSE(PatchKernelEntry("scale", vImage));
@@ -302,7 +298,7 @@ TEST(ElfUtilsTest, EntryMarkerBecomesTheKernelsCallAndBack)
     EXPECT_EQ(vPatched, vImage);
 
     ASSERT_TRUE(UnpatchKernelEntry("scale", vImage));
-    EXPECT_EQ(AsText(vPatched), ReadDump("orig.elf"));
+    EXPECT_EQ(AsText(vPatched), ReadFile("orig.elf"));
     EXPECT_EQ(g_strDebugIL, SectionText(vImage, ".debugil"));
     EXPECT_FALSE(UnpatchKernelEntry("scale", vImage));
 }
@@ -373,8 +369,8 @@ TEST(ElfUtilsTest, SingleKernelImageHoldsOnlyThatKernelFromOffsetZero)
     const std::vector<char> vOriginal = MakeKernelBinary();
     std::vector<char> vSingle;
     ASSERT_TRUE(ExtractKernelFromBinary("scale", vOriginal, vSingle));
-    EXPECT_EQ(AsText(vOriginal), ReadDump("orig.elf"));
-    EXPECT_EQ(AsText(vSingle), ReadDump("single.elf"));
+    EXPECT_EQ(AsText(vOriginal), ReadFile("orig.elf"));
+    EXPECT_EQ(AsText(vSingle), ReadFile("single.elf"));
 
     const std::string strMetadata = XAN_Test::MakeKernelMetadata("scale", 1026);
     const SymbolView metadata = GetSymbol(vSingle, "__OpenCL_scale_metadata");
@@ -555,7 +551,7 @@ TEST_P(KernelImagePreparationTest, ImageGoesToTokensAndBackToWhatThePlatformBuil
         ASSERT_TRUE(RemoveElfSection(vImage, pSection)) << pSection;
     }
     ASSERT_TRUE(AddILBinarySection(vImage, "debugil", "debugilbin", false, "Larkspur"));
-    EXPECT_EQ(AsText(vImage), ReadDump("withbinary.elf"));
+    EXPECT_EQ(AsText(vImage), ReadFile("withbinary.elf"));
 
     const std::string strPatchedIL = Replace(g_strDebugIL, ";$$$$$$$$$$", "call 1026");
     EXPECT_EQ(strPatchedIL, SectionText(vImage, ".debugil"));
@@ -637,7 +633,7 @@ TEST_P(KernelImagePreparationTest, TextThatDoesNotConvertLeavesTheImageAlone)
     std::remove("withbinary.elf");
     EXPECT_FALSE(AddILBinarySection(vImage, "debugil", "debugilbin", false, ""));
     EXPECT_EQ(vOriginal, vImage);
-    EXPECT_EQ("", ReadDump("withbinary.elf"));
+    EXPECT_EQ("", ReadFile("withbinary.elf"));
     EXPECT_FALSE(AddILBinarySection(vImage, "nosuchstem", "debugilbin", false, ""));
 }
 
