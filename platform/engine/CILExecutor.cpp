@@ -388,9 +388,10 @@ size_t CILExecutor::FindFrame(bool bLoopOnly) const
     return 0; // the loader guarantees an enclosing construct
 }
 
-void CILExecutor::ConditionLanes(const SInstruction& instruction, uint32_t* pLanes)
+const uint32_t* CILExecutor::ConditionLanes(const SInstruction& instruction)
 {
     const uint32_t* pExec = m_vExec.data();
+    uint32_t* pLanes = Scratch(SLOT_CONDITION);
     switch (instruction.nOpcode)
     {
     case IL_OP_IFNZ:
@@ -401,7 +402,7 @@ void CILExecutor::ConditionLanes(const SInstruction& instruction, uint32_t* pLan
         {
             pLanes[l] = AsFloat(pValue[l]) != 0.0f ? pExec[l] : 0;
         }
-        return;
+        return pLanes;
     }
     case IL_OP_IF_LOGICALNZ:
     case IL_OP_BREAK_LOGICALNZ:
@@ -425,7 +426,7 @@ void CILExecutor::ConditionLanes(const SInstruction& instruction, uint32_t* pLan
         {
             pLanes[l] = (pValue[l] == 0) == bZero ? pExec[l] : 0;
         }
-        return;
+        return pLanes;
     }
     case IL_OP_IFC:
     case IL_OP_BREAKC:
@@ -461,18 +462,16 @@ void CILExecutor::ConditionLanes(const SInstruction& instruction, uint32_t* pLan
             }
             pLanes[l] = bTrue ? pExec[l] : 0;
         }
-        return;
+        return pLanes;
     }
     default:
-        std::copy_n(pExec, m_nLanes, pLanes);
-        return;
+        return pExec; // unconditional: every active lane
     }
 }
 
 void CILExecutor::ExecIf(const SInstruction& instruction)
 {
-    uint32_t* pCondition = Scratch(SLOT_CONDITION);
-    ConditionLanes(instruction, pCondition);
+    const uint32_t* pCondition = ConditionLanes(instruction);
     PushFrame(FT_If, m_nPc - 1);
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pEntry = FrameMask(nDepth, 0);
@@ -556,16 +555,12 @@ void CILExecutor::RemoveFromExec(const uint32_t* pLanes)
 
 void CILExecutor::ExecBreak(const SInstruction& instruction)
 {
-    uint32_t* pLanes = Scratch(SLOT_CONDITION);
-    ConditionLanes(instruction, pLanes);
-    LeaveLanes(pLanes, false);
+    LeaveLanes(ConditionLanes(instruction), false);
 }
 
 void CILExecutor::ExecContinue(const SInstruction& instruction)
 {
-    uint32_t* pLanes = Scratch(SLOT_CONDITION);
-    ConditionLanes(instruction, pLanes);
-    LeaveLanes(pLanes, true);
+    LeaveLanes(ConditionLanes(instruction), true);
 }
 
 void CILExecutor::ExecSwitch(const SInstruction& instruction)
@@ -643,9 +638,8 @@ void CILExecutor::ExecEndSwitch(const SInstruction& instruction)
     m_vFrames.pop_back();
 }
 
-void CILExecutor::EnterCall(uint32_t nEntry, EFrameType eType)
+void CILExecutor::EnterCall(uint32_t nEntry, EFrameType eType, const uint32_t* pLanes)
 {
-    uint32_t* pLanes = Scratch(SLOT_CONDITION);
     SFrame& frame = PushFrame(eType, m_nPc - 1);
     frame.nReturn = m_nPc;
     std::copy_n(m_vExec.begin(), m_nLanes, FrameMask(m_vFrames.size() - 1, 0));
@@ -655,8 +649,7 @@ void CILExecutor::EnterCall(uint32_t nEntry, EFrameType eType)
 
 void CILExecutor::ExecCall(const SInstruction& instruction)
 {
-    uint32_t* pLanes = Scratch(SLOT_CONDITION);
-    ConditionLanes(instruction, pLanes);
+    const uint32_t* pLanes = ConditionLanes(instruction);
     bool bAny = false;
     for (size_t l = 0; l < m_nLanes && !bAny; ++l)
     {
@@ -664,7 +657,7 @@ void CILExecutor::ExecCall(const SInstruction& instruction)
     }
     if (bAny)
     {
-        EnterCall(instruction.nTarget, FT_Call);
+        EnterCall(instruction.nTarget, FT_Call, pLanes);
     }
 }
 
@@ -680,8 +673,7 @@ void CILExecutor::ExecMacroCall(const SInstruction& instruction)
             std::copy_n(pValues, m_nLanes, Column(macro.nInColumn + i * 4 + c));
         }
     }
-    std::copy_n(m_vExec.begin(), m_nLanes, Scratch(SLOT_CONDITION));
-    EnterCall(macro.nEntry, FT_Macro);
+    EnterCall(macro.nEntry, FT_Macro, m_vExec.data());
 }
 
 void CILExecutor::ReturnLanes(const uint32_t* pLanes)
@@ -701,9 +693,7 @@ void CILExecutor::ReturnLanes(const uint32_t* pLanes)
 
 void CILExecutor::ExecReturn(const SInstruction& instruction)
 {
-    uint32_t* pLanes = Scratch(SLOT_CONDITION);
-    ConditionLanes(instruction, pLanes);
-    ReturnLanes(pLanes);
+    ReturnLanes(ConditionLanes(instruction));
 }
 
 void CILExecutor::ExecEndMain(const SInstruction& instruction)

@@ -171,8 +171,10 @@ private:
     size_t FindFrame(bool bLoopOnly) const;
     void LeaveLanes(const uint32_t* pLanes, bool bContinue);
     void ReturnLanes(const uint32_t* pLanes);
-    void ConditionLanes(const SInstruction& instruction, uint32_t* pLanes);
-    void EnterCall(uint32_t nEntry, EFrameType eType);
+    // The active lanes for which a flow instruction's condition holds (all of
+    // them for the unconditional forms).
+    const uint32_t* ConditionLanes(const SInstruction& instruction);
+    void EnterCall(uint32_t nEntry, EFrameType eType, const uint32_t* pLanes);
     void ReturnFromFrame();
 
     void ExecIf(const SInstruction& instruction);
@@ -203,6 +205,7 @@ private:
     template <class TOp> void ExecToDouble(const SInstruction& instruction);
     template <class TOp> void ExecFromDouble(const SInstruction& instruction);
     template <unsigned int N> void ExecDot(const SInstruction& instruction);
+    template <bool bModulo> void ExecUnsignedDivide(const SInstruction& instruction);
     void ExecFirstBit(const SInstruction& instruction);
     void ExecSample(const SInstruction& instruction);
 

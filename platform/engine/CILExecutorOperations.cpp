@@ -239,8 +239,6 @@ XAN_BINARY(OpIMulHigh, uint32_t(uint64_t(int64_t(int32_t(a)) * int32_t(b)) >> 32
 XAN_BINARY(OpUMulHigh, uint32_t((uint64_t(a) * b) >> 32))
 XAN_BINARY(OpIDiv, uint32_t(Divide<int32_t>(int32_t(a), int32_t(b))))
 XAN_BINARY(OpIMod, uint32_t(Modulo<int32_t>(int32_t(a), int32_t(b))))
-XAN_BINARY(OpUDiv, Divide<uint32_t>(a, b))
-XAN_BINARY(OpUMod, Modulo<uint32_t>(a, b))
 XAN_BINARY(OpAnd, a& b)
 XAN_BINARY(OpOr, a | b)
 XAN_BINARY(OpXor, a ^ b)
@@ -567,6 +565,42 @@ template <class TOp> void CILExecutor::ExecToDouble(const SInstruction& instruct
             const uint32_t* pA = Fetch(instruction, 0, 2 * p);
             WritePairLanes(instruction, p, [pA](size_t l) { return TOp::Apply(pA[l]); });
         }
+    }
+    Finish(instruction, nMask);
+}
+
+// Unsigned division and modulo. A divisor that is the same power of two for every
+// lane, such as a literal, becomes a shift or a mask.
+template <bool bModulo> void CILExecutor::ExecUnsignedDivide(const SInstruction& instruction)
+{
+    const uint8_t nMask = DestMask(instruction);
+    const SOperand& divisor = Source(instruction, 1);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if (!HasComponent(nMask, c))
+        {
+            continue;
+        }
+        const uint32_t* pA = Fetch(instruction, 0, c);
+        const uint32_t* pB = Fetch(instruction, 1, c);
+        const uint32_t nColumn = divisor.nColumn + divisor.vSwizzle[c];
+        const bool bUniform = divisor.nKind == OK_Column && !divisor.HasModifiers() &&
+                              divisor.vSwizzle[c] < 4 && nColumn >= CILProgram::COL_FIRST_UNIFORM &&
+                              nColumn < m_Program.GetFirstTempColumn();
+        const uint32_t nDivisor = pB[0];
+        if (bUniform && nDivisor != 0 && (nDivisor & (nDivisor - 1)) == 0)
+        {
+            const uint32_t nShift = uint32_t(__builtin_ctz(nDivisor));
+            WriteLanes(instruction, c,
+                       [pA, nDivisor, nShift](size_t l)
+                       { return bModulo ? pA[l] & (nDivisor - 1) : pA[l] >> nShift; });
+            continue;
+        }
+        WriteLanes(instruction, c,
+                   [pA, pB](size_t l) {
+                       return bModulo ? Modulo<uint32_t>(pA[l], pB[l])
+                                      : Divide<uint32_t>(pA[l], pB[l]);
+                   });
     }
     Finish(instruction, nMask);
 }
@@ -1151,8 +1185,8 @@ const SOperationInfo* CILExecutor::OperationTable()
         setLaneWise(IL_OP_UMUL_HIGH, &CILExecutor::ExecBinary<OpUMulHigh>, VC_Bits, false);
         setLaneWise(IL_OP_IDIV, &CILExecutor::ExecBinary<OpIDiv>, VC_Int, false);
         setLaneWise(IL_OP_IMOD, &CILExecutor::ExecBinary<OpIMod>, VC_Int, false);
-        setLaneWise(IL_OP_UDIV, &CILExecutor::ExecBinary<OpUDiv>, VC_Bits, false);
-        setLaneWise(IL_OP_UMOD, &CILExecutor::ExecBinary<OpUMod>, VC_Bits, false);
+        setLaneWise(IL_OP_UDIV, &CILExecutor::ExecUnsignedDivide<false>, VC_Bits, false);
+        setLaneWise(IL_OP_UMOD, &CILExecutor::ExecUnsignedDivide<true>, VC_Bits, false);
         setLaneWise(IL_OP_IAND, &CILExecutor::ExecBinary<OpAnd>, VC_Bits, false);
         setLaneWise(IL_OP_IOR, &CILExecutor::ExecBinary<OpOr>, VC_Bits, false);
         setLaneWise(IL_OP_IXOR, &CILExecutor::ExecBinary<OpXor>, VC_Bits, false);

@@ -131,6 +131,25 @@ TEST(CILExecutor, IntegerEdgeCases)
     EXPECT_EQ(Words(0xC0000000u, 0xBFFFFFFFu, 0xFFFFFFFEu, 0xBFFFFFFFu), Item(run, 0));
 }
 
+TEST(CILExecutor, UnsignedDivisionByLiteralsAndRegisters)
+{
+    // A literal power of two takes the shift-and-mask path, the others divide.
+    const SRun run =
+        RunKernel(Kernel("dcl_literal l1, 0x00000008, 0x00000006, 0x00000025, 0x00000000\n"
+                         "imad r81.x, r90.x, l1.z, l1.y\n"
+                         "mov r82.x, l1.x\n"
+                         "udiv r80.x, r81.x, l1.x\n"
+                         "umod r80.y, r81.x, l1.xxxx\n"
+                         "udiv r80.z, r81.x, l1.y\n"
+                         "umod r80.w, r81.x, r82.x\n"));
+    ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
+    for (uint32_t i = 0; i < 8; ++i)
+    {
+        const uint32_t n = i * 37 + 6;
+        EXPECT_EQ(Words(n / 8, n % 8, n / 6, n % 8), Item(run, i)) << i;
+    }
+}
+
 TEST(CILExecutor, BitFieldsAndConversions)
 {
     const SRun run =
