@@ -1,0 +1,82 @@
+#include "Modules/QUVCLModule.h"
+#include "Modules/QUVDDModule.h"
+#include "Modules/QUVRTModule.h"
+
+#include <gtest/gtest.h>
+
+// The libraries are the test's own (tests/platform/quv/fakes): one with every name of the three
+// runtime libraries, one that lacks a name of each.
+namespace
+{
+const char* const COMPLETE = "libquvtest_complete.so";
+const char* const LACKING = "libquvtest_lacking.so";
+
+void ExpectAllBound(const LibraryModule& module)
+{
+    EXPECT_TRUE(module.IsLoaded());
+    for (size_t n = 0; n < module.GetNumFunctions(); ++n)
+    {
+        EXPECT_NE(nullptr, module.GetFunction(n)) << module.GetFunctionName(n);
+    }
+}
+
+void ExpectEmpty(const LibraryModule& module)
+{
+    EXPECT_FALSE(module.IsLoaded());
+    for (size_t n = 0; n < module.GetNumFunctions(); ++n)
+    {
+        EXPECT_EQ(nullptr, module.GetFunction(n)) << module.GetFunctionName(n);
+    }
+}
+} // namespace
+
+TEST(QUVModulesTest, ACompleteLibraryBindsEveryFunction)
+{
+    QUVRTModule runtime(COMPLETE);
+    QUVCLModule compiler(COMPLETE);
+    QUVDDModule driver(COMPLETE);
+    ExpectAllBound(runtime);
+    ExpectAllBound(compiler);
+    ExpectAllBound(driver);
+
+    EXPECT_EQ(38u, runtime.GetNumFunctions());
+    EXPECT_EQ(13u, compiler.GetNumFunctions());
+    EXPECT_EQ(3u, driver.GetNumFunctions());
+    // The typed slots are the table's, in its order.
+    EXPECT_STREQ("quvExtGetProc", runtime.GetFunctionName(16));
+    EXPECT_EQ(reinterpret_cast<void*>(runtime.quvExtGetProc), runtime.GetFunction(16));
+    EXPECT_STREQ("quvExtSupported", runtime.GetFunctionName(18));
+    EXPECT_EQ(reinterpret_cast<void*>(runtime.quvExtSupported), runtime.GetFunction(18));
+    EXPECT_STREQ("quvInit", runtime.GetFunctionName(23));
+    EXPECT_EQ(reinterpret_cast<void*>(runtime.quvInit), runtime.GetFunction(23));
+    EXPECT_STREQ("quvShutdown", runtime.GetFunctionName(37));
+    EXPECT_STREQ("quvclLink", compiler.GetFunctionName(12));
+    EXPECT_STREQ("quvddiInit", driver.GetFunctionName(2));
+    EXPECT_EQ(nullptr, driver.GetFunctionName(3));
+    EXPECT_EQ(nullptr, driver.GetFunction(3));
+}
+
+TEST(QUVModulesTest, ALibraryLackingOneNameCountsAsNotLoaded)
+{
+    QUVRTModule runtime(LACKING);
+    QUVCLModule compiler(LACKING);
+    QUVDDModule driver(LACKING);
+    ExpectEmpty(runtime);
+    ExpectEmpty(compiler);
+    ExpectEmpty(driver);
+
+    QUVRTModule missing("libquvtest_missing.so");
+    ExpectEmpty(missing);
+}
+
+TEST(QUVModulesTest, LoadingAgainReplacesWhatWasBound)
+{
+    QUVCLModule module(COMPLETE);
+    ExpectAllBound(module);
+    EXPECT_FALSE(module.LoadModule(LACKING));
+    ExpectEmpty(module);
+    EXPECT_TRUE(module.LoadModule(COMPLETE));
+    ExpectAllBound(module);
+    module.UnloadModule();
+    ExpectEmpty(module);
+}
