@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-// The compiler library's target description, which it hands out and takes back by value.
+// The compiler library's target description, which it hands out and takes back by value. The
+// name is the library's own, so that the function types agree with those of its definitions.
 struct DNKTargetInfo
 {
     uint32_t nValues[4];

@@ -166,9 +166,10 @@ DNK_EXPORT int dnkCompilerFini(void* pCompiler)
     return DNK_SUCCESS;
 }
 
-DNK_EXPORT dnk_target dnkGetTargetInfo(const char* pArchitecture, const char* pDevice, int* pError)
+DNK_EXPORT DNKTargetInfo dnkGetTargetInfo(const char* pArchitecture, const char* pDevice,
+                                          int* pError)
 {
-    dnk_target target = {};
+    DNKTargetInfo target = {};
     if (pArchitecture == nullptr || strcasecmp(pArchitecture, "xanil") != 0 ||
         !IsFamilyName(pDevice))
     {
@@ -183,7 +184,7 @@ DNK_EXPORT dnk_target dnkGetTargetInfo(const char* pArchitecture, const char* pD
     return target;
 }
 
-DNK_EXPORT void* dnkBinaryInit(size_t nStructSize, dnk_target target, const char* pOptions,
+DNK_EXPORT void* dnkBinaryInit(size_t nStructSize, DNKTargetInfo target, const char* pOptions,
                                int* pError)
 {
     if (nStructSize != DNK_BINARY_STRUCT_SIZE)

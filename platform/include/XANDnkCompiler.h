@@ -62,10 +62,10 @@ extern "C"
         DNK_QUERY_ARGUMENTS = 8        /* dnk_argument records, ended by one with a null pName */
     };
 
-    typedef struct dnk_target
+    typedef struct DNKTargetInfo
     {
         uint32_t nValues[4];
-    } dnk_target;
+    } DNKTargetInfo;
 
     enum
     {
@@ -100,10 +100,11 @@ extern "C"
     void* dnkCompilerInit(void* pReserved1, void* pReserved2);
     int dnkCompilerFini(void* pCompiler);
     /* The architecture is "xanil"; the device a GPU family name such as "Larkspur", in any case. */
-    dnk_target dnkGetTargetInfo(const char* pArchitecture, const char* pDevice, int* pError);
+    DNKTargetInfo dnkGetTargetInfo(const char* pArchitecture, const char* pDevice, int* pError);
 
     /* An empty kernel image. */
-    void* dnkBinaryInit(size_t nStructSize, dnk_target target, const char* pOptions, int* pError);
+    void* dnkBinaryInit(size_t nStructSize, DNKTargetInfo target, const char* pOptions,
+                        int* pError);
     int dnkBinaryFini(void* pBinary);
     void* dnkReadFromMem(const void* pImage, size_t nSize, int* pError);
     void* dnkReadFromFile(const char* pPath, int* pError);

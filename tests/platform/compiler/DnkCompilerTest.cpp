@@ -1,4 +1,3 @@
-#include "Modules/DNKModule.h"
 #include "XANDnkCompiler.h"
 
 #include "CILAssembler.h"
@@ -7,16 +6,67 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
+#include <dlfcn.h>
 #include <string>
 #include <vector>
 
-// The compiler library, bound by the library's process-wide module under its production name.
+// The compiler library, loaded by name as the debug library loads it.
 namespace
 {
-const DNKModule& Dnk()
+#define XAN_DNK_FUNCTIONS(X)                                                                       \
+    X(dnkGetTargetInfo)                                                                            \
+    X(dnkCompilerInit)                                                                             \
+    X(dnkCompilerFini)                                                                             \
+    X(dnkReadFromMem)                                                                              \
+    X(dnkReadFromFile)                                                                             \
+    X(dnkBinaryInit)                                                                               \
+    X(dnkBinaryFini)                                                                               \
+    X(dnkWriteToMem)                                                                               \
+    X(dnkWriteToFile)                                                                              \
+    X(dnkInsertSection)                                                                            \
+    X(dnkExtractSection)                                                                           \
+    X(dnkRemoveSection)                                                                            \
+    X(dnkQueryInfo)                                                                                \
+    X(dnkDbgAddArgument)                                                                           \
+    X(dnkExtractSymbol)                                                                            \
+    X(dnkInsertSymbol)                                                                             \
+    X(dnkRemoveSymbol)                                                                             \
+    X(dnkCompile)                                                                                  \
+    X(dnkDisassemble)
+
+struct CompilerLibrary
 {
-    return g_DNKModule;
+#define XAN_DNK_MEMBER(name) decltype(&::name) name = nullptr;
+    XAN_DNK_FUNCTIONS(XAN_DNK_MEMBER)
+#undef XAN_DNK_MEMBER
+    bool bLoaded = false;
+
+    CompilerLibrary()
+    {
+        m_hLibrary = dlopen("libxanocl12cl64.so", RTLD_NOW | RTLD_LOCAL);
+        bLoaded = m_hLibrary != nullptr;
+#define XAN_DNK_BIND(name)                                                                         \
+    name = reinterpret_cast<decltype(&::name)>(bLoaded ? dlsym(m_hLibrary, #name) : nullptr);      \
+    bLoaded = bLoaded && name != nullptr;
+        XAN_DNK_FUNCTIONS(XAN_DNK_BIND)
+#undef XAN_DNK_BIND
+    }
+    ~CompilerLibrary()
+    {
+        if (m_hLibrary != nullptr)
+        {
+            dlclose(m_hLibrary);
+        }
+    }
+
+private:
+    void* m_hLibrary = nullptr;
+};
+
+const CompilerLibrary& Dnk()
+{
+    static const CompilerLibrary s_Library;
+    return s_Library;
 }
 
 std::string s_strLog;
@@ -37,7 +87,7 @@ class DnkCompilerTest : public testing::Test
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(Dnk().IsLoaded());
+        ASSERT_TRUE(Dnk().bLoaded);
         m_pCompiler = Dnk().dnkCompilerInit(nullptr, nullptr);
         ASSERT_NE(nullptr, m_pCompiler);
         s_strLog.clear();
