@@ -252,11 +252,8 @@ private:
     uint8_t* TranslateMiss(SMemoryRange& range, EMemorySpace eSpace, uint64_t nAddress,
                            size_t nLane, uint32_t nBytes);
     void LoadTargets(const SInstruction& instruction, uint8_t nMask, uint32_t** ppOut);
-    // The common access of a whole group: every lane active, all of them inside
-    // one buffer, whose range is then given, so that lanes need no check each.
-    // nSpan is the bytes each lane touches from its address on.
-    bool GroupRange(const SAddressSource& address, const uint32_t* pOffsets, uint32_t nSpan,
-                    SMemoryRange& range);
+    bool FirstLaneRange(const SAddressSource& address, const uint32_t* pOffsets, uint32_t nSpan,
+                        SMemoryRange& range);
     // Element c of the mask comes from or goes to address + offset + c * size; a
     // broadcast load reads one element into every component.
     template <class TElement>

@@ -774,44 +774,14 @@ uint8_t* CILExecutor::TranslateMiss(SMemoryRange& range, EMemorySpace eSpace, ui
     return p;
 }
 
-bool CILExecutor::GroupRange(const SAddressSource& address, const uint32_t* pOffsets,
-                             uint32_t nSpan, SMemoryRange& range)
+// The usual access of a whole group: every lane active, each in the buffer of the
+// first lane. That buffer's range is found here; nSpan is the bytes each lane
+// touches from its address on.
+bool CILExecutor::FirstLaneRange(const SAddressSource& address, const uint32_t* pOffsets,
+                                 uint32_t nSpan, SMemoryRange& range)
 {
-    if (address.eSpace != MS_Global || pOffsets != nullptr || m_nActive != m_nLanes)
-    {
-        return false;
-    }
-    uint64_t nLow = ~0ull;
-    uint64_t nHigh = 0;
-    if (address.pHigh == nullptr)
-    {
-        uint32_t nLow32 = ~0u;
-        uint32_t nHigh32 = 0;
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            nLow32 = std::min(nLow32, address.pLow[l]);
-            nHigh32 = std::max(nHigh32, address.pLow[l]);
-        }
-        nLow = nLow32;
-        nHigh = nHigh32;
-    }
-    else
-    {
-        for (size_t l = 0; l < m_nLanes; ++l)
-        {
-            const uint64_t nAddress = AddressOf(address, l);
-            nLow = std::min(nLow, nAddress);
-            nHigh = std::max(nHigh, nAddress);
-        }
-    }
-    if (nHigh > ~0ull - nSpan || TranslateGlobal(nLow, 1) == nullptr ||
-        TranslateGlobal(nHigh, nSpan) == nullptr || m_LastRange.nBase > nLow)
-    {
-        return false;
-    }
-    // Both ends in the last range found: the range holds every lane's words.
-    range = m_LastRange;
-    return true;
+    return address.eSpace == MS_Global && pOffsets == nullptr && m_nActive == m_nLanes &&
+           TranslateCached(range, MS_Global, AddressOf(address, 0), 0, nSpan) != nullptr;
 }
 
 template <class TElement>
@@ -823,26 +793,38 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
                                : ppOut[1] != nullptr ? 1
                                                      : 0;
     SMemoryRange range = m_LastRange;
-    if (!bBroadcast && GroupRange(address, pOffsets, (nLast + 1) * sizeof(TElement), range))
+    const uint32_t nSpan = (nLast + 1) * sizeof(TElement);
+    // The careful loop reads the addresses again, so they mustn't be overwritten.
+    const bool bOverwritesAddress =
+        std::find(ppOut, ppOut + 4, address.pLow) != ppOut + 4 ||
+        (address.pHigh != nullptr && std::find(ppOut, ppOut + 4, address.pHigh) != ppOut + 4);
+    if (!bBroadcast && !bOverwritesAddress && FirstLaneRange(address, pOffsets, nSpan, range))
     {
-        for (unsigned int c = 0; c <= nLast; ++c)
+        // A lane outside the range reads the range's start instead and is
+        // counted; if there is one, the careful loop below does every lane again.
+        const uint64_t nLimit = range.nSize - nSpan;
+        size_t nOutside = 0;
+        for (size_t l = 0; l < m_nLanes; ++l)
         {
-            uint32_t* pOut = ppOut[c];
-            if (pOut == nullptr)
+            uint64_t nOffset = AddressOf(address, l) - range.nBase;
+            const bool bInside = nOffset <= nLimit;
+            nOutside += bInside ? 0 : 1;
+            nOffset = bInside ? nOffset : 0;
+            for (unsigned int c = 0; c <= nLast; ++c)
             {
-                continue;
-            }
-            for (size_t l = 0; l < m_nLanes; ++l)
-            {
-                TElement value;
-                std::memcpy(&value,
-                            range.pData + (AddressOf(address, l) - range.nBase) +
-                                c * sizeof(TElement),
-                            sizeof(TElement));
-                pOut[l] = uint32_t(value);
+                if (ppOut[c] != nullptr)
+                {
+                    TElement value;
+                    std::memcpy(&value, range.pData + nOffset + c * sizeof(TElement),
+                                sizeof(TElement));
+                    ppOut[c][l] = uint32_t(value);
+                }
             }
         }
-        return;
+        if (nOutside == 0)
+        {
+            return;
+        }
     }
     const unsigned int nElements = bBroadcast ? 1 : 4;
     for (size_t l = 0; l < m_nLanes; ++l)
@@ -895,21 +877,31 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
                                : (nMask & 2u) != 0 ? 1
                                                    : 0;
     SMemoryRange range = m_LastRange;
-    if (GroupRange(address, pOffsets, (nLast + 1) * nBytes, range))
+    const uint32_t nSpan = (nLast + 1) * nBytes;
+    if (FirstLaneRange(address, pOffsets, nSpan, range))
     {
-        // Lanes store in order, so that the last of several to one place wins.
+        const uint64_t nLimit = range.nSize - nSpan;
+        bool bInside = true;
         for (size_t l = 0; l < m_nLanes; ++l)
         {
-            for (unsigned int c = 0; c <= nLast; ++c)
+            bInside &= AddressOf(address, l) - range.nBase <= nLimit;
+        }
+        if (bInside)
+        {
+            // Lanes store in order, so that the last of several to one place wins.
+            for (size_t l = 0; l < m_nLanes; ++l)
             {
-                if (HasComponent(nMask, c))
+                uint8_t* p = range.pData + (AddressOf(address, l) - range.nBase);
+                for (unsigned int c = 0; c <= nLast; ++c)
                 {
-                    std::memcpy(range.pData + (AddressOf(address, l) - range.nBase) + c * nBytes,
-                                &ppValues[c][l], nBytes);
+                    if (HasComponent(nMask, c))
+                    {
+                        std::memcpy(p + c * nBytes, &ppValues[c][l], nBytes);
+                    }
                 }
             }
+            return;
         }
-        return;
     }
     for (size_t l = 0; l < m_nLanes; ++l)
     {

@@ -373,6 +373,28 @@ TEST(CILExecutor, OutOfBoundsAccessesAreCountedNotFatal)
     EXPECT_EQ(8u * (1 + 1 + 1), run.result.nOutOfBoundsStores);
 }
 
+TEST(CILExecutor, LoadOverItsOwnAddressWithSomeLanesOutside)
+{
+    // Lane i loads the word at out + 4 * i into the register that held the
+    // address; lanes 5 to 7 point 1 MiB behind the buffer and read 0.
+    const SRun run =
+        RunKernel(Kernel("dcl_literal l1, 0x00000002, 0x00000005, 0x00100000, 0x00000000\n"
+                         "ishl r81.x, r90.x, l1.x\n"
+                         "iadd r81.x, r81.x, cb1[0].x\n"
+                         "uge r82.x, r90.x, l1.y\n"
+                         "and r82.x, r82.x, l1.z\n"
+                         "iadd r81.x, r81.x, r82.x\n"
+                         "uav_raw_load_id(11) r81.x, r81.x\n"
+                         "mov r80, r81.xxxx\n"));
+    ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
+    EXPECT_EQ(3u, run.result.nOutOfBoundsLoads);
+    for (uint32_t i = 0; i < 8; ++i)
+    {
+        // The buffer starts filled with 0xCCCCCCCC.
+        EXPECT_EQ(i < 5 ? 0xCCCCCCCCu : 0u, Item(run, i)[0]) << i;
+    }
+}
+
 TEST(CILExecutor, RunawayLoopEndsWithTheBudget)
 {
     const std::string strSpin = Kernel("mov r80, l90.z\n"
