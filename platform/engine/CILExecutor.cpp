@@ -106,35 +106,50 @@ void CILExecutor::PrepareGroup(uint64_t nGroup)
     m_nGroupId[0] = nGroup % vCount[0];
     m_nGroupId[1] = (nGroup / vCount[0]) % vCount[1];
     m_nGroupId[2] = nGroup / (vCount[0] * vCount[1]);
-    const uint64_t vGlobal[3] = {vCount[0] * m_State.vLocalSize[0],
-                                 vCount[1] * m_State.vLocalSize[1],
-                                 vCount[2] * m_State.vLocalSize[2]};
+    // Only the inputs the program reads are made.
+    const uint32_t nUsed = m_Program.GetUsedInputs();
     for (unsigned int d = 0; d < 3; ++d)
     {
-        std::fill_n(Column(CILProgram::COL_THREAD_GRP_ID + d), m_nStride, uint32_t(m_nGroupId[d]));
-        const uint32_t nBase = uint32_t(m_nGroupId[d] * m_State.vLocalSize[d]);
-        const uint32_t* pTid = Column(CILProgram::COL_TID_IN_GRP + d);
-        uint32_t* pAbs = Column(CILProgram::COL_ABS_TID + d);
-        for (size_t l = 0; l < m_nLanes; ++l)
+        if ((nUsed & CILProgram::INPUT_THREAD_GRP_ID) != 0)
         {
-            pAbs[l] = nBase + pTid[l];
+            std::fill_n(Column(CILProgram::COL_THREAD_GRP_ID + d), m_nStride,
+                        uint32_t(m_nGroupId[d]));
+        }
+        if ((nUsed & (CILProgram::INPUT_ABS_TID | CILProgram::INPUT_ABS_TID_FLAT)) != 0)
+        {
+            const uint32_t nBase = uint32_t(m_nGroupId[d] * m_State.vLocalSize[d]);
+            const uint32_t* pTid = Column(CILProgram::COL_TID_IN_GRP + d);
+            uint32_t* pAbs = Column(CILProgram::COL_ABS_TID + d);
+            for (size_t l = 0; l < m_nLanes; ++l)
+            {
+                pAbs[l] = nBase + pTid[l];
+            }
         }
     }
-    for (unsigned int c = 0; c < 4; ++c)
+    if ((nUsed & CILProgram::INPUT_THREAD_GRP_ID_FLAT) != 0)
     {
-        std::fill_n(Column(CILProgram::COL_THREAD_GRP_ID_FLAT + c), m_nStride, uint32_t(nGroup));
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            std::fill_n(Column(CILProgram::COL_THREAD_GRP_ID_FLAT + c), m_nStride,
+                        uint32_t(nGroup));
+        }
     }
-    const uint32_t* pX = Column(CILProgram::COL_ABS_TID);
-    const uint32_t* pY = Column(CILProgram::COL_ABS_TID + 1);
-    const uint32_t* pZ = Column(CILProgram::COL_ABS_TID + 2);
-    uint32_t* pFlat = Column(CILProgram::COL_ABS_TID_FLAT);
-    for (size_t l = 0; l < m_nLanes; ++l)
+    if ((nUsed & CILProgram::INPUT_ABS_TID_FLAT) != 0)
     {
-        pFlat[l] = uint32_t((pZ[l] * vGlobal[1] + pY[l]) * vGlobal[0] + pX[l]);
-    }
-    for (unsigned int c = 1; c < 4; ++c)
-    {
-        std::copy_n(pFlat, m_nStride, Column(CILProgram::COL_ABS_TID_FLAT + c));
+        // Flat ids wrap modulo 2^32, as every 32-bit register does.
+        const uint32_t nGlobalX = uint32_t(vCount[0] * m_State.vLocalSize[0]);
+        const uint32_t nGlobalY = uint32_t(vCount[1] * m_State.vLocalSize[1]);
+        const uint32_t* pX = Column(CILProgram::COL_ABS_TID);
+        const uint32_t* pY = Column(CILProgram::COL_ABS_TID + 1);
+        const uint32_t* pZ = Column(CILProgram::COL_ABS_TID + 2);
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            uint32_t* pFlat = Column(CILProgram::COL_ABS_TID_FLAT + c);
+            for (size_t l = 0; l < m_nLanes; ++l)
+            {
+                pFlat[l] = (pZ[l] * nGlobalY + pY[l]) * nGlobalX + pX[l];
+            }
+        }
     }
 
     // Every work-item starts with zeroed registers and memory of its own.

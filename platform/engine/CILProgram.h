@@ -104,6 +104,16 @@ public:
         COL_FIRST_UNIFORM = 26,
     };
 
+    // The launch inputs a program reads (GetUsedInputs); vTidInGrp and its flat
+    // form are always there.
+    enum EInput : uint32_t
+    {
+        INPUT_ABS_TID = 1,
+        INPUT_ABS_TID_FLAT = 2,
+        INPUT_THREAD_GRP_ID = 4,
+        INPUT_THREAD_GRP_ID_FLAT = 8,
+    };
+
     // The largest indexed temp array, in elements, and private memory, in bytes.
     static const uint32_t MAX_ARRAY_ELEMENTS = 4096;
     static const uint32_t MAX_PRIVATE_BYTES = 65536;
@@ -128,6 +138,7 @@ public:
     uint32_t GetFirstTempColumn() const { return m_nFirstTempColumn; }
     // The instruction the main program starts with.
     uint32_t GetEntry() const { return m_nEntry; }
+    uint32_t GetUsedInputs() const { return m_nUsedInputs; }
 
     // UAV ids declared as private memory, with their size per work-item in bytes.
     const std::map<uint32_t, uint32_t>& GetPrivateUAVs() const { return m_PrivateUAVs; }
@@ -157,6 +168,7 @@ private:
     uint32_t m_nColumnCount = COL_FIRST_UNIFORM;
     uint32_t m_nFirstTempColumn = COL_FIRST_UNIFORM;
     uint32_t m_nEntry = 0;
+    uint32_t m_nUsedInputs = 0;
     std::map<uint32_t, uint32_t> m_PrivateUAVs;
     uint32_t m_nLocalMemoryBytes = 0;
     std::map<uint32_t, SThreadGroupDeclaration> m_FunctionGroups;

@@ -57,22 +57,23 @@ bool IsSpecialInput(uint32_t nType)
     return nType >= IL_REGTYPE_V_TID_IN_GRP && nType <= IL_REGTYPE_V_THREAD_GRP_ID_FLAT;
 }
 
-uint32_t SpecialColumn(uint32_t nType)
+// The columns of a launch input and the input they need made per group.
+std::pair<uint32_t, uint32_t> SpecialColumn(uint32_t nType)
 {
     switch (nType)
     {
     case IL_REGTYPE_V_TID_IN_GRP:
-        return CILProgram::COL_TID_IN_GRP;
+        return {CILProgram::COL_TID_IN_GRP, 0};
     case IL_REGTYPE_V_TID_IN_GRP_FLAT:
-        return CILProgram::COL_TID_IN_GRP_FLAT;
+        return {CILProgram::COL_TID_IN_GRP_FLAT, 0};
     case IL_REGTYPE_V_ABS_TID:
-        return CILProgram::COL_ABS_TID;
+        return {CILProgram::COL_ABS_TID, CILProgram::INPUT_ABS_TID};
     case IL_REGTYPE_V_ABS_TID_FLAT:
-        return CILProgram::COL_ABS_TID_FLAT;
+        return {CILProgram::COL_ABS_TID_FLAT, CILProgram::INPUT_ABS_TID_FLAT};
     case IL_REGTYPE_V_THREAD_GRP_ID:
-        return CILProgram::COL_THREAD_GRP_ID;
+        return {CILProgram::COL_THREAD_GRP_ID, CILProgram::INPUT_THREAD_GRP_ID};
     default:
-        return CILProgram::COL_THREAD_GRP_ID_FLAT;
+        return {CILProgram::COL_THREAD_GRP_ID_FLAT, CILProgram::INPUT_THREAD_GRP_ID_FLAT};
     }
 }
 
@@ -880,7 +881,9 @@ bool CILProgramLoader::ResolveColumn(uint32_t nType, int nNumber, const SRawElem
     }
     if (IsSpecialInput(nType))
     {
-        nColumn = SpecialColumn(nType);
+        const std::pair<uint32_t, uint32_t> special = SpecialColumn(nType);
+        nColumn = special.first;
+        m_Program.m_nUsedInputs |= special.second;
         return true;
     }
     if (nType == IL_REGTYPE_IN || nType == IL_REGTYPE_OUT)
