@@ -34,6 +34,13 @@ bool IsLive(const std::set<const void*>& handles, const void* pHandle)
     return pHandle != nullptr && handles.count(pHandle) != 0;
 }
 
+// Takes a handle out of the live ones; false if it wasn't one.
+bool Unregister(std::set<const void*>& handles, const void* pHandle)
+{
+    std::lock_guard<std::mutex> lock(s_Mutex);
+    return pHandle != nullptr && handles.erase(pHandle) != 0;
+}
+
 CDnkBinary* FindBinary(void* pBinary)
 {
     return IsLive(s_Binaries, pBinary) ? static_cast<CDnkBinary*>(pBinary) : nullptr;
@@ -157,8 +164,7 @@ DNK_EXPORT void* dnkCompilerInit(void* pReserved1, void* pReserved2)
 
 DNK_EXPORT int dnkCompilerFini(void* pCompiler)
 {
-    std::lock_guard<std::mutex> lock(s_Mutex);
-    if (pCompiler == nullptr || s_Compilers.erase(pCompiler) == 0)
+    if (!Unregister(s_Compilers, pCompiler))
     {
         return DNK_ERROR_INVALID_HANDLE;
     }
@@ -207,12 +213,9 @@ DNK_EXPORT void* dnkBinaryInit(size_t nStructSize, DNKTargetInfo target, const c
 
 DNK_EXPORT int dnkBinaryFini(void* pBinary)
 {
+    if (!Unregister(s_Binaries, pBinary))
     {
-        std::lock_guard<std::mutex> lock(s_Mutex);
-        if (pBinary == nullptr || s_Binaries.erase(pBinary) == 0)
-        {
-            return DNK_ERROR_INVALID_HANDLE;
-        }
+        return DNK_ERROR_INVALID_HANDLE;
     }
     delete static_cast<CDnkBinary*>(pBinary);
     return DNK_SUCCESS;

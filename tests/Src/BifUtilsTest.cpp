@@ -153,14 +153,15 @@ TEST_F(BifUtilsTest, UnforcedTheRuntimeIsNeverAsked)
 {
     std::vector<char> vBinary;
     EXPECT_FALSE(m_Converter.IsQuvILConverterInUse());
-    ASSERT_TRUE(m_Converter.ILTextToBinary(KERNEL, vBinary, "Larkspur"));
+    ASSERT_TRUE(m_Converter.ILTextToBinary(KERNEL, vBinary, ""));
     std::string strText;
-    ASSERT_TRUE(m_Converter.ILBinaryToText(vBinary.data(), vBinary.size(), strText, "Larkspur"));
+    ASSERT_TRUE(m_Converter.ILBinaryToText(vBinary.data(), vBinary.size(), strText, "Fennel"));
     EXPECT_EQ(KERNEL, strText);
     EXPECT_EQ(0, s_Doubles.nQuvInitCalls);
     EXPECT_EQ(0, s_Doubles.nExtSupportedCalls);
     EXPECT_EQ(2, s_Doubles.nCompileCalls);
-    EXPECT_EQ(std::vector<std::string>({"Larkspur", "Larkspur"}), s_Doubles.vDevices);
+    // An empty target is the default device.
+    EXPECT_EQ(std::vector<std::string>({"Larkspur", "Fennel"}), s_Doubles.vDevices);
 }
 
 TEST_F(BifUtilsTest, ForcedTheRuntimeConvertsOnceBound)
