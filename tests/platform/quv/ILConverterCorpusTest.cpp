@@ -62,22 +62,3 @@ TEST(ILConverterCorpusTest, BothConvertersGiveTheAssemblersTokens)
     EXPECT_EQ(vExpected, vAgain);
     viaCompiler.ReleaseCompiler();
 }
-
-TEST(ILConverterCorpusTest, EveryStatementConvertsAlone)
-{
-    QUVRTModule runtime("liborvquvrt64.so");
-    DNKModule compiler("libxanocl12cl64.so");
-    CILConverter viaRuntime(runtime, compiler);
-    viaRuntime.SetQuvILConverter(true);
-    CILConverter viaCompiler(runtime, compiler);
-    for (const std::string& strStatement : XAN_Test::GetILCorpusStatements())
-    {
-        const std::string strProgram = "il_cs_2_0\n" + strStatement + "\nend\n";
-        std::vector<char> vFromRuntime;
-        std::vector<char> vFromCompiler;
-        ASSERT_TRUE(viaRuntime.ILTextToBinary(strProgram, vFromRuntime, "")) << strStatement;
-        ASSERT_TRUE(viaCompiler.ILTextToBinary(strProgram, vFromCompiler, "")) << strStatement;
-        EXPECT_EQ(vFromRuntime, vFromCompiler) << strStatement;
-    }
-    viaCompiler.ReleaseCompiler();
-}
