@@ -1,0 +1,312 @@
+#include "CContext.h"
+#include "CDevice.h"
+#include "CKernel.h"
+#include "CProgram.h"
+#include "ICDApi.h"
+
+namespace XAN_Platform
+{
+namespace Api
+{
+namespace
+{
+cl_kernel MakeKernel(CProgram* pProgram, const std::string& strName, cl_int& nError)
+{
+    CKernel::Images vImages;
+    nError = pProgram->FindKernel(strName, vImages);
+    if (nError != CL_SUCCESS)
+    {
+        return nullptr;
+    }
+    return static_cast<cl_kernel>(CCLObject::New<CKernel>(pProgram, strName, vImages)->GetHandle());
+}
+
+// The devices of a list, each of the context; an empty list stands for all.
+cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* pList,
+                  std::vector<CDevice*>& vDevices)
+{
+    if ((nCount == 0) != (pList == nullptr))
+    {
+        return CL_INVALID_VALUE;
+    }
+    for (cl_uint i = 0; i < nCount; ++i)
+    {
+        CDevice* pDevice = CCLObject::Find<CDevice>(pList[i]);
+        if (pDevice == nullptr || !pContext->HasDevice(pDevice))
+        {
+            return CL_INVALID_DEVICE;
+        }
+        vDevices.push_back(pDevice);
+    }
+    return CL_SUCCESS;
+}
+} // namespace
+
+cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
+                                     const size_t* lengths, cl_int* errcode_ret)
+{
+    return GuardedCreate(errcode_ret,
+                         [&]() -> cl_program
+                         {
+                             CContext* pContext = CCLObject::Find<CContext>(context);
+                             if (pContext == nullptr)
+                             {
+                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
+                                 return nullptr;
+                             }
+                             if (count == 0 || strings == nullptr)
+                             {
+                                 SetError(errcode_ret, CL_INVALID_VALUE);
+                                 return nullptr;
+                             }
+                             std::string strSource;
+                             for (cl_uint i = 0; i < count; ++i)
+                             {
+                                 if (strings[i] == nullptr)
+                                 {
+                                     SetError(errcode_ret, CL_INVALID_VALUE);
+                                     return nullptr;
+                                 }
+                                 strSource += lengths != nullptr && lengths[i] != 0
+                                                  ? std::string(strings[i], lengths[i])
+                                                  : std::string(strings[i]);
+                             }
+                             SetError(errcode_ret, CL_SUCCESS);
+                             return static_cast<cl_program>(
+                                 CProgram::CreateWithSource(pContext, strSource)->GetHandle());
+                         });
+}
+
+cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
+                                     const cl_device_id* device_list, const size_t* lengths,
+                                     const unsigned char** binaries, cl_int* binary_status,
+                                     cl_int* errcode_ret)
+{
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_program
+        {
+            CContext* pContext = CCLObject::Find<CContext>(context);
+            if (pContext == nullptr)
+            {
+                SetError(errcode_ret, CL_INVALID_CONTEXT);
+                return nullptr;
+            }
+            std::vector<CDevice*> vDevices;
+            cl_int nError = GetDevices(pContext, num_devices, device_list, vDevices);
+            if (nError == CL_SUCCESS &&
+                (vDevices.empty() || lengths == nullptr || binaries == nullptr))
+            {
+                nError = CL_INVALID_VALUE;
+            }
+            std::vector<std::vector<char>> vBinaries;
+            for (cl_uint i = 0; nError == CL_SUCCESS && i < num_devices; ++i)
+            {
+                if (lengths[i] == 0 || binaries[i] == nullptr)
+                {
+                    nError = CL_INVALID_VALUE;
+                    break;
+                }
+                vBinaries.emplace_back(binaries[i], binaries[i] + lengths[i]);
+            }
+            if (nError != CL_SUCCESS)
+            {
+                SetError(errcode_ret, nError);
+                return nullptr;
+            }
+            CProgram* pProgram =
+                CProgram::CreateWithBinary(pContext, vDevices, vBinaries, binary_status, nError);
+            SetError(errcode_ret, nError);
+            return pProgram != nullptr ? static_cast<cl_program>(pProgram->GetHandle()) : nullptr;
+        });
+}
+
+cl_int clRetainProgram(cl_program program)
+{
+    return RetainObject<CProgram>(program, CL_INVALID_PROGRAM);
+}
+
+cl_int clReleaseProgram(cl_program program)
+{
+    return ReleaseObject<CProgram>(program, CL_INVALID_PROGRAM);
+}
+
+cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
+                      const char* options,
+                      void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                      void* user_data)
+{
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
+    {
+        return CL_INVALID_PROGRAM;
+    }
+    if (pfn_notify == nullptr && user_data != nullptr)
+    {
+        return CL_INVALID_VALUE;
+    }
+    return Guarded(
+        [&]
+        {
+            std::vector<CDevice*> vDevices;
+            cl_int nError = GetDevices(pProgram->GetContext(), num_devices, device_list, vDevices);
+            for (const CDevice* pDevice : vDevices)
+            {
+                if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
+                {
+                    nError = CL_INVALID_DEVICE;
+                }
+            }
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            // The build is done when the call returns; the notification says so.
+            nError = pProgram->Build(vDevices, options);
+            if (pfn_notify != nullptr)
+            {
+                pfn_notify(program, user_data);
+            }
+            return nError;
+        });
+}
+
+cl_int clGetProgramInfo(cl_program program, cl_program_info param_name, size_t param_value_size,
+                        void* param_value, size_t* param_value_size_ret)
+{
+    return QueryInfo<CProgram>(program, CL_INVALID_PROGRAM, param_name, param_value_size,
+                               param_value, param_value_size_ret);
+}
+
+cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,
+                             cl_program_build_info param_name, size_t param_value_size,
+                             void* param_value, size_t* param_value_size_ret)
+{
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
+    {
+        return CL_INVALID_PROGRAM;
+    }
+    const CDevice* pDevice = CCLObject::Find<CDevice>(device);
+    if (pDevice == nullptr)
+    {
+        return CL_INVALID_DEVICE;
+    }
+    CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
+    return Guarded([&] { return pProgram->GetBuildInfo(pDevice, param_name, writer); });
+}
+
+cl_kernel clCreateKernel(cl_program program, const char* kernel_name, cl_int* errcode_ret)
+{
+    return GuardedCreate(errcode_ret,
+                         [&]() -> cl_kernel
+                         {
+                             CProgram* pProgram = CCLObject::Find<CProgram>(program);
+                             if (pProgram == nullptr)
+                             {
+                                 SetError(errcode_ret, CL_INVALID_PROGRAM);
+                                 return nullptr;
+                             }
+                             if (kernel_name == nullptr)
+                             {
+                                 SetError(errcode_ret, CL_INVALID_VALUE);
+                                 return nullptr;
+                             }
+                             cl_int nError = CL_SUCCESS;
+                             cl_kernel kernel = MakeKernel(pProgram, kernel_name, nError);
+                             SetError(errcode_ret, nError);
+                             return kernel;
+                         });
+}
+
+cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kernel* kernels,
+                                cl_uint* num_kernels_ret)
+{
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
+    {
+        return CL_INVALID_PROGRAM;
+    }
+    return Guarded(
+        [&]
+        {
+            std::vector<std::string> vNames;
+            cl_int nError = pProgram->GetKernelNames(vNames);
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            if (kernels != nullptr && num_kernels < vNames.size())
+            {
+                return CL_INVALID_VALUE;
+            }
+            for (size_t i = 0; kernels != nullptr && i < vNames.size(); ++i)
+            {
+                kernels[i] = MakeKernel(pProgram, vNames[i], nError);
+            }
+            if (num_kernels_ret != nullptr)
+            {
+                *num_kernels_ret = cl_uint(vNames.size());
+            }
+            return CL_SUCCESS;
+        });
+}
+
+cl_int clRetainKernel(cl_kernel kernel)
+{
+    return RetainObject<CKernel>(kernel, CL_INVALID_KERNEL);
+}
+
+cl_int clReleaseKernel(cl_kernel kernel)
+{
+    return ReleaseObject<CKernel>(kernel, CL_INVALID_KERNEL);
+}
+
+cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, const void* arg_value)
+{
+    CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
+    if (pKernel == nullptr)
+    {
+        return CL_INVALID_KERNEL;
+    }
+    return Guarded([&] { return pKernel->SetArg(arg_index, arg_size, arg_value); });
+}
+
+cl_int clGetKernelInfo(cl_kernel kernel, cl_kernel_info param_name, size_t param_value_size,
+                       void* param_value, size_t* param_value_size_ret)
+{
+    return QueryInfo<CKernel>(kernel, CL_INVALID_KERNEL, param_name, param_value_size, param_value,
+                              param_value_size_ret);
+}
+
+cl_int clGetKernelArgInfo(cl_kernel kernel, cl_uint arg_indx, cl_kernel_arg_info param_name,
+                          size_t param_value_size, void* param_value, size_t* param_value_size_ret)
+{
+    const CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
+    if (pKernel == nullptr)
+    {
+        return CL_INVALID_KERNEL;
+    }
+    CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
+    return Guarded([&] { return pKernel->GetArgInfo(arg_indx, param_name, writer); });
+}
+
+cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device,
+                                cl_kernel_work_group_info param_name, size_t param_value_size,
+                                void* param_value, size_t* param_value_size_ret)
+{
+    CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
+    if (pKernel == nullptr)
+    {
+        return CL_INVALID_KERNEL;
+    }
+    const CDevice* pDevice = nullptr;
+    if (device != nullptr && (pDevice = CCLObject::Find<CDevice>(device)) == nullptr)
+    {
+        return CL_INVALID_DEVICE;
+    }
+    CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
+    return Guarded([&] { return pKernel->GetWorkGroupInfo(pDevice, param_name, writer); });
+}
+} // namespace Api
+} // namespace XAN_Platform

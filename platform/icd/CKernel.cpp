@@ -1,0 +1,301 @@
+#include "CKernel.h"
+
+#include "CContext.h"
+#include "CDevice.h"
+#include "CILEngine.h"
+#include "CInfoWriter.h"
+#include "CKernelImage.h"
+#include "CMemObject.h"
+#include "CProgram.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace XAN_Platform
+{
+namespace
+{
+uint32_t RoundUp16(uint32_t nValue)
+{
+    return (nValue + 15) / 16 * 16;
+}
+
+void WriteWords(std::vector<uint32_t>& vBuffer, uint32_t nOffset, const void* pData, size_t nSize)
+{
+    std::memcpy(reinterpret_cast<unsigned char*>(vBuffer.data()) + nOffset, pData, nSize);
+}
+} // namespace
+
+CKernel::CKernel(CProgram* pProgram, const std::string& strName, const Images& vImages)
+    : CCLObject(OT_Kernel, true), m_pProgram(pProgram), m_strName(strName), m_vImages(vImages),
+      m_vValues(vImages.front().second->GetArgs().size())
+{
+    pProgram->AttachKernel();
+}
+
+CKernel::~CKernel()
+{
+    m_pProgram->DetachKernel();
+}
+
+const std::vector<SKernelArg>& CKernel::GetArgs() const
+{
+    return m_vImages.front().second->GetArgs();
+}
+
+std::shared_ptr<const CKernelImage> CKernel::GetImage(const CDevice* pDevice) const
+{
+    for (const auto& entry : m_vImages)
+    {
+        if (entry.first == pDevice)
+        {
+            return entry.second;
+        }
+    }
+    return nullptr;
+}
+
+cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
+{
+    const std::vector<SKernelArg>& vArgs = GetArgs();
+    if (nIndex >= vArgs.size())
+    {
+        return CL_INVALID_ARG_INDEX;
+    }
+    const SKernelArg& arg = vArgs[nIndex];
+    SArgValue value;
+    value.bSet = true;
+    switch (arg.eKind)
+    {
+    case AK_GlobalPointer:
+    case AK_Image:
+    {
+        if (nSize != sizeof(cl_mem))
+        {
+            return CL_INVALID_ARG_SIZE;
+        }
+        cl_mem mem = nullptr;
+        if (pValue != nullptr)
+        {
+            std::memcpy(&mem, pValue, sizeof(mem));
+        }
+        if (mem == nullptr && arg.eKind == AK_Image)
+        {
+            return CL_INVALID_ARG_VALUE;
+        }
+        const CMemObject* pMem = CCLObject::Find<CMemObject>(mem);
+        if (mem != nullptr && (pMem == nullptr || pMem->GetContext() != m_pProgram->GetContext() ||
+                               pMem->IsImage() != (arg.eKind == AK_Image)))
+        {
+            return CL_INVALID_MEM_OBJECT;
+        }
+        value.vBytes.resize(sizeof(mem));
+        std::memcpy(value.vBytes.data(), &mem, sizeof(mem));
+        break;
+    }
+    case AK_LocalPointer:
+        if (pValue != nullptr)
+        {
+            return CL_INVALID_ARG_VALUE;
+        }
+        if (nSize == 0 || nSize > CDevice::LOCAL_MEMORY_BYTES)
+        {
+            return CL_INVALID_ARG_SIZE;
+        }
+        value.nLocalSize = nSize;
+        break;
+    case AK_Value:
+        if (pValue == nullptr)
+        {
+            return CL_INVALID_ARG_VALUE;
+        }
+        if (!arg.AcceptsValueSize(nSize))
+        {
+            return CL_INVALID_ARG_SIZE;
+        }
+        value.vBytes.assign(static_cast<const unsigned char*>(pValue),
+                            static_cast<const unsigned char*>(pValue) + nSize);
+        break;
+    }
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    m_vValues[nIndex] = value;
+    return CL_SUCCESS;
+}
+
+uint32_t CKernel::GetLocalArgBytes() const
+{
+    uint32_t nBytes = 0;
+    for (const SArgValue& value : m_vValues)
+    {
+        nBytes = RoundUp16(nBytes) + uint32_t(value.nLocalSize);
+    }
+    return nBytes;
+}
+
+cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
+                        std::vector<CRef<CMemObject>>& vMemory)
+{
+    const std::shared_ptr<const CKernelImage> pImage = GetImage(pDevice);
+    const std::vector<SKernelArg>& vArgs = pImage->GetArgs();
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    desc.vConstantBuffer1.assign(pImage->GetArgBufferBytes() / 4, 0);
+    uint32_t nLocal = RoundUp16(pImage->GetStaticLocalBytes());
+    for (size_t i = 0; i < vArgs.size(); ++i)
+    {
+        const SKernelArg& arg = vArgs[i];
+        const SArgValue& value = m_vValues[i];
+        if (!value.bSet)
+        {
+            return CL_INVALID_KERNEL_ARGS;
+        }
+        if (arg.eKind == AK_Value)
+        {
+            WriteWords(desc.vConstantBuffer1, arg.nOffset, value.vBytes.data(),
+                       value.vBytes.size());
+            continue;
+        }
+        if (arg.eKind == AK_LocalPointer)
+        {
+            WriteWords(desc.vConstantBuffer1, arg.nOffset, &nLocal, sizeof(nLocal));
+            nLocal = RoundUp16(nLocal + uint32_t(value.nLocalSize));
+            continue;
+        }
+        cl_mem mem = nullptr;
+        std::memcpy(&mem, value.vBytes.data(), sizeof(mem));
+        if (mem == nullptr)
+        {
+            continue;
+        }
+        CMemObject* pMem = CCLObject::Find<CMemObject>(mem);
+        if (pMem == nullptr)
+        {
+            return CL_INVALID_MEM_OBJECT;
+        }
+        vMemory.emplace_back(pMem);
+        if (arg.eKind == AK_GlobalPointer)
+        {
+            const uint64_t nAddress = pMem->GetDeviceAddress();
+            const uint32_t vAddress[2] = {uint32_t(nAddress),
+                                          pImage->Is64BitABI() ? uint32_t(nAddress >> 32) : 0};
+            WriteWords(desc.vConstantBuffer1, arg.nOffset, vAddress, sizeof(vAddress));
+            continue;
+        }
+        const size_t* pExtent = pMem->GetExtent();
+        const cl_image_format& format = pMem->GetImageFormat();
+        const uint32_t vImage[8] = {
+            uint32_t(pExtent[0]),           uint32_t(pExtent[1]),
+            uint32_t(pExtent[2]),           uint32_t(pMem->GetImageDesc().image_array_size),
+            format.image_channel_data_type, format.image_channel_order,
+            uint32_t(pMem->GetRowPitch()),  uint32_t(pMem->GetSlicePitch())};
+        WriteWords(desc.vConstantBuffer1, arg.nOffset, vImage, sizeof(vImage));
+    }
+    desc.nLocalMemoryBytes = nLocal;
+    desc.nPrivateMemoryBytes = pImage->GetPrivateBytes();
+    desc.nMaxGroupSize = pImage->GetWorkGroupSize();
+    return CL_SUCCESS;
+}
+
+cl_int CKernel::GetInfo(cl_kernel_info nParam, CInfoWriter& writer)
+{
+    switch (nParam)
+    {
+    case CL_KERNEL_FUNCTION_NAME:
+        return writer.String(m_strName);
+    case CL_KERNEL_NUM_ARGS:
+        return writer.Value(cl_uint(GetArgs().size()));
+    case CL_KERNEL_REFERENCE_COUNT:
+        return writer.Value(GetReferenceCount());
+    case CL_KERNEL_CONTEXT:
+        return writer.Value(static_cast<cl_context>(m_pProgram->GetContext()->GetHandle()));
+    case CL_KERNEL_PROGRAM:
+        return writer.Value(static_cast<cl_program>(m_pProgram->GetHandle()));
+    case CL_KERNEL_ATTRIBUTES:
+        return writer.String("");
+    default:
+        return CL_INVALID_VALUE;
+    }
+}
+
+cl_int CKernel::GetArgInfo(cl_uint nIndex, cl_kernel_arg_info nParam, CInfoWriter& writer) const
+{
+    const std::vector<SKernelArg>& vArgs = GetArgs();
+    if (nIndex >= vArgs.size())
+    {
+        return CL_INVALID_ARG_INDEX;
+    }
+    const SKernelArg& arg = vArgs[nIndex];
+    const bool bConstant =
+        arg.eKind == AK_GlobalPointer && arg.strMemoryType != "uav" && arg.strMemoryType != "g";
+    switch (nParam)
+    {
+    case CL_KERNEL_ARG_ADDRESS_QUALIFIER:
+    {
+        cl_kernel_arg_address_qualifier nQualifier = CL_KERNEL_ARG_ADDRESS_PRIVATE;
+        if (arg.eKind == AK_LocalPointer)
+        {
+            nQualifier = CL_KERNEL_ARG_ADDRESS_LOCAL;
+        }
+        else if (arg.eKind != AK_Value)
+        {
+            nQualifier = bConstant ? CL_KERNEL_ARG_ADDRESS_CONSTANT : CL_KERNEL_ARG_ADDRESS_GLOBAL;
+        }
+        return writer.Value(nQualifier);
+    }
+    case CL_KERNEL_ARG_ACCESS_QUALIFIER:
+    {
+        cl_kernel_arg_access_qualifier nQualifier = CL_KERNEL_ARG_ACCESS_NONE;
+        if (arg.eKind == AK_Image)
+        {
+            nQualifier = arg.strAccess == "WO"   ? CL_KERNEL_ARG_ACCESS_WRITE_ONLY
+                         : arg.strAccess == "RW" ? CL_KERNEL_ARG_ACCESS_READ_WRITE
+                                                 : CL_KERNEL_ARG_ACCESS_READ_ONLY;
+        }
+        return writer.Value(nQualifier);
+    }
+    case CL_KERNEL_ARG_TYPE_NAME:
+        return writer.String(arg.GetTypeName());
+    case CL_KERNEL_ARG_TYPE_QUALIFIER:
+        return writer.Value(cl_kernel_arg_type_qualifier(bConstant ? CL_KERNEL_ARG_TYPE_CONST
+                                                                   : CL_KERNEL_ARG_TYPE_NONE));
+    case CL_KERNEL_ARG_NAME:
+        return writer.String(arg.strName);
+    default:
+        return CL_INVALID_VALUE;
+    }
+}
+
+cl_int CKernel::GetWorkGroupInfo(const CDevice* pDevice, cl_kernel_work_group_info nParam,
+                                 CInfoWriter& writer)
+{
+    if (pDevice == nullptr && m_vImages.size() == 1)
+    {
+        pDevice = m_vImages.front().first;
+    }
+    const std::shared_ptr<const CKernelImage> pImage = GetImage(pDevice);
+    if (!pImage)
+    {
+        return CL_INVALID_DEVICE;
+    }
+    switch (nParam)
+    {
+    case CL_KERNEL_WORK_GROUP_SIZE:
+        return writer.Value(size_t(pImage->GetWorkGroupSize()));
+    case CL_KERNEL_COMPILE_WORK_GROUP_SIZE:
+    {
+        const uint32_t* pRequired = pImage->GetRequiredLocalSize();
+        return writer.Array(std::vector<size_t>(pRequired, pRequired + 3));
+    }
+    case CL_KERNEL_LOCAL_MEM_SIZE:
+    {
+        std::lock_guard<std::mutex> lock(m_Mutex);
+        return writer.Value(cl_ulong(pImage->GetStaticLocalBytes() + GetLocalArgBytes()));
+    }
+    case CL_KERNEL_PREFERRED_WORK_GROUP_SIZE_MULTIPLE:
+        return writer.Value(size_t(64));
+    case CL_KERNEL_PRIVATE_MEM_SIZE:
+        return writer.Value(cl_ulong(pImage->GetPrivateBytes()));
+    default:
+        return CL_INVALID_VALUE;
+    }
+}
+} // namespace XAN_Platform

@@ -1,0 +1,212 @@
+#include "CKernelBinary.h"
+
+#include "CElf.h"
+#include "CElfSymbolTable.h"
+
+#include <cstring>
+
+namespace XAN_Platform
+{
+using XAN_ElfUtils::CElf;
+using XAN_ElfUtils::CElfSection;
+using XAN_ElfUtils::CElfSymbolTable;
+
+const char* const CKernelBinary::ENTRY_MARKER = ";$$$$$$$$$$";
+
+namespace
+{
+const char* const SYMBOL_PREFIX = "__OpenCL_";
+const char* const METADATA_SUFFIX = "_metadata";
+const size_t HEADER_BYTES = 32;
+
+template <class T> void Append(std::vector<char>& vImage, const T& value)
+{
+    const char* pBytes = reinterpret_cast<const char*>(&value);
+    vImage.insert(vImage.end(), pBytes, pBytes + sizeof(value));
+}
+
+Elf64_Shdr SectionHeader(uint32_t nName, uint32_t nType, uint64_t nOffset, uint64_t nSize,
+                         uint64_t nAlign)
+{
+    Elf64_Shdr header = {};
+    header.sh_name = nName;
+    header.sh_type = nType;
+    header.sh_offset = nOffset;
+    header.sh_size = nSize;
+    header.sh_addralign = nAlign;
+    return header;
+}
+
+// An image with its three tables only, which the container can then fill.
+std::vector<char> MakeEmptyImage()
+{
+    static const char s_Names[] = "\0.shstrtab\0.strtab\0.symtab";
+    Elf64_Ehdr header = {};
+    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
+    header.e_ident[EI_CLASS] = ELFCLASS64;
+    header.e_ident[EI_DATA] = ELFDATA2LSB;
+    header.e_ident[EI_VERSION] = EV_CURRENT;
+    header.e_type = ET_EXEC;
+    header.e_version = EV_CURRENT;
+    header.e_ehsize = sizeof(Elf64_Ehdr);
+    header.e_shentsize = sizeof(Elf64_Shdr);
+    header.e_shnum = 4;
+    header.e_shstrndx = 1;
+    const uint64_t nNames = sizeof(Elf64_Ehdr);
+    const uint64_t nStrings = nNames + sizeof(s_Names);
+    const uint64_t nSymbols = (nStrings + 1 + 7) / 8 * 8;
+    header.e_shoff = nSymbols + sizeof(Elf64_Sym);
+
+    std::vector<char> vImage;
+    Append(vImage, header);
+    vImage.insert(vImage.end(), s_Names, s_Names + sizeof(s_Names));
+    vImage.resize(nSymbols, '\0');
+    Append(vImage, Elf64_Sym{});
+    Append(vImage, Elf64_Shdr{});
+    Append(vImage, SectionHeader(1, SHT_STRTAB, nNames, sizeof(s_Names), 1));
+    Append(vImage, SectionHeader(11, SHT_STRTAB, nStrings, 1, 1));
+    Elf64_Shdr symbols = SectionHeader(19, SHT_SYMTAB, nSymbols, sizeof(Elf64_Sym), 8);
+    symbols.sh_link = 2;
+    symbols.sh_info = 1;
+    symbols.sh_entsize = sizeof(Elf64_Sym);
+    Append(vImage, symbols);
+    return vImage;
+}
+
+void AddData(CElfSymbolTable& symbols, CElfSection& section, const std::string& strSymbol,
+             const void* pData, size_t nSize)
+{
+    const uint64_t nOffset = section.GetSize();
+    section.AppendData(pData, nSize);
+    symbols.AddSymbol(strSymbol, STB_GLOBAL, STT_OBJECT, 0, &section, nOffset, nSize);
+}
+
+// Text ends at its first NUL.
+std::string TextOf(const char* pData, size_t nSize)
+{
+    const void* pNul = std::memchr(pData, '\0', nSize);
+    return std::string(pData, pNul != nullptr ? static_cast<const char*>(pNul) : pData + nSize);
+}
+
+bool EndsWith(const std::string& str, const std::string& strEnd)
+{
+    return str.size() >= strEnd.size() &&
+           str.compare(str.size() - strEnd.size(), strEnd.size(), strEnd) == 0;
+}
+} // namespace
+
+bool CKernelBinary::Write(const std::vector<SKernel>& vKernels, const std::string& strDebugIL,
+                          std::vector<char>& vImage)
+{
+    CElf elf(MakeEmptyImage());
+    CElfSymbolTable* pSymbols = elf.GetSymbolTable();
+    CElfSection* pRodata = elf.AddSection(".rodata", SHT_PROGBITS, SHF_ALLOC, 0, 16, 0);
+    CElfSection* pXanIL = elf.AddSection(".xanil", SHT_PROGBITS, 0, 0, 1, 0);
+    if (!elf.IsInitialized() || pSymbols == nullptr || pRodata == nullptr || pXanIL == nullptr)
+    {
+        return false;
+    }
+    for (const SKernel& kernel : vKernels)
+    {
+        const std::string strStem = SYMBOL_PREFIX + kernel.strName;
+        AddData(*pSymbols, *pRodata, strStem + METADATA_SUFFIX, kernel.strMetadata.data(),
+                kernel.strMetadata.size());
+        char vHeader[HEADER_BYTES] = {};
+        std::memcpy(vHeader, kernel.vHeader, sizeof(kernel.vHeader));
+        AddData(*pSymbols, *pRodata, strStem + "_header", vHeader, sizeof(vHeader));
+        AddData(*pSymbols, *pXanIL, strStem + "_xanil", kernel.strIL.data(), kernel.strIL.size());
+    }
+    if (!strDebugIL.empty())
+    {
+        CElfSection* pDebugIL = elf.AddSection(".debugil", SHT_PROGBITS, 0, 0, 1, 0);
+        if (pDebugIL == nullptr)
+        {
+            return false;
+        }
+        pDebugIL->SetData(strDebugIL);
+    }
+    return elf.Store(vImage);
+}
+
+bool CKernelBinary::Read(const std::vector<char>& vImage, std::string& strError)
+{
+    m_vKernels.clear();
+    m_bHasDebugIL = false;
+    m_strDebugIL.clear();
+    CElf elf(vImage);
+    if (!elf.IsInitialized())
+    {
+        strError = "the binary is not an ELF image that can be read";
+        return false;
+    }
+    const CElfSymbolTable* pSymbols = elf.GetSymbolTable();
+    if (pSymbols == nullptr || elf.GetSection(".symtab") != pSymbols)
+    {
+        strError = "the binary has no symbol table \".symtab\"";
+        return false;
+    }
+    // Each symbol's bytes, checked against its section.
+    auto readSymbol = [&](const std::string& strName, std::string& strData, bool& bFound)
+    {
+        bFound = false;
+        for (auto it = pSymbols->begin(); it != pSymbols->end(); ++it)
+        {
+            if (it->name != strName)
+            {
+                continue;
+            }
+            const std::vector<char>* pData =
+                it->section != nullptr ? &it->section->GetData() : nullptr;
+            if (pData == nullptr ||
+                !XAN_ElfUtils::RangeInside(it->st_value, it->st_size, pData->size()))
+            {
+                strError = "symbol " + strName + " lies outside its section";
+                return false;
+            }
+            strData.assign(pData->data() + it->st_value, it->st_size);
+            bFound = true;
+            return true;
+        }
+        return true;
+    };
+    for (auto it = pSymbols->begin(); it != pSymbols->end(); ++it)
+    {
+        const std::string& strName = it->name;
+        if (strName.compare(0, std::strlen(SYMBOL_PREFIX), SYMBOL_PREFIX) != 0 ||
+            !EndsWith(strName, METADATA_SUFFIX) ||
+            strName.size() <= std::strlen(SYMBOL_PREFIX) + std::strlen(METADATA_SUFFIX))
+        {
+            continue;
+        }
+        SKernel kernel = {};
+        kernel.strName =
+            strName.substr(std::strlen(SYMBOL_PREFIX), strName.size() - std::strlen(SYMBOL_PREFIX) -
+                                                           std::strlen(METADATA_SUFFIX));
+        const std::string strStem = SYMBOL_PREFIX + kernel.strName;
+        std::string strData;
+        bool bFound = false;
+        if (!readSymbol(strName, strData, bFound))
+        {
+            return false;
+        }
+        kernel.strMetadata = TextOf(strData.data(), strData.size());
+        if (!readSymbol(strStem + "_xanil", strData, bFound))
+        {
+            return false;
+        }
+        kernel.strIL = bFound ? TextOf(strData.data(), strData.size()) : std::string();
+        m_vKernels.push_back(kernel);
+    }
+    if (const CElfSection* pDebugIL = elf.GetSection(".debugil"))
+    {
+        m_bHasDebugIL = true;
+        m_strDebugIL = TextOf(pDebugIL->GetData().data(), pDebugIL->GetData().size());
+    }
+    if (m_vKernels.empty())
+    {
+        strError = "the binary holds no kernel metadata (__OpenCL_<kernel>_metadata symbols)";
+        return false;
+    }
+    return true;
+}
+} // namespace XAN_Platform

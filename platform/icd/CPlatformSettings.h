@@ -1,0 +1,45 @@
+#ifndef XAN_PLATFORM_CPLATFORMSETTINGS_H
+#define XAN_PLATFORM_CPLATFORMSETTINGS_H
+
+#include <string>
+
+namespace XAN_Platform
+{
+// The platform's configuration, read once from the environment when the library is first
+// asked for its platforms (platform/README.md lists the variables).
+class CPlatformSettings
+{
+public:
+    static const CPlatformSettings& Get();
+
+    // Reads the given values the way the environment is read; unset is null.
+    CPlatformSettings(const char* pDevice, const char* pBuild, const char* pHide,
+                      const char* pCPUDevice, const char* pSecondPlatform,
+                      const char* pBuildOptions);
+
+    // The GPU's name, capitalised, such as "Larkspur".
+    const std::string& GetDeviceName() const { return m_strDeviceName; }
+    // The build number text in the version strings, such as "2000.1".
+    const std::string& GetBuild() const { return m_strBuild; }
+    bool HidesEventCallback() const { return m_bHideEventCallback; }
+    bool HidesObjectMetadata() const { return m_bHideObjectMetadata; }
+    bool HasCPUDevice() const { return m_bCPUDevice; }
+    bool HasSecondPlatform() const { return m_bSecondPlatform; }
+    // Options added to every build that doesn't ask to ignore the environment.
+    const std::string& GetBuildOptions() const { return m_strBuildOptions; }
+
+    // Families whose kernels reach private memory through x1 and use 32-bit addresses.
+    static bool IsOlderFamily(const std::string& strDeviceName);
+
+private:
+    std::string m_strDeviceName;
+    std::string m_strBuild;
+    bool m_bHideEventCallback;
+    bool m_bHideObjectMetadata;
+    bool m_bCPUDevice;
+    bool m_bSecondPlatform;
+    std::string m_strBuildOptions;
+};
+} // namespace XAN_Platform
+
+#endif

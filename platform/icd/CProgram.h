@@ -1,0 +1,77 @@
+#ifndef XAN_PLATFORM_CPROGRAM_H
+#define XAN_PLATFORM_CPROGRAM_H
+
+#include "CCLObject.h"
+#include "CProgramBuilder.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace XAN_Platform
+{
+class CContext;
+class CDevice;
+class CInfoWriter;
+
+typedef void(CL_CALLBACK* PFNProgramNotify)(cl_program program, void* pUserData);
+
+// A program from IL (or the little OpenCL C there is) or from kernel binaries, built per
+// device. A build replaces the device's earlier state, whether it succeeds or not.
+class CProgram : public CCLObject
+{
+public:
+    static const EObjectType OBJECT_TYPE = OT_Program;
+
+    static CProgram* CreateWithSource(CContext* pContext, const std::string& strSource);
+    // Each binary must be a kernel binary; pStatus, if not null, gets each one's verdict.
+    static CProgram* CreateWithBinary(CContext* pContext, const std::vector<CDevice*>& vDevices,
+                                      const std::vector<std::vector<char>>& vBinaries,
+                                      cl_int* pStatus, cl_int& nError);
+
+    CContext* GetContext() const { return m_pContext.Get(); }
+    bool HasDevice(const CDevice* pDevice) const;
+
+    // vDevices empty: every device of the program.
+    cl_int Build(const std::vector<CDevice*>& vDevices, const char* pOptions);
+
+    // The kernel's image for each device that built it; CL_INVALID_PROGRAM_EXECUTABLE when
+    // no device did, CL_INVALID_KERNEL_NAME when none has the kernel.
+    cl_int
+    FindKernel(const std::string& strName,
+               std::vector<std::pair<CDevice*, std::shared_ptr<const CKernelImage>>>& vImages);
+    // The names of the kernels of the first device that built.
+    cl_int GetKernelNames(std::vector<std::string>& vNames);
+    void AttachKernel() { ++m_nKernels; }
+    void DetachKernel() { --m_nKernels; }
+
+    cl_int GetInfo(cl_program_info nParam, CInfoWriter& writer);
+    cl_int GetBuildInfo(const CDevice* pDevice, cl_program_build_info nParam, CInfoWriter& writer);
+
+private:
+    struct SDeviceBuild
+    {
+        CDevice* pDevice = nullptr;
+        cl_build_status nStatus = CL_BUILD_NONE;
+        std::string strOptions;
+        std::string strLog;
+        std::vector<char> vBinary;
+        KernelImages vKernels;
+    };
+
+    friend class CCLObject;
+    CProgram(CContext* pContext, const std::string& strSource, bool bFromSource);
+    ~CProgram() override;
+    const SDeviceBuild* FirstBuilt() const;
+
+    CRef<CContext> m_pContext;
+    std::string m_strSource;
+    bool m_bFromSource;
+    std::mutex m_Mutex;
+    std::vector<SDeviceBuild> m_vBuilds;
+    std::atomic<int> m_nKernels{0};
+};
+} // namespace XAN_Platform
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef XAN_PLATFORM_CPROGRAMBUILDER_H
+#define XAN_PLATFORM_CPROGRAMBUILDER_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace XAN_Platform
+{
+class CDevice;
+class CKernelImage;
+
+// What a build was asked for.
+struct SBuildOptions
+{
+    bool bDebug = false;       // -g: the binary carries ".debugil"
+    bool bUseDebugIL = false;  // -use-debugil: kernels come from ".debugil"
+    bool bIgnoreEnv = false;   // -ignore-env: no options from the environment
+    std::string strJustKernel; // -just-kernel=NAME: only that kernel is built
+};
+
+typedef std::vector<std::shared_ptr<const CKernelImage>> KernelImages;
+
+// Builds programs for a device. From source: IL text, whose kernels carry their metadata
+// blocks as comment lines right after their func line, becomes a kernel binary; OpenCL C is
+// compiled only as far as empty kernels go. From a binary: each kernel is built from its
+// ".xanil" text or from ".debugil", with the entry marker replaced by the call of the kernel.
+// Every failure is explained in the build log, with line numbers where there are lines.
+class CProgramBuilder
+{
+public:
+    // Reads the given options and, unless they say -ignore-env, those of the environment.
+    static bool ParseOptions(const std::string& strOptions, const std::string& strEnvironment,
+                             SBuildOptions& options, std::string& strLog);
+
+    static bool BuildSource(const std::string& strSource, const SBuildOptions& options,
+                            const CDevice& device, std::vector<char>& vBinary,
+                            KernelImages& vKernels, std::string& strLog);
+
+    static bool BuildBinary(const std::vector<char>& vBinary, const SBuildOptions& options,
+                            const CDevice& device, KernelImages& vKernels, std::string& strLog);
+};
+} // namespace XAN_Platform
+
+#endif
