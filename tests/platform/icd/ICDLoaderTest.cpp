@@ -1,0 +1,141 @@
+// The platform as the ICD loader shows it: identity, extensions, the dispatch table, symbol
+// hygiene and the answers to handles that aren't the platform's.
+#include "ICDTestSupport.h"
+
+#include "support/TestSupport.h"
+
+#include <CL/cl_ext.h>
+#include <CL/cl_icd.h>
+
+#include <dlfcn.h>
+
+#include <cstdint>
+
+using namespace XAN_Test;
+
+TEST(ICDLoaderTest, ShowsTheNordvanePlatformAndItsGPU)
+{
+    cl_platform_id platform = NordvanePlatform();
+    ASSERT_NE(nullptr, platform);
+    EXPECT_EQ("XAN", PlatformString(platform, CL_PLATFORM_ICD_SUFFIX_KHR));
+    EXPECT_EQ("OpenCL 1.2 XAN (2000.1)", PlatformString(platform, CL_PLATFORM_VERSION));
+    const std::string strExtensions = PlatformString(platform, CL_PLATFORM_EXTENSIONS);
+    EXPECT_NE(std::string::npos, strExtensions.find("cl_xan_event_callback"));
+    EXPECT_NE(std::string::npos, strExtensions.find("cl_xan_object_metadata"));
+
+    cl_device_id device = FirstDevice(platform, CL_DEVICE_TYPE_ALL);
+    ASSERT_NE(nullptr, device);
+    cl_device_type nType = 0;
+    ASSERT_EQ(CL_SUCCESS, clGetDeviceInfo(device, CL_DEVICE_TYPE, sizeof(nType), &nType, nullptr));
+    EXPECT_EQ(cl_device_type(CL_DEVICE_TYPE_GPU), nType);
+    EXPECT_EQ("Larkspur", DeviceString(device, CL_DEVICE_NAME));
+    EXPECT_EQ("OpenCL 1.2 XAN (2000.1)", DeviceString(device, CL_DEVICE_VERSION));
+    cl_uint nBits = 0;
+    clGetDeviceInfo(device, CL_DEVICE_ADDRESS_BITS, sizeof(nBits), &nBits, nullptr);
+    EXPECT_EQ(64u, nBits);
+    // The same handle every time.
+    EXPECT_EQ(device, FirstDevice(platform, CL_DEVICE_TYPE_DEFAULT));
+    EXPECT_EQ(nullptr, FirstDevice(platform, CL_DEVICE_TYPE_CPU));
+}
+
+TEST(ICDLoaderTest, KeyFunctionsAreFoundThroughTheLoader)
+{
+    ASSERT_NE(nullptr, NordvanePlatform());
+    EXPECT_NE(nullptr, clGetExtensionFunctionAddress("clCreateKeyXAN"));
+    EXPECT_NE(nullptr, clGetExtensionFunctionAddress("clObjectGetValueForKeyXAN"));
+    EXPECT_NE(nullptr, clGetExtensionFunctionAddress("clObjectSetValueForKeyXAN"));
+    EXPECT_EQ(nullptr, clGetExtensionFunctionAddress("clCreatePerfCounterXAN"));
+    EXPECT_NE(nullptr,
+              clGetExtensionFunctionAddressForPlatform(NordvanePlatform(), "clCreateKeyXAN"));
+}
+
+TEST(ICDLoaderTest, EveryCountedDispatchSlotIsFilled)
+{
+    cl_platform_id platform = NordvanePlatform();
+    ASSERT_NE(nullptr, platform);
+    // Every object starts with the dispatch table.
+    void* const* pTable = *reinterpret_cast<void* const* const*>(platform);
+    const size_t vRanges[][2] = {{0, 73}, {81, 88}, {93, 108}, {123, 135}};
+    for (const auto& range : vRanges)
+    {
+        for (size_t nSlot = range[0]; nSlot <= range[1]; ++nSlot)
+        {
+            EXPECT_NE(nullptr, pTable[nSlot]) << "slot " << nSlot;
+        }
+    }
+}
+
+TEST(ICDLoaderTest, UnsupportedFunctionsAnswerWithAnError)
+{
+    cl_platform_id platform = NordvanePlatform();
+    cl_device_id device = FirstDevice(platform);
+    cl_int nError = CL_SUCCESS;
+    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    nError = CL_SUCCESS;
+    EXPECT_EQ(nullptr, clCreateFromGLBuffer(context, CL_MEM_READ_WRITE, 1, &nError));
+    EXPECT_EQ(CL_INVALID_CONTEXT, nError);
+    EXPECT_EQ(nullptr, clSVMAlloc(context, CL_MEM_READ_WRITE, 64, 0));
+    cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
+    EXPECT_EQ(CL_INVALID_OPERATION, clEnqueueNativeKernel(queue, nullptr, nullptr, 0, 0, nullptr,
+                                                          nullptr, 0, nullptr, nullptr));
+    clReleaseCommandQueue(queue);
+    clReleaseContext(context);
+}
+
+TEST(ICDLoaderTest, OnlyTheLoaderEntryPointsLeaveTheLibrary)
+{
+    std::string strPath = ReadFile(std::string(XAN_ICD_VENDORS_DIR) + "/nordvane.icd");
+    ASSERT_FALSE(strPath.empty());
+    strPath.erase(strPath.find_last_not_of("\n") + 1);
+    void* pLibrary = dlopen(strPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(nullptr, pLibrary) << dlerror();
+    EXPECT_NE(nullptr, dlsym(pLibrary, "clIcdGetPlatformIDsKHR"));
+    EXPECT_NE(nullptr, dlsym(pLibrary, "clGetExtensionFunctionAddress"));
+    EXPECT_NE(nullptr, dlsym(pLibrary, "clGetPlatformInfo"));
+    // Names that a debugger library defines for itself must never be taken from here.
+    EXPECT_EQ(nullptr, dlsym(pLibrary, "clGetKernelArgInfo"));
+    EXPECT_EQ(nullptr, dlsym(pLibrary, "clCreateContext"));
+    EXPECT_EQ(nullptr, dlsym(pLibrary, "clCreateKeyXAN"));
+    dlclose(pLibrary);
+}
+
+TEST(ICDLoaderTest, HandlesThatArentObjectsAreRefused)
+{
+    cl_platform_id platform = NordvanePlatform();
+    cl_device_id device = FirstDevice(platform);
+    cl_int nError = CL_SUCCESS;
+    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_mem buffer = clCreateBuffer(context, CL_MEM_READ_WRITE, 64, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+
+    // A handle that carries the platform's dispatch table but is no object of it, and an
+    // object of another type, reach the platform and are refused there.
+    struct
+    {
+        void* pDispatch;
+        char vRest[64];
+    } fake = {*reinterpret_cast<void**>(buffer), {}};
+    size_t nSize = 0;
+    EXPECT_EQ(CL_INVALID_MEM_OBJECT,
+              clGetMemObjectInfo(reinterpret_cast<cl_mem>(&fake), CL_MEM_SIZE, sizeof(nSize),
+                                 &nSize, nullptr));
+    EXPECT_EQ(CL_INVALID_MEM_OBJECT, clReleaseMemObject(reinterpret_cast<cl_mem>(context)));
+    EXPECT_EQ(CL_SUCCESS, clReleaseMemObject(buffer));
+    EXPECT_EQ(CL_INVALID_COMMAND_QUEUE, clFinish(reinterpret_cast<cl_command_queue>(context)));
+    EXPECT_EQ(CL_INVALID_VALUE, clGetPlatformIDs(0, nullptr, nullptr));
+    EXPECT_EQ(CL_INVALID_VALUE, clGetDeviceInfo(device, 0x7FFF, sizeof(nSize), &nSize, nullptr));
+    // Too small a value buffer is refused; the size query alone succeeds.
+    char vShort[4];
+    EXPECT_EQ(CL_INVALID_VALUE,
+              clGetDeviceInfo(device, CL_DEVICE_NAME, sizeof(vShort), vShort, nullptr));
+    EXPECT_EQ(CL_SUCCESS, clGetDeviceInfo(device, CL_DEVICE_NAME, 0, nullptr, &nSize));
+    EXPECT_EQ(sizeof("Larkspur"), nSize);
+    EXPECT_EQ(nullptr, clCreateContext(nullptr, 0, nullptr, nullptr, nullptr, &nError));
+    EXPECT_EQ(CL_INVALID_VALUE, nError);
+    const cl_context_properties vBad[] = {0x7777, 1, 0};
+    EXPECT_EQ(nullptr, clCreateContext(vBad, 1, &device, nullptr, nullptr, &nError));
+    EXPECT_EQ(CL_INVALID_PROPERTY, nError);
+    clReleaseContext(context);
+}

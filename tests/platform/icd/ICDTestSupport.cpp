@@ -1,0 +1,248 @@
+#include "ICDTestSupport.h"
+
+#include "support/TestSupport.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+extern char** environ;
+
+namespace XAN_Test
+{
+namespace
+{
+const char* const CHILD_MARKER = "XAN_ICD_TEST_CHILD";
+} // namespace
+
+cl_platform_id NordvanePlatform()
+{
+    cl_uint nCount = 0;
+    if (clGetPlatformIDs(0, nullptr, &nCount) != CL_SUCCESS || nCount == 0)
+    {
+        return nullptr;
+    }
+    std::vector<cl_platform_id> vPlatforms(nCount);
+    clGetPlatformIDs(nCount, vPlatforms.data(), nullptr);
+    for (cl_platform_id platform : vPlatforms)
+    {
+        if (PlatformString(platform, CL_PLATFORM_VENDOR) == "Nordvane Microsystems")
+        {
+            return platform;
+        }
+    }
+    return nullptr;
+}
+
+cl_device_id FirstDevice(cl_platform_id platform, cl_device_type nType)
+{
+    cl_device_id device = nullptr;
+    return clGetDeviceIDs(platform, nType, 1, &device, nullptr) == CL_SUCCESS ? device : nullptr;
+}
+
+std::string DeviceString(cl_device_id device, cl_device_info nParam)
+{
+    size_t nSize = 0;
+    if (clGetDeviceInfo(device, nParam, 0, nullptr, &nSize) != CL_SUCCESS || nSize == 0)
+    {
+        return std::string();
+    }
+    std::string str(nSize, '\0');
+    clGetDeviceInfo(device, nParam, nSize, &str[0], nullptr);
+    str.resize(nSize - 1);
+    return str;
+}
+
+std::string PlatformString(cl_platform_id platform, cl_platform_info nParam)
+{
+    size_t nSize = 0;
+    if (clGetPlatformInfo(platform, nParam, 0, nullptr, &nSize) != CL_SUCCESS || nSize == 0)
+    {
+        return std::string();
+    }
+    std::string str(nSize, '\0');
+    clGetPlatformInfo(platform, nParam, nSize, &str[0], nullptr);
+    str.resize(nSize - 1);
+    return str;
+}
+
+std::string ReadKernel(const std::string& strName)
+{
+    return ReadFile(std::string(XAN_EXAMPLE_KERNELS_DIR) + "/" + strName);
+}
+
+std::string KernelSource(const std::string& strName, const std::string& strArguments,
+                         const std::string& strBody, const std::string& strDeclarations)
+{
+    const std::string strFunction = "__OpenCL_" + strName + "_kernel";
+    return "il_cs_2_0\n"
+           "dcl_cb cb0[16]\n"
+           "call 1024\n"
+           "endmain\n"
+           "func 1024\n"
+           ";ARGSTART:" +
+           strFunction +
+           "\n"
+           ";version:3:1:111\n"
+           ";uniqueid:1024\n"
+           ";memory:uavprivate:0\n"
+           ";memory:hwlocal:0\n"
+           ";memory:64bitABI\n" +
+           strArguments + ";ARGEND:" + strFunction +
+           "\n"
+           "dcl_cb cb1[8]\n"
+           "dcl_typeless_uav_id(11)_type(0)_stride(4)_length(4)\n" +
+           strDeclarations + strBody +
+           "ret\n"
+           "endfunc\n"
+           "end\n";
+}
+
+bool IsChild()
+{
+    return std::getenv(CHILD_MARKER) != nullptr;
+}
+
+int RunInChild(const std::string& strTest,
+               const std::vector<std::pair<std::string, std::string>>& vEnvironment)
+{
+    std::vector<std::string> vStrings;
+    for (char** pp = environ; *pp != nullptr; ++pp)
+    {
+        vStrings.push_back(*pp);
+    }
+    vStrings.push_back(std::string(CHILD_MARKER) + "=1");
+    for (const auto& entry : vEnvironment)
+    {
+        vStrings.push_back(entry.first + "=" + entry.second);
+    }
+    std::vector<char*> vEnv;
+    for (std::string& str : vStrings)
+    {
+        vEnv.push_back(&str[0]);
+    }
+    vEnv.push_back(nullptr);
+    std::string strExecutable = "/proc/self/exe";
+    std::string strFilter = "--gtest_filter=" + strTest;
+    char* vArgs[] = {&strExecutable[0], &strFilter[0], nullptr};
+    pid_t pid = 0;
+    if (posix_spawn(&pid, strExecutable.c_str(), nullptr, nullptr, vArgs, vEnv.data()) != 0)
+    {
+        return -1;
+    }
+    int nStatus = 0;
+    if (waitpid(pid, &nStatus, 0) != pid || !WIFEXITED(nStatus))
+    {
+        return -1;
+    }
+    return WEXITSTATUS(nStatus);
+}
+
+void CLFixture::SetUp()
+{
+    m_Platform = NordvanePlatform();
+    ASSERT_NE(nullptr, m_Platform) << "OCL_ICD_VENDORS must name the build's icd folder";
+    m_Device = FirstDevice(m_Platform);
+    ASSERT_NE(nullptr, m_Device);
+    cl_int nError = CL_SUCCESS;
+    m_Context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    m_Queue = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+}
+
+void CLFixture::TearDown()
+{
+    if (m_Queue != nullptr)
+    {
+        EXPECT_EQ(CL_SUCCESS, clFinish(m_Queue));
+        clReleaseCommandQueue(m_Queue);
+    }
+    for (cl_kernel kernel : m_vKernels)
+    {
+        clReleaseKernel(kernel);
+    }
+    for (cl_program program : m_vPrograms)
+    {
+        clReleaseProgram(program);
+    }
+    for (cl_mem buffer : m_vBuffers)
+    {
+        clReleaseMemObject(buffer);
+    }
+    if (m_Context != nullptr)
+    {
+        clReleaseContext(m_Context);
+    }
+}
+
+cl_program CLFixture::Build(const std::string& strSource, const char* pOptions, std::string* pLog)
+{
+    const char* pText = strSource.c_str();
+    cl_int nError = CL_SUCCESS;
+    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
+    EXPECT_EQ(CL_SUCCESS, nError);
+    m_vPrograms.push_back(program);
+    nError = clBuildProgram(program, 1, &m_Device, pOptions, nullptr, nullptr);
+    if (pLog != nullptr)
+    {
+        *pLog = BuildLog(program);
+    }
+    return nError == CL_SUCCESS ? program : nullptr;
+}
+
+cl_kernel CLFixture::MakeKernel(const std::string& strSource, const std::string& strName)
+{
+    std::string strLog;
+    cl_program program = Build(strSource, nullptr, &strLog);
+    EXPECT_NE(nullptr, program) << strLog;
+    if (program == nullptr)
+    {
+        return nullptr;
+    }
+    cl_int nError = CL_SUCCESS;
+    cl_kernel kernel = clCreateKernel(program, strName.c_str(), &nError);
+    EXPECT_EQ(CL_SUCCESS, nError);
+    m_vKernels.push_back(kernel);
+    return kernel;
+}
+
+cl_mem CLFixture::MakeBuffer(size_t nSize, const void* pData, cl_mem_flags nFlags)
+{
+    cl_int nError = CL_SUCCESS;
+    cl_mem buffer =
+        clCreateBuffer(m_Context, nFlags | (pData != nullptr ? CL_MEM_COPY_HOST_PTR : 0), nSize,
+                       const_cast<void*>(pData), &nError);
+    EXPECT_EQ(CL_SUCCESS, nError);
+    m_vBuffers.push_back(buffer);
+    return buffer;
+}
+
+std::vector<char> CLFixture::ProgramBinary(cl_program program)
+{
+    size_t nSize = 0;
+    EXPECT_EQ(CL_SUCCESS,
+              clGetProgramInfo(program, CL_PROGRAM_BINARY_SIZES, sizeof(nSize), &nSize, nullptr));
+    std::vector<char> vBinary(nSize);
+    unsigned char* pTarget = reinterpret_cast<unsigned char*>(vBinary.data());
+    EXPECT_EQ(CL_SUCCESS,
+              clGetProgramInfo(program, CL_PROGRAM_BINARIES, sizeof(pTarget), &pTarget, nullptr));
+    return vBinary;
+}
+
+std::string CLFixture::BuildLog(cl_program program)
+{
+    size_t nSize = 0;
+    clGetProgramBuildInfo(program, m_Device, CL_PROGRAM_BUILD_LOG, 0, nullptr, &nSize);
+    std::string strLog(nSize, '\0');
+    if (nSize != 0)
+    {
+        clGetProgramBuildInfo(program, m_Device, CL_PROGRAM_BUILD_LOG, nSize, &strLog[0], nullptr);
+        strLog.resize(nSize - 1);
+    }
+    return strLog;
+}
+} // namespace XAN_Test
