@@ -80,8 +80,12 @@ void CILExecutor::Run()
             break;
         }
         RunGroup(nGroup);
-        ChargeBudget();
+        if (m_nPendingInstructions >= CHARGE_INTERVAL)
+        {
+            ChargeBudget();
+        }
     }
+    ChargeBudget();
     m_State.nOutOfBoundsLoads += m_nOutOfBoundsLoads;
     m_State.nOutOfBoundsStores += m_nOutOfBoundsStores;
     m_nOutOfBoundsLoads = 0;
@@ -153,8 +157,11 @@ void CILExecutor::PrepareGroup(uint64_t nGroup)
     }
 
     // Every work-item starts with zeroed registers and memory of its own.
-    std::fill(m_vRegisters.begin() + ptrdiff_t(m_Program.GetFirstTempColumn() * m_nStride),
-              m_vRegisters.end(), 0);
+    for (const std::pair<uint32_t, uint32_t>& columns : m_Program.GetReadColumns())
+    {
+        std::fill(m_vRegisters.begin() + ptrdiff_t(columns.first * m_nStride),
+                  m_vRegisters.begin() + ptrdiff_t(columns.second * m_nStride), 0);
+    }
     for (std::vector<uint32_t>& vArray : m_vArrays)
     {
         std::fill(vArray.begin(), vArray.end(), 0);

@@ -139,6 +139,13 @@ public:
     // The instruction the main program starts with.
     uint32_t GetEntry() const { return m_nEntry; }
     uint32_t GetUsedInputs() const { return m_nUsedInputs; }
+    // The temp and macro columns that some instruction reads, as [first, end)
+    // runs: only those need zeroing for a new group, since a column that is only
+    // written is never seen.
+    const std::vector<std::pair<uint32_t, uint32_t>>& GetReadColumns() const
+    {
+        return m_vReadColumns;
+    }
 
     // UAV ids declared as private memory, with their size per work-item in bytes.
     const std::map<uint32_t, uint32_t>& GetPrivateUAVs() const { return m_PrivateUAVs; }
@@ -169,6 +176,7 @@ private:
     uint32_t m_nFirstTempColumn = COL_FIRST_UNIFORM;
     uint32_t m_nEntry = 0;
     uint32_t m_nUsedInputs = 0;
+    std::vector<std::pair<uint32_t, uint32_t>> m_vReadColumns;
     std::map<uint32_t, uint32_t> m_PrivateUAVs;
     uint32_t m_nLocalMemoryBytes = 0;
     std::map<uint32_t, SThreadGroupDeclaration> m_FunctionGroups;

@@ -1056,6 +1056,55 @@ bool CILProgramLoader::CloseBody(const SRawElement& element, SBody& body)
     return true;
 }
 
+void CILProgramLoader::FindReadColumns()
+{
+    std::vector<bool> vRead(m_Program.m_nColumnCount, false);
+    for (const SInstruction& instruction : m_Program.m_vInstructions)
+    {
+        const SOperand* pOperands = &m_Program.m_vOperands[instruction.nFirstOperand];
+        const uint32_t nCount = instruction.nSourceCount + (instruction.bHasDest ? 1u : 0u);
+        for (uint32_t i = 0; i < nCount; ++i)
+        {
+            const SOperand& operand = pOperands[i];
+            if (operand.bIndexed)
+            {
+                vRead[operand.nIndexColumn] = true;
+            }
+            if (operand.nKind != OK_Column || (instruction.bHasDest && i == 0))
+            {
+                continue;
+            }
+            for (unsigned int c = 0; c < 4; ++c)
+            {
+                if (operand.vSwizzle[c] < 4)
+                {
+                    vRead[operand.nColumn + operand.vSwizzle[c]] = true;
+                }
+            }
+        }
+    }
+    // A macro's output is read by the mcall that copies it out.
+    for (const SMacro& macro : m_Program.m_vMacros)
+    {
+        std::fill_n(vRead.begin() + macro.nOutColumn, macro.nOutputs * 4, true);
+    }
+    for (uint32_t nColumn = m_Program.m_nFirstTempColumn; nColumn < vRead.size(); ++nColumn)
+    {
+        if (!vRead[nColumn])
+        {
+            continue;
+        }
+        if (!m_Program.m_vReadColumns.empty() && m_Program.m_vReadColumns.back().second == nColumn)
+        {
+            ++m_Program.m_vReadColumns.back().second;
+        }
+        else
+        {
+            m_Program.m_vReadColumns.emplace_back(nColumn, nColumn + 1);
+        }
+    }
+}
+
 bool CILProgramLoader::ResolveCalls()
 {
     for (const SCallFixup& call : m_vCalls)

@@ -121,6 +121,7 @@ private:
     bool CheckFlow(const SRawElement& element, SBody& body);
     bool CloseBody(const SRawElement& element, SBody& body);
     bool ResolveCalls();
+    void FindReadColumns();
     bool CheckRecursion();
 
     // The column of a literal or of a constant-buffer row read with a constant

@@ -341,6 +341,19 @@ TEST(CILExecutor, IndexedTempsAndConstantsOutOfRange)
     }
 }
 
+TEST(CILExecutor, RegistersStartAtZeroInEveryGroup)
+{
+    // r85 is read before it is written; the group before left 1s in it.
+    const SRun run = RunKernel(Kernel("dcl_indexed_temp_array x3[2]\n"
+                                      "mov r80, r85\n"
+                                      "mov r80.w, x3[1].x\n"
+                                      "mov r85, l90.yyyy\n"
+                                      "mov x3[1], l90.yyyy\n"),
+                               16, 4);
+    ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
+    EXPECT_EQ(std::vector<uint32_t>(64, 0), run.vWords);
+}
+
 TEST(CILExecutor, UndeclaredLiteralReadsZeroWithAWarning)
 {
     const SRun run = RunKernel(Kernel("mov r80, l77\n"));
