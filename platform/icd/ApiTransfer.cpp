@@ -95,9 +95,11 @@ bool Overlap(uint64_t nFirst, size_t nFirstSize, uint64_t nSecond, size_t nSecon
 cl_int ReadWriteBufferRect(cl_command_queue queue, cl_mem buffer, cl_bool bBlocking,
                            const size_t* pBufferOrigin, const size_t* pHostOrigin,
                            const size_t* pRegion, size_t nBufferRow, size_t nBufferSlice,
-                           size_t nHostRow, size_t nHostSlice, const void* pHost, bool bWrite,
-                           cl_uint nWaitCount, const cl_event* pWaitList, cl_event* pEvent)
+                           size_t nHostRow, size_t nHostSlice, const void* pHost,
+                           cl_command_type nType, cl_uint nWaitCount, const cl_event* pWaitList,
+                           cl_event* pEvent)
 {
+    const bool bWrite = nType == CL_COMMAND_WRITE_BUFFER || nType == CL_COMMAND_WRITE_BUFFER_RECT;
     STransfer transfer;
     cl_int nError = transfer.Open(queue, {buffer});
     if (nError != CL_SUCCESS)
@@ -127,8 +129,7 @@ cl_int ReadWriteBufferRect(cl_command_queue queue, cl_mem buffer, cl_bool bBlock
         pHostOrigin[2] * nHostSlice + pHostOrigin[1] * nHostRow + pHostOrigin[0];
     uint8_t* pHostBytes = static_cast<uint8_t*>(const_cast<void*>(pHost)) + nHostOffset;
     const size_t vSize[3] = {pRegion[0], pRegion[1], pRegion[2]};
-    return transfer.Enqueue(bWrite ? CL_COMMAND_WRITE_BUFFER_RECT : CL_COMMAND_READ_BUFFER_RECT,
-                            bBlocking, nWaitCount, pWaitList, pEvent,
+    return transfer.Enqueue(nType, bBlocking, nWaitCount, pWaitList, pEvent,
                             [=]
                             {
                                 uint8_t* pDevice = pBuffer->GetData() + nBufferOffset;
@@ -301,6 +302,53 @@ void* MapMemory(cl_command_queue queue, cl_mem memobj, bool bImage, cl_bool bBlo
     SetError(errcode_ret, nError);
     return pMapped;
 }
+// Copies a rectangle between buffers; nType tells which command the application gave.
+cl_int CopyBuffers(cl_command_type nType, cl_command_queue command_queue, cl_mem src_buffer,
+                   cl_mem dst_buffer, const size_t* src_origin, const size_t* dst_origin,
+                   const size_t* region, size_t src_row_pitch, size_t src_slice_pitch,
+                   size_t dst_row_pitch, size_t dst_slice_pitch, cl_uint num_events_in_wait_list,
+                   const cl_event* event_wait_list, cl_event* event)
+{
+    STransfer transfer;
+    cl_int nError = transfer.Open(command_queue, {src_buffer, dst_buffer});
+    if (nError != CL_SUCCESS)
+    {
+        return nError;
+    }
+    CMemObject* pSource = transfer[0];
+    CMemObject* pDest = transfer[1];
+    if (!pSource->IsBuffer() || !pDest->IsBuffer())
+    {
+        return CL_INVALID_MEM_OBJECT;
+    }
+    size_t nSourceOffset = 0;
+    size_t nDestOffset = 0;
+    SBox sourceBox;
+    SBox destBox;
+    if (region == nullptr || !SetPitches(region, src_row_pitch, src_slice_pitch) ||
+        !SetPitches(region, dst_row_pitch, dst_slice_pitch) ||
+        !BufferRect(src_origin, region, src_row_pitch, src_slice_pitch, pSource->GetSize(),
+                    nSourceOffset, sourceBox) ||
+        !BufferRect(dst_origin, region, dst_row_pitch, dst_slice_pitch, pDest->GetSize(),
+                    nDestOffset, destBox))
+    {
+        return CL_INVALID_VALUE;
+    }
+    if (Overlap(pSource->GetDeviceAddress() + nSourceOffset, sourceBox.GetSpan(),
+                pDest->GetDeviceAddress() + nDestOffset, destBox.GetSpan()))
+    {
+        return CL_MEM_COPY_OVERLAP;
+    }
+    return transfer.Enqueue(nType, CL_FALSE, num_events_in_wait_list, event_wait_list, event,
+                            [=]
+                            {
+                                CMemObject::CopyBox(
+                                    pSource->GetData() + nSourceOffset, sourceBox.nRowPitch,
+                                    sourceBox.nSlicePitch, pDest->GetData() + nDestOffset,
+                                    destBox.nRowPitch, destBox.nSlicePitch, sourceBox.vSize);
+                            });
+}
+
 } // namespace
 
 cl_int clEnqueueReadBuffer(cl_command_queue command_queue, cl_mem buffer, cl_bool blocking_read,
@@ -314,8 +362,8 @@ cl_int clEnqueueReadBuffer(cl_command_queue command_queue, cl_mem buffer, cl_boo
         [&]
         {
             return ReadWriteBufferRect(command_queue, buffer, blocking_read, vOrigin, vHostOrigin,
-                                       vRegion, 0, 0, 0, 0, ptr, false, num_events_in_wait_list,
-                                       event_wait_list, event);
+                                       vRegion, 0, 0, 0, 0, ptr, CL_COMMAND_READ_BUFFER,
+                                       num_events_in_wait_list, event_wait_list, event);
         });
 }
 
@@ -331,8 +379,8 @@ cl_int clEnqueueWriteBuffer(cl_command_queue command_queue, cl_mem buffer, cl_bo
         [&]
         {
             return ReadWriteBufferRect(command_queue, buffer, blocking_write, vOrigin, vHostOrigin,
-                                       vRegion, 0, 0, 0, 0, ptr, true, num_events_in_wait_list,
-                                       event_wait_list, event);
+                                       vRegion, 0, 0, 0, 0, ptr, CL_COMMAND_WRITE_BUFFER,
+                                       num_events_in_wait_list, event_wait_list, event);
         });
 }
 
@@ -346,10 +394,10 @@ cl_int clEnqueueReadBufferRect(cl_command_queue command_queue, cl_mem buffer, cl
     return Guarded(
         [&]
         {
-            return ReadWriteBufferRect(command_queue, buffer, blocking_read, buffer_origin,
-                                       host_origin, region, buffer_row_pitch, buffer_slice_pitch,
-                                       host_row_pitch, host_slice_pitch, ptr, false,
-                                       num_events_in_wait_list, event_wait_list, event);
+            return ReadWriteBufferRect(
+                command_queue, buffer, blocking_read, buffer_origin, host_origin, region,
+                buffer_row_pitch, buffer_slice_pitch, host_row_pitch, host_slice_pitch, ptr,
+                CL_COMMAND_READ_BUFFER_RECT, num_events_in_wait_list, event_wait_list, event);
         });
 }
 
@@ -364,10 +412,10 @@ cl_int clEnqueueWriteBufferRect(cl_command_queue command_queue, cl_mem buffer,
     return Guarded(
         [&]
         {
-            return ReadWriteBufferRect(command_queue, buffer, blocking_read, buffer_origin,
-                                       host_origin, region, buffer_row_pitch, buffer_slice_pitch,
-                                       host_row_pitch, host_slice_pitch, ptr, true,
-                                       num_events_in_wait_list, event_wait_list, event);
+            return ReadWriteBufferRect(
+                command_queue, buffer, blocking_read, buffer_origin, host_origin, region,
+                buffer_row_pitch, buffer_slice_pitch, host_row_pitch, host_slice_pitch, ptr,
+                CL_COMMAND_WRITE_BUFFER_RECT, num_events_in_wait_list, event_wait_list, event);
         });
 }
 
@@ -379,9 +427,13 @@ cl_int clEnqueueCopyBuffer(cl_command_queue command_queue, cl_mem src_buffer, cl
     const size_t vSource[3] = {src_offset, 0, 0};
     const size_t vDest[3] = {dst_offset, 0, 0};
     const size_t vRegion[3] = {cb, 1, 1};
-    return Api::clEnqueueCopyBufferRect(command_queue, src_buffer, dst_buffer, vSource, vDest,
-                                        vRegion, 0, 0, 0, 0, num_events_in_wait_list,
-                                        event_wait_list, event);
+    return Guarded(
+        [&]
+        {
+            return CopyBuffers(CL_COMMAND_COPY_BUFFER, command_queue, src_buffer, dst_buffer,
+                               vSource, vDest, vRegion, 0, 0, 0, 0, num_events_in_wait_list,
+                               event_wait_list, event);
+        });
 }
 
 cl_int clEnqueueCopyBufferRect(cl_command_queue command_queue, cl_mem src_buffer, cl_mem dst_buffer,
@@ -394,46 +446,10 @@ cl_int clEnqueueCopyBufferRect(cl_command_queue command_queue, cl_mem src_buffer
     return Guarded(
         [&]
         {
-            STransfer transfer;
-            cl_int nError = transfer.Open(command_queue, {src_buffer, dst_buffer});
-            if (nError != CL_SUCCESS)
-            {
-                return nError;
-            }
-            CMemObject* pSource = transfer[0];
-            CMemObject* pDest = transfer[1];
-            if (!pSource->IsBuffer() || !pDest->IsBuffer())
-            {
-                return CL_INVALID_MEM_OBJECT;
-            }
-            size_t nSourceOffset = 0;
-            size_t nDestOffset = 0;
-            SBox sourceBox;
-            SBox destBox;
-            if (region == nullptr || !SetPitches(region, src_row_pitch, src_slice_pitch) ||
-                !SetPitches(region, dst_row_pitch, dst_slice_pitch) ||
-                !BufferRect(src_origin, region, src_row_pitch, src_slice_pitch, pSource->GetSize(),
-                            nSourceOffset, sourceBox) ||
-                !BufferRect(dst_origin, region, dst_row_pitch, dst_slice_pitch, pDest->GetSize(),
-                            nDestOffset, destBox))
-            {
-                return CL_INVALID_VALUE;
-            }
-            if (Overlap(pSource->GetDeviceAddress() + nSourceOffset, sourceBox.GetSpan(),
-                        pDest->GetDeviceAddress() + nDestOffset, destBox.GetSpan()))
-            {
-                return CL_MEM_COPY_OVERLAP;
-            }
-            return transfer.Enqueue(
-                region[1] == 1 && region[2] == 1 ? CL_COMMAND_COPY_BUFFER
-                                                 : CL_COMMAND_COPY_BUFFER_RECT,
-                CL_FALSE, num_events_in_wait_list, event_wait_list, event,
-                [=]
-                {
-                    CMemObject::CopyBox(pSource->GetData() + nSourceOffset, sourceBox.nRowPitch,
-                                        sourceBox.nSlicePitch, pDest->GetData() + nDestOffset,
-                                        destBox.nRowPitch, destBox.nSlicePitch, sourceBox.vSize);
-                });
+            return CopyBuffers(CL_COMMAND_COPY_BUFFER_RECT, command_queue, src_buffer, dst_buffer,
+                               src_origin, dst_origin, region, src_row_pitch, src_slice_pitch,
+                               dst_row_pitch, dst_slice_pitch, num_events_in_wait_list,
+                               event_wait_list, event);
         });
 }
 

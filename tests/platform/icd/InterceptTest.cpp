@@ -1,0 +1,324 @@
+// cl_xan_event_callback: one call per command of a flagged queue, on the queue's worker,
+// never inside the enqueue, with no platform lock held, so that the callback may block and use
+// other queues of the context.
+#include "ICDTestSupport.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+using namespace XAN_Test;
+
+namespace
+{
+struct SCall
+{
+    cl_event event;
+    cl_command_type nType;
+    std::thread::id thread;
+};
+
+// What the callback does, set by each test.
+std::mutex g_CallsMutex;
+std::vector<SCall> g_vCalls;
+std::function<bool(cl_event, cl_int*)> g_fnDecide;
+
+bool CL_CALLBACK Intercept(cl_event event, cl_int* pStatus)
+{
+    SCall call = {event, 0, std::this_thread::get_id()};
+    clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(call.nType), &call.nType, nullptr);
+    {
+        std::lock_guard<std::mutex> lock(g_CallsMutex);
+        g_vCalls.push_back(call);
+    }
+    return g_fnDecide ? g_fnDecide(event, pStatus) : false;
+}
+
+class InterceptTest : public CLFixture
+{
+protected:
+    void SetUp() override
+    {
+        CLFixture::SetUp();
+        g_vCalls.clear();
+        g_fnDecide = nullptr;
+        const cl_context_properties vProperties[] = {
+            CL_CONTEXT_PLATFORM, reinterpret_cast<cl_context_properties>(m_Platform),
+            CL_CONTEXT_INTERCEPT_CALLBACK_XAN, reinterpret_cast<cl_context_properties>(&Intercept),
+            0};
+        cl_int nError = CL_SUCCESS;
+        clReleaseCommandQueue(m_Queue);
+        clReleaseContext(m_Context);
+        m_Context = clCreateContext(vProperties, 1, &m_Device, nullptr, nullptr, &nError);
+        ASSERT_EQ(CL_SUCCESS, nError);
+        m_Queue = clCreateCommandQueue(m_Context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError);
+        ASSERT_EQ(CL_SUCCESS, nError);
+        m_Kernel = MakeKernel(ReadKernel("vadd.il"), "vadd");
+        std::vector<float> vA(COUNT, 1.0f);
+        std::vector<float> vB(COUNT, 2.0f);
+        m_A = MakeBuffer(COUNT * sizeof(float), vA.data());
+        m_B = MakeBuffer(COUNT * sizeof(float), vB.data());
+        m_C = MakeBuffer(COUNT * sizeof(float));
+        const cl_int n = COUNT;
+        clSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &m_A);
+        clSetKernelArg(m_Kernel, 1, sizeof(cl_mem), &m_B);
+        clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &m_C);
+        clSetKernelArg(m_Kernel, 3, sizeof(n), &n);
+    }
+
+    void TearDown() override
+    {
+        CLFixture::TearDown();
+        g_fnDecide = nullptr;
+    }
+
+    cl_int Launch(cl_command_queue queue, cl_event* pEvent)
+    {
+        const size_t nGlobal = COUNT;
+        return clEnqueueNDRangeKernel(queue, m_Kernel, 1, nullptr, &nGlobal, nullptr, 0, nullptr,
+                                      pEvent);
+    }
+
+    std::vector<SCall> Calls()
+    {
+        std::lock_guard<std::mutex> lock(g_CallsMutex);
+        return g_vCalls;
+    }
+
+    static const int COUNT = 256;
+    cl_kernel m_Kernel = nullptr;
+    cl_mem m_A = nullptr;
+    cl_mem m_B = nullptr;
+    cl_mem m_C = nullptr;
+};
+
+cl_int StatusOf(cl_event event)
+{
+    cl_int nStatus = 1;
+    clGetEventInfo(event, CL_EVENT_COMMAND_EXECUTION_STATUS, sizeof(nStatus), &nStatus, nullptr);
+    return nStatus;
+}
+} // namespace
+
+TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
+{
+    cl_command_queue_properties nProperties = 0;
+    ASSERT_EQ(CL_SUCCESS, clGetCommandQueueInfo(m_Queue, CL_QUEUE_PROPERTIES, sizeof(nProperties),
+                                                &nProperties, nullptr));
+    EXPECT_LT(static_cast<int64_t>(nProperties), 0);
+    std::vector<cl_context_properties> vProperties(5);
+    ASSERT_EQ(CL_SUCCESS,
+              clGetContextInfo(m_Context, CL_CONTEXT_PROPERTIES,
+                               vProperties.size() * sizeof(cl_context_properties),
+                               vProperties.data(), nullptr));
+    EXPECT_EQ(CL_CONTEXT_INTERCEPT_CALLBACK_XAN, vProperties[2]);
+    EXPECT_EQ(reinterpret_cast<cl_context_properties>(&Intercept), vProperties[3]);
+
+    const cl_queue_properties vQueue[] = {CL_QUEUE_PROPERTIES, CL_QUEUE_INTERCEPT_XAN, 0};
+    cl_int nError = CL_SUCCESS;
+    cl_command_queue queue =
+        clCreateCommandQueueWithProperties(m_Context, m_Device, vQueue, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    clGetCommandQueueInfo(queue, CL_QUEUE_PROPERTIES, sizeof(nProperties), &nProperties, nullptr);
+    EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN, nProperties);
+    clReleaseCommandQueue(queue);
+}
+
+TEST_F(InterceptTest, EveryCommandIsOfferedOnceOffTheEnqueueThread)
+{
+    cl_event launch = nullptr;
+    std::vector<float> vHost(COUNT, 5.0f);
+    ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, m_C, CL_FALSE, 0, COUNT * sizeof(float),
+                                               vHost.data(), 0, nullptr, nullptr));
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    cl_event marker = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
+    ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
+
+    const std::vector<SCall> vCalls = Calls();
+    ASSERT_EQ(3u, vCalls.size());
+    EXPECT_EQ(cl_command_type(CL_COMMAND_WRITE_BUFFER), vCalls[0].nType);
+    EXPECT_EQ(cl_command_type(CL_COMMAND_NDRANGE_KERNEL), vCalls[1].nType);
+    EXPECT_EQ(launch, vCalls[1].event);
+    EXPECT_EQ(cl_command_type(CL_COMMAND_MARKER), vCalls[2].nType);
+    EXPECT_EQ(marker, vCalls[2].event);
+    for (const SCall& call : vCalls)
+    {
+        EXPECT_NE(std::this_thread::get_id(), call.thread);
+    }
+    // Every call returned false, so every command ran.
+    EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
+    clReleaseEvent(launch);
+    clReleaseEvent(marker);
+}
+
+TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
+{
+    g_fnDecide = [](cl_event event, cl_int* pStatus)
+    {
+        cl_command_type nType = 0;
+        clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
+        if (nType != CL_COMMAND_NDRANGE_KERNEL)
+        {
+            return false;
+        }
+        EXPECT_EQ(CL_SUCCESS, *pStatus);
+        return true;
+    };
+    cl_event launch = nullptr;
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &launch));
+    EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
+    EXPECT_EQ(std::vector<float>(COUNT, 0.0f), Read<float>(m_C, COUNT));
+    clReleaseEvent(launch);
+
+    g_fnDecide = [](cl_event, cl_int* pStatus)
+    {
+        *pStatus = CL_OUT_OF_RESOURCES;
+        return true;
+    };
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &launch));
+    EXPECT_EQ(CL_OUT_OF_RESOURCES, StatusOf(launch));
+    clReleaseEvent(launch);
+}
+
+TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
+{
+    cl_int nError = CL_SUCCESS;
+    cl_command_queue privateQueue = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    std::atomic<bool> bDone{false};
+    g_fnDecide = [&](cl_event event, cl_int*)
+    {
+        cl_command_type nType = 0;
+        clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
+        if (nType != CL_COMMAND_NDRANGE_KERNEL)
+        {
+            return false;
+        }
+        // A kernel of its own on the private queue, into a buffer of its own.
+        cl_mem result = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, COUNT * sizeof(float),
+                                       nullptr, nullptr);
+        clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &result);
+        const size_t nGlobal = COUNT;
+        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(privateQueue, m_Kernel, 1, nullptr, &nGlobal,
+                                                     nullptr, 0, nullptr, nullptr));
+        EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));
+        float* pResult = static_cast<float*>(
+            clEnqueueMapBuffer(privateQueue, result, CL_TRUE, CL_MAP_READ, 0,
+                               COUNT * sizeof(float), 0, nullptr, nullptr, nullptr));
+        EXPECT_EQ(3.0f, pResult[COUNT - 1]);
+        clEnqueueUnmapMemObject(privateQueue, result, pResult, 0, nullptr, nullptr);
+        // The intercepted command's own argument buffer can be written meanwhile.
+        float* pC = static_cast<float*>(clEnqueueMapBuffer(privateQueue, m_C, CL_TRUE,
+                                                           CL_MAP_WRITE, 0, COUNT * sizeof(float),
+                                                           0, nullptr, nullptr, nullptr));
+        std::fill(pC, pC + COUNT, 7.0f);
+        clEnqueueUnmapMemObject(privateQueue, m_C, pC, 0, nullptr, nullptr);
+        EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));
+        clReleaseMemObject(result);
+        bDone = true;
+        return true;
+    };
+    cl_event launch = nullptr;
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
+    EXPECT_TRUE(bDone);
+    EXPECT_EQ(std::vector<float>(COUNT, 7.0f), Read<float>(m_C, COUNT));
+    // Only the flagged queue's commands were offered.
+    for (const SCall& call : Calls())
+    {
+        EXPECT_NE(cl_command_type(CL_COMMAND_MAP_BUFFER), call.nType);
+    }
+    clReleaseEvent(launch);
+    clReleaseCommandQueue(privateQueue);
+}
+
+TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
+{
+    std::mutex mutex;
+    std::condition_variable released;
+    bool bRelease = false;
+    g_fnDecide = [&](cl_event, cl_int*)
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        released.wait(lock, [&] { return bRelease; });
+        return false;
+    };
+    cl_event launch = nullptr;
+    cl_event marker = nullptr;
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_GT(StatusOf(launch), CL_COMPLETE);
+    EXPECT_GT(StatusOf(marker), CL_COMPLETE);
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        bRelease = true;
+    }
+    released.notify_all();
+    ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &marker));
+    EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
+    clReleaseEvent(launch);
+    clReleaseEvent(marker);
+}
+
+TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
+{
+    auto pfnCreate = reinterpret_cast<clCreateKeyXAN_fn>(
+        clGetExtensionFunctionAddressForPlatform(m_Platform, "clCreateKeyXAN"));
+    auto pfnSet = reinterpret_cast<clObjectSetValueForKeyXAN_fn>(
+        clGetExtensionFunctionAddressForPlatform(m_Platform, "clObjectSetValueForKeyXAN"));
+    auto pfnGet = reinterpret_cast<clObjectGetValueForKeyXAN_fn>(
+        clGetExtensionFunctionAddressForPlatform(m_Platform, "clObjectGetValueForKeyXAN"));
+    ASSERT_TRUE(pfnCreate != nullptr && pfnSet != nullptr && pfnGet != nullptr);
+    const cl_key_xan nKey = pfnCreate(m_Platform, nullptr, nullptr);
+    ASSERT_NE(0u, nKey);
+
+    // As a debugger does: the enqueue and the tagging under one lock, which the callback takes.
+    std::mutex debuggerMutex;
+    std::vector<void*> vSeen;
+    g_fnDecide = [&](cl_event event, cl_int*)
+    {
+        std::lock_guard<std::mutex> lock(debuggerMutex);
+        void* pValue = reinterpret_cast<void*>(1);
+        EXPECT_EQ(CL_SUCCESS, pfnGet(event, nKey, &pValue));
+        vSeen.push_back(pValue);
+        return false;
+    };
+    int nTag = 0;
+    cl_event launch = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(debuggerMutex);
+        ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+        ASSERT_EQ(CL_SUCCESS, pfnSet(launch, nKey, &nTag));
+    }
+    // A command without an event of the application's gets one of its own for the callback.
+    ASSERT_EQ(CL_SUCCESS, clEnqueueBarrier(m_Queue));
+    ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
+    ASSERT_EQ(2u, vSeen.size());
+    EXPECT_EQ(&nTag, vSeen[0]);
+    EXPECT_EQ(nullptr, vSeen[1]);
+    clReleaseEvent(launch);
+}
+
+TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
+{
+    cl_int nError = CL_SUCCESS;
+    cl_command_queue plain = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    ASSERT_EQ(CL_SUCCESS, Launch(plain, nullptr));
+    ASSERT_EQ(CL_SUCCESS, clFinish(plain));
+    EXPECT_TRUE(Calls().empty());
+    EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
+    clReleaseCommandQueue(plain);
+
+    // A flagged queue in a context without a callback is refused.
+    cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    EXPECT_EQ(nullptr, clCreateCommandQueue(context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError));
+    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES, nError);
+    clReleaseContext(context);
+}
