@@ -113,6 +113,10 @@ bool CILProgramLoader::Load(std::string& strError)
 {
     const bool bLoaded =
         Split() && GatherDeclarations() && Build() && ResolveCalls() && CheckRecursion();
+    if (bLoaded)
+    {
+        FindReadColumns();
+    }
     strError = m_strError;
     return bLoaded;
 }
