@@ -198,8 +198,8 @@ void CILExecutor::RunGroup(uint64_t nGroup)
 // ---------------------------------------------------------------------------
 // Operands.
 
-const uint32_t* CILExecutor::Fetch(const SInstruction& instruction, unsigned int nSource,
-                                   unsigned int nComponent)
+const uint32_t* CILExecutor::FetchModified(const SInstruction& instruction, unsigned int nSource,
+                                           unsigned int nComponent)
 {
     const SOperand& operand = Source(instruction, nSource);
     uint32_t* pScratch = Scratch(nSource * 4 + nComponent);

@@ -147,8 +147,21 @@ private:
     {
         return Operand(instruction, (instruction.bHasDest ? 1u : 0u) + nSource);
     }
+    // Component c of a source, with its swizzle and modifiers applied: usually a
+    // register column as it stands.
     const uint32_t* Fetch(const SInstruction& instruction, unsigned int nSource,
-                          unsigned int nComponent);
+                          unsigned int nComponent)
+    {
+        const SOperand& operand = Source(instruction, nSource);
+        const unsigned int nSwizzle = operand.vSwizzle[nComponent];
+        if (operand.nKind == OK_Column && nSwizzle < 4 && !operand.HasModifiers())
+        {
+            return Column(operand.nColumn + nSwizzle);
+        }
+        return FetchModified(instruction, nSource, nComponent);
+    }
+    const uint32_t* FetchModified(const SInstruction& instruction, unsigned int nSource,
+                                  unsigned int nComponent);
     template <class F>
     void WriteLanes(const SInstruction& instruction, unsigned int nComponent, F fnValue);
     template <class F>
