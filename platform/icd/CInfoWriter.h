@@ -21,16 +21,19 @@ public:
 
     cl_int Bytes(const void* pData, size_t nSize)
     {
-        if (m_pValue != nullptr)
+        const cl_int nError = Reserve(nSize);
+        if (nError == CL_SUCCESS && m_pValue != nullptr && nSize != 0)
         {
-            if (m_nValueSize < nSize)
-            {
-                return CL_INVALID_VALUE;
-            }
-            if (nSize != 0)
-            {
-                std::memcpy(m_pValue, pData, nSize);
-            }
+            std::memcpy(m_pValue, pData, nSize);
+        }
+        return nError;
+    }
+    // Reports the size of a value that the caller writes itself, once there is room for it.
+    cl_int Reserve(size_t nSize)
+    {
+        if (m_pValue != nullptr && m_nValueSize < nSize)
+        {
+            return CL_INVALID_VALUE;
         }
         if (m_pSizeRet != nullptr)
         {

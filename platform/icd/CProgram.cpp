@@ -229,8 +229,7 @@ cl_int CProgram::GetInfo(cl_program_info nParam, CInfoWriter& writer)
     case CL_PROGRAM_BINARIES:
     {
         // An array of the caller's pointers, each receiving one device's binary.
-        std::vector<unsigned char*> vTargets(m_vBuilds.size(), nullptr);
-        const cl_int nError = writer.Array(vTargets);
+        const cl_int nError = writer.Reserve(m_vBuilds.size() * sizeof(unsigned char*));
         if (nError != CL_SUCCESS || writer.GetValue() == nullptr)
         {
             return nError;
