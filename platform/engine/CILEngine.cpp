@@ -75,7 +75,11 @@ bool SetGeometry(const SLaunchDesc& desc, SLaunchState& state, SLaunchResult& re
                           " work-items");
     }
     state.nLanes = uint32_t(nLanes);
-    state.nGroupTotal = state.vGroupCount[0] * state.vGroupCount[1] * state.vGroupCount[2];
+    if (__builtin_mul_overflow(state.vGroupCount[0], state.vGroupCount[1], &state.nGroupTotal) ||
+        __builtin_mul_overflow(state.nGroupTotal, state.vGroupCount[2], &state.nGroupTotal))
+    {
+        return Refuse(result, LS_InvalidGeometry, "the range has more work-groups than 2^64");
+    }
     state.vConstantBuffers[0] =
         CILEngine::BuildRuntimeConstants(desc.nWorkDim, desc.vGlobalOffset, vGlobal, vLocal);
     return true;

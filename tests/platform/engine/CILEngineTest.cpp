@@ -442,6 +442,29 @@ TEST(CILEngine, IdsInOneTwoAndThreeDimensionsWithOffsets)
     CheckIds(3, {6, 4, 10}, {3, 2, 5}, {1, 2, 3});
 }
 
+TEST(CILEngine, GeometriesThatCantRun)
+{
+    std::unique_ptr<CILProgram> pProgram = LoadExample("ids");
+    ASSERT_TRUE(pProgram);
+    CKernelLaunch launch(false);
+    const std::vector<std::pair<uint32_t, std::vector<uint64_t>>> vBad = {
+        {0, {8}}, {4, {8}}, {1, {0}}, {1, {1ull << 32}}};
+    for (const auto& bad : vBad)
+    {
+        launch.Range(bad.first, bad.second);
+        EXPECT_EQ(LS_InvalidGeometry, launch.Run(*pProgram).eStatus) << bad.first;
+    }
+    launch.Range(1, {96}, {64}); // 64 doesn't divide 96
+    EXPECT_EQ(LS_InvalidGeometry, launch.Run(*pProgram).eStatus);
+    launch.Range(2, {2048, 2048}, {64, 32}); // 2048 work-items in a group
+    EXPECT_EQ(LS_InvalidGeometry, launch.Run(*pProgram).eStatus);
+    launch.Range(3, {0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF}, {1, 1, 1});
+    EXPECT_EQ(LS_InvalidGeometry, launch.Run(*pProgram).eStatus);
+    launch.Range(1, {64});
+    launch.Desc().nPrivateMemoryBytes = CILProgram::MAX_PRIVATE_BYTES + 1;
+    EXPECT_EQ(LS_OutOfResources, launch.Run(*pProgram).eStatus);
+}
+
 TEST(CILEngine, NullLocalSizeIsChosenDeterministically)
 {
     CheckIds(1, {1000}, {}, {5});
