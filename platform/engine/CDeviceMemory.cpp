@@ -15,7 +15,7 @@ CDeviceBuffer::CDeviceBuffer(uint64_t nAddress, size_t nSize) : m_nAddress(nAddr
 }
 
 CDeviceMemory::CDeviceMemory(bool b64BitAddresses)
-    : m_b64Bit(b64BitAddresses), m_nBase(b64BitAddresses ? 0x100000000ull : 0x10000ull),
+    : m_nBase(b64BitAddresses ? 0x100000000ull : 0x10000ull),
       m_nLimit(b64BitAddresses ? 0x0000800000000000ull : 0x100000000ull)
 {
 }

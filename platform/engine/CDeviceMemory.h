@@ -42,8 +42,6 @@ public:
     CDeviceMemory(const CDeviceMemory&) = delete;
     CDeviceMemory& operator=(const CDeviceMemory&) = delete;
 
-    bool Is64Bit() const { return m_b64Bit; }
-
     // A new zero-filled buffer, or null when the size is 0 or the space is full.
     std::shared_ptr<CDeviceBuffer> Allocate(size_t nSize);
 
@@ -57,7 +55,6 @@ public:
     std::vector<std::shared_ptr<CDeviceBuffer>> Snapshot() const;
 
 private:
-    bool m_b64Bit;
     uint64_t m_nBase;
     uint64_t m_nLimit;
     mutable std::mutex m_Mutex;

@@ -35,10 +35,6 @@ struct SOperand
     uint32_t nIndexColumn = 0; // column of the index register's chosen component
 
     bool HasModifiers() const { return (nNegate | nAbs) != 0; }
-    bool IsIdentity() const
-    {
-        return vSwizzle[0] == 0 && vSwizzle[1] == 1 && vSwizzle[2] == 2 && vSwizzle[3] == 3;
-    }
 };
 
 // One executable instruction. Declarations and comments don't appear here; they are
@@ -147,8 +143,7 @@ public:
         return m_vReadColumns;
     }
 
-    // UAV ids declared as private memory, with their size per work-item in bytes.
-    const std::map<uint32_t, uint32_t>& GetPrivateUAVs() const { return m_PrivateUAVs; }
+    // Whether a UAV id was declared as private memory.
     bool IsPrivateUAV(uint32_t nId) const { return m_PrivateUAVs.count(nId) != 0; }
     uint32_t GetPrivateMemoryBytes() const;
     // Bytes of local memory the kernel declares with dcl_lds.
