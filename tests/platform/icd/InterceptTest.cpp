@@ -109,10 +109,9 @@ TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
                                                 &nProperties, nullptr));
     EXPECT_LT(static_cast<int64_t>(nProperties), 0);
     std::vector<cl_context_properties> vProperties(5);
-    ASSERT_EQ(CL_SUCCESS,
-              clGetContextInfo(m_Context, CL_CONTEXT_PROPERTIES,
-                               vProperties.size() * sizeof(cl_context_properties),
-                               vProperties.data(), nullptr));
+    ASSERT_EQ(CL_SUCCESS, clGetContextInfo(m_Context, CL_CONTEXT_PROPERTIES,
+                                           vProperties.size() * sizeof(cl_context_properties),
+                                           vProperties.data(), nullptr));
     EXPECT_EQ(CL_CONTEXT_INTERCEPT_CALLBACK_XAN, vProperties[2]);
     EXPECT_EQ(reinterpret_cast<cl_context_properties>(&Intercept), vProperties[3]);
 
@@ -200,22 +199,22 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
             return false;
         }
         // A kernel of its own on the private queue, into a buffer of its own.
-        cl_mem result = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, COUNT * sizeof(float),
-                                       nullptr, nullptr);
+        cl_mem result =
+            clCreateBuffer(m_Context, CL_MEM_READ_WRITE, COUNT * sizeof(float), nullptr, nullptr);
         clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &result);
         const size_t nGlobal = COUNT;
         EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(privateQueue, m_Kernel, 1, nullptr, &nGlobal,
                                                      nullptr, 0, nullptr, nullptr));
         EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));
         float* pResult = static_cast<float*>(
-            clEnqueueMapBuffer(privateQueue, result, CL_TRUE, CL_MAP_READ, 0,
-                               COUNT * sizeof(float), 0, nullptr, nullptr, nullptr));
+            clEnqueueMapBuffer(privateQueue, result, CL_TRUE, CL_MAP_READ, 0, COUNT * sizeof(float),
+                               0, nullptr, nullptr, nullptr));
         EXPECT_EQ(3.0f, pResult[COUNT - 1]);
         clEnqueueUnmapMemObject(privateQueue, result, pResult, 0, nullptr, nullptr);
         // The intercepted command's own argument buffer can be written meanwhile.
-        float* pC = static_cast<float*>(clEnqueueMapBuffer(privateQueue, m_C, CL_TRUE,
-                                                           CL_MAP_WRITE, 0, COUNT * sizeof(float),
-                                                           0, nullptr, nullptr, nullptr));
+        float* pC = static_cast<float*>(clEnqueueMapBuffer(privateQueue, m_C, CL_TRUE, CL_MAP_WRITE,
+                                                           0, COUNT * sizeof(float), 0, nullptr,
+                                                           nullptr, nullptr));
         std::fill(pC, pC + COUNT, 7.0f);
         clEnqueueUnmapMemObject(privateQueue, m_C, pC, 0, nullptr, nullptr);
         EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));

@@ -65,8 +65,8 @@ TEST_F(MemoryTest, BuffersKeepTheirFlagsAndRefuseWhatTheyDontAllow)
     std::vector<uint8_t> vOut(64);
     EXPECT_EQ(CL_INVALID_OPERATION, clEnqueueReadBuffer(m_Queue, staging, CL_TRUE, 0, 64,
                                                         vOut.data(), 0, nullptr, nullptr));
-    EXPECT_EQ(nullptr, clEnqueueMapBuffer(m_Queue, staging, CL_TRUE, CL_MAP_READ, 0, 64, 0,
-                                          nullptr, nullptr, &nError));
+    EXPECT_EQ(nullptr, clEnqueueMapBuffer(m_Queue, staging, CL_TRUE, CL_MAP_READ, 0, 64, 0, nullptr,
+                                          nullptr, &nError));
     EXPECT_EQ(CL_INVALID_OPERATION, nError);
 
     struct SCase
@@ -95,8 +95,8 @@ TEST_F(MemoryTest, SubBuffersShareTheirParentsBytes)
     cl_mem parent = MakeBuffer(1024, Bytes(1024).data());
     cl_buffer_region region = {256, 128};
     cl_int nError = CL_SUCCESS;
-    cl_mem sub = clCreateSubBuffer(parent, CL_MEM_READ_WRITE, CL_BUFFER_CREATE_TYPE_REGION,
-                                   &region, &nError);
+    cl_mem sub = clCreateSubBuffer(parent, CL_MEM_READ_WRITE, CL_BUFFER_CREATE_TYPE_REGION, &region,
+                                   &nError);
     ASSERT_EQ(CL_SUCCESS, nError);
     m_vBuffers.push_back(sub);
     EXPECT_EQ(uint8_t(257 % 256), Read<uint8_t>(sub, 1)[0]);
@@ -115,10 +115,12 @@ TEST_F(MemoryTest, SubBuffersShareTheirParentsBytes)
     EXPECT_EQ(256u, nOffset);
 
     region = {100, 16};
-    EXPECT_EQ(nullptr, clCreateSubBuffer(parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
+    EXPECT_EQ(nullptr,
+              clCreateSubBuffer(parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
     EXPECT_EQ(CL_MISALIGNED_SUB_BUFFER_OFFSET, nError);
     region = {768, 512};
-    EXPECT_EQ(nullptr, clCreateSubBuffer(parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
+    EXPECT_EQ(nullptr,
+              clCreateSubBuffer(parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
     EXPECT_EQ(CL_INVALID_VALUE, nError);
     region = {0, 16};
     EXPECT_EQ(nullptr, clCreateSubBuffer(sub, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
@@ -143,9 +145,9 @@ TEST_F(MemoryTest, RectanglesFillsAndCopiesMoveTheRightBytes)
     EXPECT_EQ(5, vAll[18]);
     EXPECT_EQ(12, vAll[29]);
     std::vector<uint8_t> vBack(12);
-    ASSERT_EQ(CL_SUCCESS, clEnqueueReadBufferRect(m_Queue, buffer, CL_TRUE, vOrigin, vHostOrigin,
-                                                  vRegion, 8, 0, 0, 0, vBack.data(), 0, nullptr,
-                                                  nullptr));
+    ASSERT_EQ(CL_SUCCESS,
+              clEnqueueReadBufferRect(m_Queue, buffer, CL_TRUE, vOrigin, vHostOrigin, vRegion, 8, 0,
+                                      0, 0, vBack.data(), 0, nullptr, nullptr));
     EXPECT_EQ(vBox, vBack);
 
     cl_mem target = MakeBuffer(12);
@@ -155,8 +157,8 @@ TEST_F(MemoryTest, RectanglesFillsAndCopiesMoveTheRightBytes)
     EXPECT_EQ(vBox, Read<uint8_t>(target, 12));
 
     const uint16_t nPattern = 0xBEEF;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueFillBuffer(m_Queue, target, &nPattern, 2, 4, 8, 0, nullptr,
-                                              nullptr));
+    ASSERT_EQ(CL_SUCCESS,
+              clEnqueueFillBuffer(m_Queue, target, &nPattern, 2, 4, 8, 0, nullptr, nullptr));
     const std::vector<uint16_t> vFilled = Read<uint16_t>(target, 6);
     EXPECT_EQ(0x0201, vFilled[0]);
     EXPECT_EQ(0xBEEF, vFilled[2]);
@@ -173,8 +175,9 @@ TEST_F(MemoryTest, MappingsShowAndTakeTheBytes)
 {
     cl_mem buffer = MakeBuffer(256, Bytes(256).data());
     cl_int nError = CL_SUCCESS;
-    uint8_t* pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(
-        m_Queue, buffer, CL_TRUE, CL_MAP_READ | CL_MAP_WRITE, 16, 32, 0, nullptr, nullptr, &nError));
+    uint8_t* pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(m_Queue, buffer, CL_TRUE,
+                                                                CL_MAP_READ | CL_MAP_WRITE, 16, 32,
+                                                                0, nullptr, nullptr, &nError));
     ASSERT_EQ(CL_SUCCESS, nError);
     EXPECT_EQ(17, pMapped[0]);
     pMapped[0] = 0xEE;
@@ -194,8 +197,8 @@ TEST_F(MemoryTest, MappingsShowAndTakeTheBytes)
     const std::vector<uint8_t> vNew(64, 9);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, shared, CL_TRUE, 0, 64, vNew.data(), 0,
                                                nullptr, nullptr));
-    pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(m_Queue, shared, CL_TRUE, CL_MAP_WRITE, 8,
-                                                       8, 0, nullptr, nullptr, &nError));
+    pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(m_Queue, shared, CL_TRUE, CL_MAP_WRITE, 8, 8,
+                                                       0, nullptr, nullptr, &nError));
     EXPECT_EQ(vHost.data() + 8, pMapped);
     EXPECT_EQ(9, vHost[8]);
     pMapped[0] = 1;
@@ -218,13 +221,13 @@ TEST_F(MemoryTest, EveryWorkingCopyFormatIsOfferedAndPacksTightly)
         for (size_t t = 0; t < 3; ++t)
         {
             const cl_image_format format = {vOrders[c], vTypes[t]};
-            EXPECT_TRUE(std::any_of(vFormats.begin(), vFormats.end(),
-                                    [&](const cl_image_format& f)
-                                    {
-                                        return f.image_channel_order == format.image_channel_order &&
-                                               f.image_channel_data_type ==
-                                                   format.image_channel_data_type;
-                                    }));
+            EXPECT_TRUE(
+                std::any_of(vFormats.begin(), vFormats.end(),
+                            [&](const cl_image_format& f)
+                            {
+                                return f.image_channel_order == format.image_channel_order &&
+                                       f.image_channel_data_type == format.image_channel_data_type;
+                            }));
             cl_mem image = MakeImage(format, Desc(CL_MEM_OBJECT_IMAGE2D, 5, 3));
             size_t nRowPitch = 0;
             clGetImageInfo(image, CL_IMAGE_ROW_PITCH, sizeof(nRowPitch), &nRowPitch, nullptr);
@@ -234,7 +237,8 @@ TEST_F(MemoryTest, EveryWorkingCopyFormatIsOfferedAndPacksTightly)
     const cl_image_format packed = {CL_RGB, CL_UNORM_SHORT_565};
     cl_int nError = CL_SUCCESS;
     const cl_image_desc desc = Desc(CL_MEM_OBJECT_IMAGE2D, 4, 4);
-    EXPECT_EQ(nullptr, clCreateImage(m_Context, CL_MEM_READ_WRITE, &packed, &desc, nullptr, &nError));
+    EXPECT_EQ(nullptr,
+              clCreateImage(m_Context, CL_MEM_READ_WRITE, &packed, &desc, nullptr, &nError));
     EXPECT_EQ(CL_IMAGE_FORMAT_NOT_SUPPORTED, nError);
 }
 
@@ -271,8 +275,8 @@ TEST_F(MemoryTest, ImagesMoveTheirPixelsThroughEveryCommand)
     // Copies to an image of the same layout and through a buffer keep every byte.
     const cl_image_format uint8 = {CL_RGBA, CL_UNSIGNED_INT8};
     cl_mem copy = MakeImage(uint8, Desc(CL_MEM_OBJECT_IMAGE2D, 5, 3));
-    EXPECT_EQ(CL_IMAGE_FORMAT_MISMATCH, clEnqueueCopyImage(m_Queue, image, copy, vZero, vZero,
-                                                           vAll, 0, nullptr, nullptr));
+    EXPECT_EQ(CL_IMAGE_FORMAT_MISMATCH,
+              clEnqueueCopyImage(m_Queue, image, copy, vZero, vZero, vAll, 0, nullptr, nullptr));
     cl_mem same = MakeImage(rgba8, Desc(CL_MEM_OBJECT_IMAGE2D, 5, 3));
     ASSERT_EQ(CL_SUCCESS,
               clEnqueueCopyImage(m_Queue, image, same, vZero, vZero, vAll, 0, nullptr, nullptr));
@@ -292,22 +296,23 @@ TEST_F(MemoryTest, ImagesMoveTheirPixelsThroughEveryCommand)
     EXPECT_EQ(vLinear, vCopy);
 
     const float vColor[4] = {1.0f, 0.0f, 0.5f, 1.0f};
-    ASSERT_EQ(CL_SUCCESS, clEnqueueFillImage(m_Queue, same, vColor, vOrigin, vRegion, 0, nullptr,
-                                             nullptr));
+    ASSERT_EQ(CL_SUCCESS,
+              clEnqueueFillImage(m_Queue, same, vColor, vOrigin, vRegion, 0, nullptr, nullptr));
     clEnqueueReadImage(m_Queue, same, CL_TRUE, vOrigin, vRegion, 0, 0, vBlock.data(), 0, nullptr,
                        nullptr);
     EXPECT_EQ((std::vector<uint8_t>{255, 0, 128, 255}),
               std::vector<uint8_t>(vBlock.begin() + 12, vBlock.end()));
     const size_t vOutside[3] = {4, 0, 0};
-    EXPECT_EQ(CL_INVALID_VALUE, clEnqueueReadImage(m_Queue, same, CL_TRUE, vOutside, vRegion, 0,
-                                                   0, vBlock.data(), 0, nullptr, nullptr));
+    EXPECT_EQ(CL_INVALID_VALUE, clEnqueueReadImage(m_Queue, same, CL_TRUE, vOutside, vRegion, 0, 0,
+                                                   vBlock.data(), 0, nullptr, nullptr));
 }
 
 TEST_F(MemoryTest, ImagesOfEveryDimensionReportTheirShape)
 {
     const cl_image_format format = {CL_R, CL_FLOAT};
     cl_int nError = CL_SUCCESS;
-    cl_mem image2D = clCreateImage2D(m_Context, CL_MEM_READ_WRITE, &format, 7, 1, 0, nullptr, &nError);
+    cl_mem image2D =
+        clCreateImage2D(m_Context, CL_MEM_READ_WRITE, &format, 7, 1, 0, nullptr, &nError);
     ASSERT_EQ(CL_SUCCESS, nError);
     m_vBuffers.push_back(image2D);
     cl_mem image3D =
@@ -340,13 +345,13 @@ TEST_F(MemoryTest, ImagesOfEveryDimensionReportTheirShape)
     std::vector<float> vAll(24);
     const size_t vZero[3] = {0, 0, 0};
     const size_t vEverything[3] = {6, 4, 1};
-    clEnqueueReadImage(m_Queue, layers, CL_TRUE, vZero, vEverything, 0, 0, vAll.data(), 0,
-                       nullptr, nullptr);
+    clEnqueueReadImage(m_Queue, layers, CL_TRUE, vZero, vEverything, 0, 0, vAll.data(), 0, nullptr,
+                       nullptr);
     EXPECT_EQ(vRow, std::vector<float>(vAll.begin() + 12, vAll.begin() + 18));
 
     const cl_image_desc tooWide = Desc(CL_MEM_OBJECT_IMAGE2D, 20000, 2);
-    EXPECT_EQ(nullptr, clCreateImage(m_Context, CL_MEM_READ_WRITE, &format, &tooWide, nullptr,
-                                     &nError));
+    EXPECT_EQ(nullptr,
+              clCreateImage(m_Context, CL_MEM_READ_WRITE, &format, &tooWide, nullptr, &nError));
     EXPECT_EQ(CL_INVALID_IMAGE_SIZE, nError);
 }
 

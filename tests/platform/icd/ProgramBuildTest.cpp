@@ -24,18 +24,18 @@ std::string TwoKernels()
     {
         const std::string strFunction = std::string("__OpenCL_") + vNames[k] + "_kernel";
         const std::string strLabel = std::to_string(1024 + k);
-        strText += "func " + strLabel + "\n;ARGSTART:" + strFunction +
-                   "\n;version:3:1:111\n;uniqueid:" + strLabel +
-                   "\n;memory:64bitABI\n;pointer:out:float:1:1:0:uav:11:4:RW:0:0\n;ARGEND:" +
-                   strFunction +
-                   "\ndcl_cb cb1[1]\n"
-                   "dcl_typeless_uav_id(11)_type(0)_stride(4)_length(4)\n"
-                   "dcl_literal l0, 2, 1.0, 2.0, 0\n"
-                   "iadd r0.x, vAbsTid0.x, cb0[6].x\n"
-                   "ishl r0.y, r0.x, l0.x\n"
-                   "i64add r1.xy, cb1[0].xyxy, r0.y0y0\n"
-                   "uav_raw_store_id(11)_a64 mem0.x, r1.xyxy, l0." +
-                   (k == 0 ? "y" : "z") + "\nret\nendfunc\n";
+        strText +=
+            "func " + strLabel + "\n;ARGSTART:" + strFunction +
+            "\n;version:3:1:111\n;uniqueid:" + strLabel +
+            "\n;memory:64bitABI\n;pointer:out:float:1:1:0:uav:11:4:RW:0:0\n;ARGEND:" + strFunction +
+            "\ndcl_cb cb1[1]\n"
+            "dcl_typeless_uav_id(11)_type(0)_stride(4)_length(4)\n"
+            "dcl_literal l0, 2, 1.0, 2.0, 0\n"
+            "iadd r0.x, vAbsTid0.x, cb0[6].x\n"
+            "ishl r0.y, r0.x, l0.x\n"
+            "i64add r1.xy, cb1[0].xyxy, r0.y0y0\n"
+            "uav_raw_store_id(11)_a64 mem0.x, r1.xyxy, l0." +
+            (k == 0 ? "y" : "z") + "\nret\nendfunc\n";
     }
     return strText + "end\n";
 }
@@ -43,9 +43,8 @@ std::string TwoKernels()
 std::string SectionText(const CElf& elf, const std::string& strName)
 {
     const CElfSection* pSection = elf.GetSection(strName);
-    return pSection != nullptr
-               ? std::string(pSection->GetData().begin(), pSection->GetData().end())
-               : std::string();
+    return pSection != nullptr ? std::string(pSection->GetData().begin(), pSection->GetData().end())
+                               : std::string();
 }
 
 std::string SymbolText(CElf& elf, const std::string& strSymbol)
@@ -70,8 +69,8 @@ protected:
         const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
         cl_int nStatus = 1;
         cl_int nError = CL_SUCCESS;
-        cl_program program = clCreateProgramWithBinary(m_Context, 1, &m_Device, &nSize, &pBinary,
-                                                       &nStatus, &nError);
+        cl_program program =
+            clCreateProgramWithBinary(m_Context, 1, &m_Device, &nSize, &pBinary, &nStatus, &nError);
         EXPECT_EQ(CL_SUCCESS, nError);
         EXPECT_EQ(CL_SUCCESS, nStatus);
         m_vPrograms.push_back(program);
@@ -88,8 +87,8 @@ protected:
         cl_mem out = MakeBuffer(64 * sizeof(float));
         clSetKernelArg(kernel, 0, sizeof(cl_mem), &out);
         const size_t nGlobal = 64;
-        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal,
-                                                     nullptr, 0, nullptr, nullptr));
+        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr,
+                                                     0, nullptr, nullptr));
         return Read<float>(out, 64);
     }
 };
@@ -109,8 +108,7 @@ TEST_F(ProgramBuildTest, SourceBecomesAKernelBinaryFoundBySectionAndSymbol)
     const std::string strMetadata = SymbolText(elf, "__OpenCL_vadd_metadata");
     EXPECT_EQ(0u, strMetadata.find(";ARGSTART:__OpenCL_vadd_kernel\n;version:3:1:111\n"));
     EXPECT_NE(std::string::npos, strMetadata.find(";device:larkspur\n"));
-    EXPECT_EQ(";ARGEND:__OpenCL_vadd_kernel\n",
-              strMetadata.substr(strMetadata.size() - 29));
+    EXPECT_EQ(";ARGEND:__OpenCL_vadd_kernel\n", strMetadata.substr(strMetadata.size() - 29));
     EXPECT_EQ(32u, SymbolText(elf, "__OpenCL_vadd_header").size());
     EXPECT_NE(std::string::npos, SymbolText(elf, "__OpenCL_vadd_xanil").find("\ncall 1024\n"));
 
@@ -148,9 +146,9 @@ TEST_F(ProgramBuildTest, ABinaryBuildsOneKernelFromItsDebugIL)
     EXPECT_EQ(CL_BUILD_PROGRAM_FAILURE,
               clBuildProgram(program, 1, &m_Device, "-just-kernel=third", nullptr, nullptr));
     EXPECT_NE(std::string::npos, BuildLog(program).find("third"));
-    ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 1, &m_Device,
-                                         "-ignore-env -use-debugil -just-kernel=second", nullptr,
-                                         nullptr));
+    ASSERT_EQ(CL_SUCCESS,
+              clBuildProgram(program, 1, &m_Device, "-ignore-env -use-debugil -just-kernel=second",
+                             nullptr, nullptr));
     cl_int nError = CL_SUCCESS;
     EXPECT_EQ(nullptr, clCreateKernel(program, "first", &nError));
     EXPECT_EQ(CL_INVALID_KERNEL_NAME, nError);
@@ -177,8 +175,8 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     const uint64_t nOffset = pRodata->GetSize();
     pRodata->AppendData(strMetadata);
     ASSERT_TRUE(pSymbols->SetSymbolInfo(it, it->name, ELF64_ST_BIND(it->st_info),
-                                        ELF64_ST_TYPE(it->st_info), it->st_other, pRodata,
-                                        nOffset, strMetadata.size()));
+                                        ELF64_ST_TYPE(it->st_info), it->st_other, pRodata, nOffset,
+                                        strMetadata.size()));
     ASSERT_TRUE(elf.RemoveSection(".xanil"));
     std::vector<char> vPatched;
     ASSERT_TRUE(elf.Store(vPatched));
@@ -213,8 +211,8 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     clSetKernelArg(kernel, 5, sizeof(cl_mem), nullptr);
     clSetKernelArg(kernel, 6, sizeof(nSelector), &nSelector);
     const size_t nGlobal = 16;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr,
-                                                 0, nullptr, nullptr));
+    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
+                                                 nullptr, nullptr));
     EXPECT_EQ(std::vector<float>(16, 3.0f), Read<float>(c, 16));
 }
 
@@ -233,14 +231,14 @@ TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndOtherOpenCLCDoesN
     EXPECT_EQ(0u, nArgs);
     const size_t nGlobal = 128;
     cl_event done = nullptr;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr,
-                                                 0, nullptr, &done));
+    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
+                                                 nullptr, &done));
     EXPECT_EQ(CL_SUCCESS, clWaitForEvents(1, &done));
     clReleaseEvent(done);
 
     std::string strLog;
-    EXPECT_EQ(nullptr, Build("__kernel void add(__global float* a) { a[0] += 1.0f; }", nullptr,
-                             &strLog));
+    EXPECT_EQ(nullptr,
+              Build("__kernel void add(__global float* a) { a[0] += 1.0f; }", nullptr, &strLog));
     EXPECT_NE(std::string::npos, strLog.find("IL source")) << strLog;
 }
 
@@ -251,7 +249,8 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
     const size_t nAt = strSource.find("add r3.x, r3.x, r4.x");
     strSource.replace(nAt, 3, "addd");
     const std::string strLine =
-        "line " + std::to_string(std::count(strSource.begin(), strSource.begin() + long(nAt), '\n') + 1);
+        "line " +
+        std::to_string(std::count(strSource.begin(), strSource.begin() + long(nAt), '\n') + 1);
     EXPECT_EQ(nullptr, Build(strSource, nullptr, &strLog));
     EXPECT_NE(std::string::npos, strLog.find(strLine + ", column 1: unknown opcode 'addd'"))
         << strLog;
@@ -261,7 +260,8 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
     EXPECT_NE(std::string::npos, strLog.find("unknown type \"xyz\"")) << strLog;
 
     std::string strNoEnd = KernelSource("k", "", "");
-    strNoEnd.erase(strNoEnd.find(";ARGEND"), strNoEnd.find("dcl_cb cb1") - strNoEnd.find(";ARGEND"));
+    strNoEnd.erase(strNoEnd.find(";ARGEND"),
+                   strNoEnd.find("dcl_cb cb1") - strNoEnd.find(";ARGEND"));
     EXPECT_EQ(nullptr, Build(strNoEnd, nullptr, &strLog));
     EXPECT_NE(std::string::npos, strLog.find("line 6: the metadata block")) << strLog;
 
@@ -309,8 +309,7 @@ TEST_F(ProgramBuildTest, ProgramsListTheirKernelsAndHoldTheirBuildWhileKernelsLi
     cl_uint nCreated = 0;
     ASSERT_EQ(CL_SUCCESS, clCreateKernelsInProgram(program, 2, vKernels, &nCreated));
     EXPECT_EQ(2u, nCreated);
-    EXPECT_EQ(CL_INVALID_OPERATION,
-              clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_EQ(CL_INVALID_OPERATION, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
     // A kernel keeps its program.
     cl_program held = nullptr;
     clGetKernelInfo(vKernels[1], CL_KERNEL_PROGRAM, sizeof(held), &held, nullptr);

@@ -1,0 +1,203 @@
+// Events: statuses that move only forward, user events, wait lists across queues, callbacks,
+// markers, barriers and profiling.
+#include "ICDTestSupport.h"
+
+#include <atomic>
+#include <thread>
+
+using namespace XAN_Test;
+
+namespace
+{
+class EventTest : public CLFixture
+{
+protected:
+    cl_command_queue MakeQueue(cl_command_queue_properties nProperties = 0)
+    {
+        cl_int nError = CL_SUCCESS;
+        cl_command_queue queue = clCreateCommandQueue(m_Context, m_Device, nProperties, &nError);
+        EXPECT_EQ(CL_SUCCESS, nError);
+        return queue;
+    }
+    cl_event MakeUserEvent()
+    {
+        cl_int nError = CL_SUCCESS;
+        cl_event event = clCreateUserEvent(m_Context, &nError);
+        EXPECT_EQ(CL_SUCCESS, nError);
+        return event;
+    }
+};
+
+cl_int StatusOf(cl_event event)
+{
+    cl_int nStatus = 99;
+    clGetEventInfo(event, CL_EVENT_COMMAND_EXECUTION_STATUS, sizeof(nStatus), &nStatus, nullptr);
+    return nStatus;
+}
+
+struct SNotice
+{
+    std::atomic<int> nCalls{0};
+    std::atomic<cl_int> nStatus{99};
+};
+
+void CL_CALLBACK Notice(cl_event, cl_int nStatus, void* pUserData)
+{
+    SNotice* pNotice = static_cast<SNotice*>(pUserData);
+    pNotice->nStatus = nStatus;
+    ++pNotice->nCalls;
+}
+} // namespace
+
+TEST_F(EventTest, AUserEventHoldsBackCommandsOfEveryQueueWaitingForIt)
+{
+    cl_command_queue other = MakeQueue();
+    cl_event gate = MakeUserEvent();
+    cl_mem buffer = MakeBuffer(16);
+    const std::vector<int> vValues = {1, 2, 3, 4};
+    cl_event written = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, buffer, CL_FALSE, 0, 16, vValues.data(), 1,
+                                               &gate, &written));
+    std::vector<int> vRead(4, 0);
+    cl_event read = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueReadBuffer(other, buffer, CL_FALSE, 0, 16, vRead.data(), 1,
+                                              &written, &read));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(CL_SUBMITTED, StatusOf(gate));
+    EXPECT_GT(StatusOf(written), CL_RUNNING);
+    EXPECT_GT(StatusOf(read), CL_RUNNING);
+
+    ASSERT_EQ(CL_SUCCESS, clSetUserEventStatus(gate, CL_COMPLETE));
+    ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &read));
+    EXPECT_EQ(vValues, vRead);
+    EXPECT_EQ(CL_COMPLETE, StatusOf(written));
+    EXPECT_EQ(CL_INVALID_OPERATION, clSetUserEventStatus(gate, CL_COMPLETE));
+    EXPECT_EQ(CL_INVALID_EVENT, clSetUserEventStatus(read, CL_COMPLETE));
+    cl_command_type nType = 0;
+    clGetEventInfo(gate, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
+    EXPECT_EQ(cl_command_type(CL_COMMAND_USER), nType);
+    for (cl_event event : {gate, written, read})
+    {
+        clReleaseEvent(event);
+    }
+    clReleaseCommandQueue(other);
+}
+
+TEST_F(EventTest, AFailedEventFailsTheCommandsWaitingForIt)
+{
+    cl_event gate = MakeUserEvent();
+    cl_event marker = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 1, &gate, &marker));
+    EXPECT_EQ(CL_INVALID_VALUE, clSetUserEventStatus(gate, CL_SUBMITTED));
+    ASSERT_EQ(CL_SUCCESS, clSetUserEventStatus(gate, -42));
+    EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &marker));
+    EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, StatusOf(marker));
+    EXPECT_EQ(-42, StatusOf(gate));
+    // The queue goes on after the failure.
+    cl_event next = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &next));
+    EXPECT_EQ(CL_SUCCESS, clWaitForEvents(1, &next));
+    for (cl_event event : {gate, marker, next})
+    {
+        clReleaseEvent(event);
+    }
+}
+
+TEST_F(EventTest, CallbacksRunOnceWhenTheirStatusIsReached)
+{
+    cl_event gate = MakeUserEvent();
+    cl_event marker = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 1, &gate, &marker));
+    SNotice submitted;
+    SNotice complete;
+    ASSERT_EQ(CL_SUCCESS, clSetEventCallback(marker, CL_SUBMITTED, Notice, &submitted));
+    ASSERT_EQ(CL_SUCCESS, clSetEventCallback(marker, CL_COMPLETE, Notice, &complete));
+    EXPECT_EQ(CL_INVALID_VALUE, clSetEventCallback(marker, CL_QUEUED, Notice, &complete));
+    EXPECT_EQ(CL_INVALID_VALUE, clSetEventCallback(marker, CL_COMPLETE, nullptr, nullptr));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(1, submitted.nCalls);
+    EXPECT_EQ(CL_SUBMITTED, submitted.nStatus);
+    EXPECT_EQ(0, complete.nCalls);
+
+    clSetUserEventStatus(gate, CL_COMPLETE);
+    clFinish(m_Queue);
+    EXPECT_EQ(1, complete.nCalls);
+    EXPECT_EQ(CL_COMPLETE, complete.nStatus);
+    // Registered after the fact, it runs at once.
+    SNotice late;
+    ASSERT_EQ(CL_SUCCESS, clSetEventCallback(marker, CL_RUNNING, Notice, &late));
+    EXPECT_EQ(1, late.nCalls);
+    EXPECT_EQ(1, submitted.nCalls);
+    clReleaseEvent(gate);
+    clReleaseEvent(marker);
+}
+
+TEST_F(EventTest, MarkersBarriersAndProfilingTimes)
+{
+    cl_command_queue profiled = MakeQueue(CL_QUEUE_PROFILING_ENABLE);
+    cl_mem buffer = MakeBuffer(4096);
+    const std::vector<uint8_t> vData(4096, 7);
+    cl_event write = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(profiled, buffer, CL_FALSE, 0, vData.size(),
+                                               vData.data(), 0, nullptr, &write));
+    ASSERT_EQ(CL_SUCCESS, clEnqueueBarrier(profiled));
+    cl_event marker = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarker(profiled, &marker));
+    ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &marker));
+    EXPECT_EQ(CL_COMPLETE, StatusOf(write));
+    cl_ulong vTimes[4] = {};
+    const cl_profiling_info vParams[4] = {CL_PROFILING_COMMAND_QUEUED, CL_PROFILING_COMMAND_SUBMIT,
+                                          CL_PROFILING_COMMAND_START, CL_PROFILING_COMMAND_END};
+    for (int i = 0; i < 4; ++i)
+    {
+        ASSERT_EQ(CL_SUCCESS, clGetEventProfilingInfo(write, vParams[i], sizeof(cl_ulong),
+                                                      &vTimes[i], nullptr));
+    }
+    EXPECT_LE(vTimes[0], vTimes[1]);
+    EXPECT_LE(vTimes[1], vTimes[2]);
+    EXPECT_LE(vTimes[2], vTimes[3]);
+
+    cl_event plain = nullptr;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &plain));
+    clWaitForEvents(1, &plain);
+    EXPECT_EQ(CL_PROFILING_INFO_NOT_AVAILABLE,
+              clGetEventProfilingInfo(plain, CL_PROFILING_COMMAND_END, sizeof(cl_ulong), vTimes,
+                                      nullptr));
+    EXPECT_EQ(CL_INVALID_EVENT_WAIT_LIST,
+              clEnqueueMarkerWithWaitList(m_Queue, 1, nullptr, nullptr));
+    EXPECT_EQ(CL_INVALID_EVENT_WAIT_LIST, clEnqueueMarkerWithWaitList(m_Queue, 0, &plain, nullptr));
+    EXPECT_EQ(CL_INVALID_VALUE, clEnqueueMarker(m_Queue, nullptr));
+
+    cl_int nError = CL_SUCCESS;
+    cl_context other = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    cl_event foreign = clCreateUserEvent(other, &nError);
+    EXPECT_EQ(CL_INVALID_CONTEXT, clEnqueueMarkerWithWaitList(m_Queue, 1, &foreign, nullptr));
+    const cl_event vMixed[] = {plain, foreign};
+    EXPECT_EQ(CL_INVALID_CONTEXT, clWaitForEvents(2, vMixed));
+    clSetUserEventStatus(foreign, CL_COMPLETE);
+    for (cl_event event : {write, marker, plain, foreign})
+    {
+        clReleaseEvent(event);
+    }
+    clReleaseContext(other);
+    clReleaseCommandQueue(profiled);
+}
+
+TEST_F(EventTest, AReleasedQueueFinishesItsCommandsFirst)
+{
+    cl_command_queue queue = MakeQueue(CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE);
+    cl_event gate = MakeUserEvent();
+    cl_mem buffer = MakeBuffer(4);
+    const int nValue = 1234;
+    cl_event write = nullptr;
+    ASSERT_EQ(CL_SUCCESS,
+              clEnqueueWriteBuffer(queue, buffer, CL_FALSE, 0, 4, &nValue, 1, &gate, &write));
+    std::thread release([&] { clReleaseCommandQueue(queue); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    clSetUserEventStatus(gate, CL_COMPLETE);
+    release.join();
+    EXPECT_EQ(CL_COMPLETE, StatusOf(write));
+    EXPECT_EQ(nValue, Read<int>(buffer, 1)[0]);
+    clReleaseEvent(write);
+    clReleaseEvent(gate);
+}

@@ -1,0 +1,168 @@
+// Kernels: their arguments as the metadata declares them, launch geometry and group sizes,
+// local memory arguments, and the arguments and objects an enqueued launch holds.
+#include "ICDTestSupport.h"
+
+#include <numeric>
+
+using namespace XAN_Test;
+
+namespace
+{
+class KernelTest : public CLFixture
+{
+protected:
+    // Sums of groups of the reduce example over 1..N.
+    std::vector<uint32_t> Reduce(size_t nCount, const size_t* pLocal, size_t nGroups)
+    {
+        cl_kernel kernel = MakeKernel(ReadKernel("reduce.il"), "reduce");
+        std::vector<uint32_t> vInput(nCount);
+        std::iota(vInput.begin(), vInput.end(), 1u);
+        cl_mem input = MakeBuffer(nCount * 4, vInput.data());
+        cl_mem sums = MakeBuffer(nGroups * 4);
+        const cl_int n = cl_int(nCount);
+        clSetKernelArg(kernel, 0, sizeof(cl_mem), &input);
+        clSetKernelArg(kernel, 1, sizeof(cl_mem), &sums);
+        EXPECT_EQ(CL_SUCCESS, clSetKernelArg(kernel, 2, 256 * 4, nullptr));
+        clSetKernelArg(kernel, 3, sizeof(n), &n);
+        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nCount, pLocal,
+                                                     0, nullptr, nullptr));
+        return Read<uint32_t>(sums, nGroups);
+    }
+
+    cl_int LaunchGeometry(cl_kernel kernel, cl_uint nDim, const size_t* pGlobal,
+                          const size_t* pLocal)
+    {
+        return clEnqueueNDRangeKernel(m_Queue, kernel, nDim, nullptr, pGlobal, pLocal, 0, nullptr,
+                                      nullptr);
+    }
+};
+
+// The sum of 1..n over each group of nGroupSize numbers.
+std::vector<uint32_t> GroupSums(size_t nCount, size_t nGroupSize)
+{
+    std::vector<uint32_t> vSums(nCount / nGroupSize, 0);
+    for (size_t i = 0; i < nCount; ++i)
+    {
+        vSums[i / nGroupSize] += uint32_t(i + 1);
+    }
+    return vSums;
+}
+} // namespace
+
+TEST_F(KernelTest, ArgumentsFollowTheMetadataAndAreChecked)
+{
+    cl_kernel kernel = MakeKernel(ReadKernel("vadd.il"), "vadd");
+    cl_uint nArgs = 0;
+    clGetKernelInfo(kernel, CL_KERNEL_NUM_ARGS, sizeof(nArgs), &nArgs, nullptr);
+    ASSERT_EQ(4u, nArgs);
+    char vText[32] = {};
+    clGetKernelArgInfo(kernel, 2, CL_KERNEL_ARG_NAME, sizeof(vText), vText, nullptr);
+    EXPECT_STREQ("c", vText);
+    clGetKernelArgInfo(kernel, 2, CL_KERNEL_ARG_TYPE_NAME, sizeof(vText), vText, nullptr);
+    EXPECT_STREQ("float*", vText);
+    clGetKernelArgInfo(kernel, 3, CL_KERNEL_ARG_TYPE_NAME, sizeof(vText), vText, nullptr);
+    EXPECT_STREQ("int", vText);
+    cl_kernel_arg_address_qualifier nAddress = 0;
+    clGetKernelArgInfo(kernel, 0, CL_KERNEL_ARG_ADDRESS_QUALIFIER, sizeof(nAddress), &nAddress,
+                       nullptr);
+    EXPECT_EQ(cl_kernel_arg_address_qualifier(CL_KERNEL_ARG_ADDRESS_GLOBAL), nAddress);
+    EXPECT_EQ(CL_INVALID_ARG_INDEX,
+              clGetKernelArgInfo(kernel, 4, CL_KERNEL_ARG_NAME, sizeof(vText), vText, nullptr));
+    clGetKernelInfo(kernel, CL_KERNEL_FUNCTION_NAME, sizeof(vText), vText, nullptr);
+    EXPECT_STREQ("vadd", vText);
+
+    cl_mem buffer = MakeBuffer(64);
+    const cl_int n = 16;
+    const cl_long nWide = 16;
+    EXPECT_EQ(CL_INVALID_ARG_INDEX, clSetKernelArg(kernel, 4, sizeof(n), &n));
+    EXPECT_EQ(CL_INVALID_ARG_SIZE, clSetKernelArg(kernel, 3, sizeof(nWide), &nWide));
+    EXPECT_EQ(CL_INVALID_ARG_VALUE, clSetKernelArg(kernel, 3, sizeof(n), nullptr));
+    EXPECT_EQ(CL_INVALID_ARG_SIZE, clSetKernelArg(kernel, 0, 4, &buffer));
+    EXPECT_EQ(CL_INVALID_MEM_OBJECT, clSetKernelArg(kernel, 0, sizeof(cl_mem), &kernel));
+    EXPECT_EQ(CL_SUCCESS, clSetKernelArg(kernel, 0, sizeof(cl_mem), nullptr));
+    const size_t nGlobal = 16;
+    EXPECT_EQ(CL_INVALID_KERNEL_ARGS, LaunchGeometry(kernel, 1, &nGlobal, nullptr));
+
+    cl_int nError = CL_SUCCESS;
+    cl_context other = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    cl_mem foreign = clCreateBuffer(other, CL_MEM_READ_WRITE, 64, nullptr, &nError);
+    EXPECT_EQ(CL_INVALID_MEM_OBJECT, clSetKernelArg(kernel, 1, sizeof(cl_mem), &foreign));
+    clReleaseMemObject(foreign);
+    clReleaseContext(other);
+}
+
+TEST_F(KernelTest, LocalArgumentsGiveEachGroupItsOwnScratchMemory)
+{
+    const size_t nLocal = 64;
+    EXPECT_EQ(GroupSums(1024, 64), Reduce(1024, &nLocal, 16));
+    // Without a local size the platform picks the largest group that divides the range, the
+    // same every time.
+    EXPECT_EQ(GroupSums(1024, 256), Reduce(1024, nullptr, 4));
+    EXPECT_EQ(GroupSums(1024, 256), Reduce(1024, nullptr, 4));
+}
+
+TEST_F(KernelTest, GroupSizesFollowTheKernelsDeclarations)
+{
+    cl_kernel limited =
+        MakeKernel(KernelSource("limited", "", "", "dcl_max_thread_per_group 64\n"), "limited");
+    size_t nSize = 0;
+    clGetKernelWorkGroupInfo(limited, m_Device, CL_KERNEL_WORK_GROUP_SIZE, sizeof(nSize), &nSize,
+                             nullptr);
+    EXPECT_EQ(64u, nSize);
+    const size_t vGlobal[3] = {256, 4, 2};
+    const size_t vLocal[3] = {64, 1, 1};
+    const size_t vTooMany[3] = {128, 1, 1};
+    const size_t vUneven[3] = {48, 1, 1};
+    EXPECT_EQ(CL_SUCCESS, LaunchGeometry(limited, 3, vGlobal, vLocal));
+    EXPECT_EQ(CL_INVALID_WORK_GROUP_SIZE, LaunchGeometry(limited, 1, vGlobal, vTooMany));
+    EXPECT_EQ(CL_INVALID_WORK_GROUP_SIZE, LaunchGeometry(limited, 1, vGlobal, vUneven));
+    EXPECT_EQ(CL_INVALID_WORK_DIMENSION, LaunchGeometry(limited, 4, vGlobal, nullptr));
+    const size_t vEmpty[3] = {0, 1, 1};
+    EXPECT_EQ(CL_INVALID_GLOBAL_WORK_SIZE, LaunchGeometry(limited, 1, vEmpty, nullptr));
+
+    cl_kernel fixed =
+        MakeKernel(KernelSource("fixed", "", "", "dcl_num_thread_per_group 8, 2, 1\n"), "fixed");
+    size_t vCompiled[3] = {};
+    clGetKernelWorkGroupInfo(fixed, nullptr, CL_KERNEL_COMPILE_WORK_GROUP_SIZE, sizeof(vCompiled),
+                             vCompiled, nullptr);
+    EXPECT_EQ(8u, vCompiled[0]);
+    EXPECT_EQ(2u, vCompiled[1]);
+    clGetKernelWorkGroupInfo(fixed, nullptr, CL_KERNEL_WORK_GROUP_SIZE, sizeof(nSize), &nSize,
+                             nullptr);
+    EXPECT_EQ(16u, nSize);
+    EXPECT_EQ(CL_SUCCESS, LaunchGeometry(fixed, 2, vGlobal, nullptr));
+    EXPECT_EQ(CL_INVALID_WORK_GROUP_SIZE, LaunchGeometry(fixed, 2, vGlobal, vLocal));
+}
+
+TEST_F(KernelTest, ALaunchHoldsItsArgumentsAndObjectsAsTheyWereAtTheEnqueue)
+{
+    cl_int nError = CL_SUCCESS;
+    const std::string strSource = ReadKernel("vadd.il");
+    const char* pText = strSource.c_str();
+    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
+    cl_kernel kernel = clCreateKernel(program, "vadd", &nError);
+    const std::vector<float> vOnes(64, 1.0f);
+    cl_mem a = clCreateBuffer(m_Context, CL_MEM_COPY_HOST_PTR, 256,
+                              const_cast<float*>(vOnes.data()), &nError);
+    cl_mem c = MakeBuffer(256);
+    const cl_int nAll = 64;
+    const cl_int nNone = 0;
+    clSetKernelArg(kernel, 0, sizeof(cl_mem), &a);
+    clSetKernelArg(kernel, 1, sizeof(cl_mem), &a);
+    clSetKernelArg(kernel, 2, sizeof(cl_mem), &c);
+    clSetKernelArg(kernel, 3, sizeof(nAll), &nAll);
+
+    cl_event gate = clCreateUserEvent(m_Context, &nError);
+    const size_t nGlobal = 64;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 1,
+                                                 &gate, nullptr));
+    // Changed and released before the launch may run.
+    clSetKernelArg(kernel, 3, sizeof(nNone), &nNone);
+    clReleaseMemObject(a);
+    clReleaseKernel(kernel);
+    clReleaseProgram(program);
+    clSetUserEventStatus(gate, CL_COMPLETE);
+    EXPECT_EQ(std::vector<float>(64, 2.0f), Read<float>(c, 64));
+    clReleaseEvent(gate);
+}
