@@ -413,14 +413,22 @@ void CILExecutor::WritePairLanes(const SInstruction& instruction, unsigned int n
                                          : Scratch(SLOT_RESULT + nLow);
     uint32_t* pHigh = instruction.bDirect ? Column(Operand(instruction, 0).nColumn + nLow + 1)
                                           : Scratch(SLOT_RESULT + nLow + 1);
-    const bool bBlend = instruction.bDirect && m_nActive != m_nLanes;
+    if (!instruction.bDirect || m_nActive == m_nLanes)
+    {
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            const uint64_t nResult = fnValue(l);
+            pLow[l] = uint32_t(nResult);
+            pHigh[l] = uint32_t(nResult >> 32);
+        }
+        return;
+    }
     const uint32_t* pExec = m_vExec.data();
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         const uint64_t nResult = fnValue(l);
-        const uint32_t nKeep = bBlend ? ~pExec[l] : 0u;
-        pLow[l] = (uint32_t(nResult) & ~nKeep) | (pLow[l] & nKeep);
-        pHigh[l] = (uint32_t(nResult >> 32) & ~nKeep) | (pHigh[l] & nKeep);
+        pLow[l] = (uint32_t(nResult) & pExec[l]) | (pLow[l] & ~pExec[l]);
+        pHigh[l] = (uint32_t(nResult >> 32) & pExec[l]) | (pHigh[l] & ~pExec[l]);
     }
 }
 
