@@ -1065,11 +1065,10 @@ void CILProgramLoader::FindReadColumns()
     std::vector<bool> vRead(m_Program.m_nColumnCount, false);
     for (const SInstruction& instruction : m_Program.m_vInstructions)
     {
-        const SOperand* pOperands = &m_Program.m_vOperands[instruction.nFirstOperand];
         const uint32_t nCount = instruction.nSourceCount + (instruction.bHasDest ? 1u : 0u);
         for (uint32_t i = 0; i < nCount; ++i)
         {
-            const SOperand& operand = pOperands[i];
+            const SOperand& operand = m_Program.m_vOperands[instruction.nFirstOperand + i];
             if (operand.bIndexed)
             {
                 vRead[operand.nIndexColumn] = true;
