@@ -33,3 +33,14 @@ function(xan_add_test_suite name)
   target_link_libraries(${name} PRIVATE xan_test_main GTest::gtest GTest::gmock ${ARG_LIBRARIES})
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES ${ARG_PROPERTIES})
 endfunction()
+
+# Adds every subfolder of the current folder that has a CMakeLists.txt, so that
+# a new component needs no edit of the folder above it.
+function(xan_add_subdirectories)
+  file(GLOB entries LIST_DIRECTORIES true CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/*")
+  foreach(entry IN LISTS entries)
+    if(EXISTS "${entry}/CMakeLists.txt")
+      add_subdirectory("${entry}")
+    endif()
+  endforeach()
+endfunction()
