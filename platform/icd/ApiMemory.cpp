@@ -16,6 +16,25 @@ cl_mem HandleOf(CMemObject* pMem)
     return pMem != nullptr ? static_cast<cl_mem>(pMem->GetHandle()) : nullptr;
 }
 
+// Runs fnCreate(pContext, nError) for a live context and hands out what it made.
+template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, F&& fnCreate)
+{
+    return GuardedCreate(errcode_ret,
+                         [&]() -> cl_mem
+                         {
+                             CContext* pContext = CCLObject::Find<CContext>(context);
+                             if (pContext == nullptr)
+                             {
+                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
+                                 return nullptr;
+                             }
+                             cl_int nError = CL_SUCCESS;
+                             CMemObject* pMem = fnCreate(pContext, nError);
+                             SetError(errcode_ret, nError);
+                             return HandleOf(pMem);
+                         });
+}
+
 cl_sampler MakeSampler(cl_context context, const cl_sampler_properties* pProperties,
                        cl_int* errcode_ret)
 {
@@ -35,21 +54,10 @@ cl_sampler MakeSampler(cl_context context, const cl_sampler_properties* pPropert
 cl_mem clCreateBuffer(cl_context context, cl_mem_flags flags, size_t size, void* host_ptr,
                       cl_int* errcode_ret)
 {
-    return GuardedCreate(errcode_ret,
-                         [&]() -> cl_mem
-                         {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
-                             if (pContext == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
-                                 return nullptr;
-                             }
-                             cl_int nError = CL_SUCCESS;
-                             CMemObject* pBuffer =
-                                 CMemObject::CreateBuffer(pContext, flags, size, host_ptr, nError);
-                             SetError(errcode_ret, nError);
-                             return HandleOf(pBuffer);
-                         });
+    return CreateMemory(
+        context, errcode_ret,
+        [&](CContext* pContext, cl_int& nError)
+        { return CMemObject::CreateBuffer(pContext, flags, size, host_ptr, nError); });
 }
 
 cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
@@ -84,21 +92,11 @@ cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
 cl_mem clCreateImage(cl_context context, cl_mem_flags flags, const cl_image_format* image_format,
                      const cl_image_desc* image_desc, void* host_ptr, cl_int* errcode_ret)
 {
-    return GuardedCreate(errcode_ret,
-                         [&]() -> cl_mem
-                         {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
-                             if (pContext == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
-                                 return nullptr;
-                             }
-                             cl_int nError = CL_SUCCESS;
-                             CMemObject* pImage = CMemObject::CreateImage(
-                                 pContext, flags, image_format, image_desc, host_ptr, nError);
-                             SetError(errcode_ret, nError);
-                             return HandleOf(pImage);
-                         });
+    return CreateMemory(context, errcode_ret,
+                        [&](CContext* pContext, cl_int& nError) {
+                            return CMemObject::CreateImage(pContext, flags, image_format,
+                                                           image_desc, host_ptr, nError);
+                        });
 }
 
 cl_mem clCreateImage2D(cl_context context, cl_mem_flags flags, const cl_image_format* image_format,

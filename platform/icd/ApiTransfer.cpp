@@ -21,17 +21,31 @@ struct STransfer
     CCommandQueue* pQueue = nullptr;
     MemoryRefs vMemory;
 
-    cl_int Open(cl_command_queue queue, std::initializer_list<cl_mem> memories)
+    // What a command accepts of each memory object.
+    enum EKind
+    {
+        MK_Any,
+        MK_Buffer,
+        MK_Image,
+    };
+    struct SMemory
+    {
+        cl_mem mem;
+        EKind eKind;
+    };
+
+    cl_int Open(cl_command_queue queue, std::initializer_list<SMemory> memories)
     {
         pQueue = CCLObject::Find<CCommandQueue>(queue);
         if (pQueue == nullptr)
         {
             return CL_INVALID_COMMAND_QUEUE;
         }
-        for (cl_mem mem : memories)
+        for (const SMemory& memory : memories)
         {
-            CMemObject* pMem = CCLObject::Find<CMemObject>(mem);
-            if (pMem == nullptr)
+            CMemObject* pMem = CCLObject::Find<CMemObject>(memory.mem);
+            if (pMem == nullptr || (memory.eKind == MK_Buffer && !pMem->IsBuffer()) ||
+                (memory.eKind == MK_Image && !pMem->IsImage()))
             {
                 return CL_INVALID_MEM_OBJECT;
             }
@@ -101,7 +115,7 @@ cl_int ReadWriteBufferRect(cl_command_queue queue, cl_mem buffer, cl_bool bBlock
 {
     const bool bWrite = nType == CL_COMMAND_WRITE_BUFFER || nType == CL_COMMAND_WRITE_BUFFER_RECT;
     STransfer transfer;
-    cl_int nError = transfer.Open(queue, {buffer});
+    cl_int nError = transfer.Open(queue, {{buffer, STransfer::MK_Buffer}});
     if (nError != CL_SUCCESS)
     {
         return nError;
@@ -109,10 +123,6 @@ cl_int ReadWriteBufferRect(cl_command_queue queue, cl_mem buffer, cl_bool bBlock
     CMemObject* pBuffer = transfer[0];
     size_t nBufferOffset = 0;
     SBox bufferBox;
-    if (!pBuffer->IsBuffer())
-    {
-        return CL_INVALID_MEM_OBJECT;
-    }
     if (pHost == nullptr || pRegion == nullptr || pHostOrigin == nullptr ||
         !SetPitches(pRegion, nBufferRow, nBufferSlice) ||
         !SetPitches(pRegion, nHostRow, nHostSlice) ||
@@ -153,16 +163,12 @@ cl_int ReadWriteImage(cl_command_queue queue, cl_mem image, cl_bool bBlocking,
                       const cl_event* pWaitList, cl_event* pEvent)
 {
     STransfer transfer;
-    cl_int nError = transfer.Open(queue, {image});
+    cl_int nError = transfer.Open(queue, {{image, STransfer::MK_Image}});
     if (nError != CL_SUCCESS)
     {
         return nError;
     }
     CMemObject* pImage = transfer[0];
-    if (!pImage->IsImage())
-    {
-        return CL_INVALID_MEM_OBJECT;
-    }
     size_t nOffset = 0;
     SBox box;
     nError = pImage->GetImageBox(pOrigin, pRegion, nOffset, box);
@@ -211,17 +217,14 @@ cl_int CopyImageBuffer(cl_command_queue queue, cl_mem image, cl_mem buffer, cons
                        cl_uint nWaitCount, const cl_event* pWaitList, cl_event* pEvent)
 {
     STransfer transfer;
-    cl_int nError = transfer.Open(queue, {image, buffer});
+    cl_int nError =
+        transfer.Open(queue, {{image, STransfer::MK_Image}, {buffer, STransfer::MK_Buffer}});
     if (nError != CL_SUCCESS)
     {
         return nError;
     }
     CMemObject* pImage = transfer[0];
     CMemObject* pBuffer = transfer[1];
-    if (!pImage->IsImage() || !pBuffer->IsBuffer())
-    {
-        return CL_INVALID_MEM_OBJECT;
-    }
     size_t nImageOffset = 0;
     SBox box;
     nError = pImage->GetImageBox(pOrigin, pRegion, nImageOffset, box);
@@ -258,18 +261,14 @@ void* MapMemory(cl_command_queue queue, cl_mem memobj, bool bImage, cl_bool bBlo
                 const cl_event* pWaitList, cl_event* pEvent, cl_int* errcode_ret)
 {
     STransfer transfer;
-    cl_int nError = transfer.Open(queue, {memobj});
+    cl_int nError =
+        transfer.Open(queue, {{memobj, bImage ? STransfer::MK_Image : STransfer::MK_Buffer}});
     if (nError != CL_SUCCESS)
     {
         SetError(errcode_ret, nError);
         return nullptr;
     }
     CMemObject* pMem = transfer[0];
-    if (pMem->IsImage() != bImage)
-    {
-        SetError(errcode_ret, CL_INVALID_MEM_OBJECT);
-        return nullptr;
-    }
     if (bImage && pRowPitch == nullptr)
     {
         SetError(errcode_ret, CL_INVALID_VALUE);
@@ -310,17 +309,14 @@ cl_int CopyBuffers(cl_command_type nType, cl_command_queue command_queue, cl_mem
                    const cl_event* event_wait_list, cl_event* event)
 {
     STransfer transfer;
-    cl_int nError = transfer.Open(command_queue, {src_buffer, dst_buffer});
+    cl_int nError = transfer.Open(
+        command_queue, {{src_buffer, STransfer::MK_Buffer}, {dst_buffer, STransfer::MK_Buffer}});
     if (nError != CL_SUCCESS)
     {
         return nError;
     }
     CMemObject* pSource = transfer[0];
     CMemObject* pDest = transfer[1];
-    if (!pSource->IsBuffer() || !pDest->IsBuffer())
-    {
-        return CL_INVALID_MEM_OBJECT;
-    }
     size_t nSourceOffset = 0;
     size_t nDestOffset = 0;
     SBox sourceBox;
@@ -462,16 +458,12 @@ cl_int clEnqueueFillBuffer(cl_command_queue command_queue, cl_mem buffer, const 
         [&]
         {
             STransfer transfer;
-            cl_int nError = transfer.Open(command_queue, {buffer});
+            cl_int nError = transfer.Open(command_queue, {{buffer, STransfer::MK_Buffer}});
             if (nError != CL_SUCCESS)
             {
                 return nError;
             }
             CMemObject* pBuffer = transfer[0];
-            if (!pBuffer->IsBuffer())
-            {
-                return CL_INVALID_MEM_OBJECT;
-            }
             if (pattern == nullptr || pattern_size == 0 || pattern_size > 128 ||
                 (pattern_size & (pattern_size - 1)) != 0 || offset % pattern_size != 0 ||
                 cb % pattern_size != 0 || !RangeInside(offset, cb, pBuffer->GetSize()))
@@ -532,17 +524,14 @@ cl_int clEnqueueCopyImage(cl_command_queue command_queue, cl_mem src_image, cl_m
         [&]
         {
             STransfer transfer;
-            cl_int nError = transfer.Open(command_queue, {src_image, dst_image});
+            cl_int nError = transfer.Open(command_queue, {{src_image, STransfer::MK_Image},
+                                                          {dst_image, STransfer::MK_Image}});
             if (nError != CL_SUCCESS)
             {
                 return nError;
             }
             CMemObject* pSource = transfer[0];
             CMemObject* pDest = transfer[1];
-            if (!pSource->IsImage() || !pDest->IsImage())
-            {
-                return CL_INVALID_MEM_OBJECT;
-            }
             const cl_image_format& source = pSource->GetImageFormat();
             const cl_image_format& dest = pDest->GetImageFormat();
             if (source.image_channel_order != dest.image_channel_order ||
@@ -584,16 +573,12 @@ cl_int clEnqueueFillImage(cl_command_queue command_queue, cl_mem image, const vo
         [&]
         {
             STransfer transfer;
-            cl_int nError = transfer.Open(command_queue, {image});
+            cl_int nError = transfer.Open(command_queue, {{image, STransfer::MK_Image}});
             if (nError != CL_SUCCESS)
             {
                 return nError;
             }
             CMemObject* pImage = transfer[0];
-            if (!pImage->IsImage())
-            {
-                return CL_INVALID_MEM_OBJECT;
-            }
             size_t nOffset = 0;
             SBox box;
             if (fill_color == nullptr ||
@@ -694,7 +679,7 @@ cl_int clEnqueueUnmapMemObject(cl_command_queue command_queue, cl_mem memobj, vo
         [&]
         {
             STransfer transfer;
-            cl_int nError = transfer.Open(command_queue, {memobj});
+            cl_int nError = transfer.Open(command_queue, {{memobj, STransfer::MK_Any}});
             if (nError != CL_SUCCESS)
             {
                 return nError;
