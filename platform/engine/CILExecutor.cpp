@@ -585,21 +585,42 @@ void CILExecutor::ExecContinue(const SInstruction& instruction)
     LeaveLanes(ConditionLanes(instruction), true);
 }
 
+// Every lane learns at once which label it enters at, and waits for it; Resume
+// goes to the first label.
 void CILExecutor::ExecSwitch(const SInstruction& instruction)
 {
     const uint32_t* pSelector = Fetch(instruction, 0, 0);
+    const uint32_t* pLabels = &m_Program.GetCases()[instruction.nValue];
+    const uint32_t nOther = pLabels[1];
+    const uint32_t nCases = pLabels[2];
+    const uint32_t* pCases = pLabels + 3;
     PushFrame(FT_Switch, m_nPc - 1).nPending = m_nActive;
     const size_t nDepth = m_vFrames.size() - 1;
+    uint32_t* pTargets = FrameMask(nDepth, 3);
+    for (size_t l = 0; l < m_nLanes; ++l)
+    {
+        uint32_t nTarget = nOther;
+        for (uint32_t k = 0; k < nCases; ++k)
+        {
+            if (pCases[2 * k] == pSelector[l])
+            {
+                nTarget = pCases[2 * k + 1];
+                break;
+            }
+        }
+        pTargets[l] = nTarget;
+    }
     std::fill_n(FrameMask(nDepth, 1), m_nLanes, 0);
     std::copy_n(m_vExec.begin(), m_nLanes, FrameMask(nDepth, 2));
-    std::copy_n(pSelector, m_nLanes, FrameMask(nDepth, 3));
-    // Every lane waits for its case; Resume goes to the first label.
     std::fill_n(m_vExec.begin(), m_nLanes, 0);
     m_nActive = 0;
 }
 
-void CILExecutor::ExecCase(const SInstruction& instruction)
+// case and default: the waiting lanes whose label this is join those that fall
+// through.
+void CILExecutor::ExecLabel(const SInstruction& instruction)
 {
+    (void)instruction;
     SFrame& frame = m_vFrames.back();
     if (frame.nPending == 0)
     {
@@ -607,41 +628,18 @@ void CILExecutor::ExecCase(const SInstruction& instruction)
     }
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pPending = FrameMask(nDepth, 2);
-    const uint32_t* pSelector = FrameMask(nDepth, 3);
+    const uint32_t* pTargets = FrameMask(nDepth, 3);
+    const uint32_t nLabel = m_nPc - 1;
     size_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
-        const uint32_t nMatch = pSelector[l] == instruction.nValue ? pPending[l] : 0;
+        const uint32_t nMatch = pTargets[l] == nLabel ? pPending[l] : 0;
         m_vExec[l] |= nMatch;
         pPending[l] &= ~nMatch;
         nActive += m_vExec[l] & 1u;
     }
     frame.nPending -= nActive - m_nActive;
     m_nActive = nActive;
-}
-
-void CILExecutor::ExecDefault(const SInstruction& instruction)
-{
-    (void)instruction;
-    SFrame& frame = m_vFrames.back();
-    const size_t nDepth = m_vFrames.size() - 1;
-    uint32_t* pPending = FrameMask(nDepth, 2);
-    const uint32_t* pSelector = FrameMask(nDepth, 3);
-    const SInstruction& switchInstruction = m_Instructions[frame.nConstruct];
-    const uint32_t* pCases = &m_Program.GetCaseValues()[switchInstruction.nValue + 1];
-    const uint32_t nCases = pCases[0];
-    for (size_t l = 0; l < m_nLanes; ++l)
-    {
-        if (pPending[l] == 0 ||
-            std::find(pCases + 1, pCases + 1 + nCases, pSelector[l]) != pCases + 1 + nCases)
-        {
-            continue;
-        }
-        m_vExec[l] = ALL_ONES;
-        pPending[l] = 0;
-        ++m_nActive;
-        --frame.nPending;
-    }
 }
 
 void CILExecutor::ExecEndSwitch(const SInstruction& instruction)
@@ -780,7 +778,7 @@ bool CILExecutor::Resume()
             const SInstruction& switchInstruction = m_Instructions[frame.nConstruct];
             if (frame.nPending == 0)
             {
-                m_nPc = m_Program.GetCaseValues()[switchInstruction.nValue];
+                m_nPc = m_Program.GetCases()[switchInstruction.nValue];
                 return true;
             }
             uint32_t nLabel = switchInstruction.nTarget;

@@ -108,7 +108,7 @@ private:
     // If: 0 entry lanes, 1 lanes of the else branch.
     // Loop: 1 lanes that left by break, 2 lanes that continue.
     // Switch: 1 lanes that left by break, 2 lanes that haven't entered a case yet,
-    //         3 the selector.
+    //         3 the label each lane enters at.
     // Call, Macro: 0 the caller's lanes.
     struct SFrame
     {
@@ -198,8 +198,7 @@ private:
     void ExecBreak(const SInstruction& instruction);
     void ExecContinue(const SInstruction& instruction);
     void ExecSwitch(const SInstruction& instruction);
-    void ExecCase(const SInstruction& instruction);
-    void ExecDefault(const SInstruction& instruction);
+    void ExecLabel(const SInstruction& instruction);
     void ExecEndSwitch(const SInstruction& instruction);
     void ExecCall(const SInstruction& instruction);
     void ExecMacroCall(const SInstruction& instruction);

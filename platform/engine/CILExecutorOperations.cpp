@@ -1102,8 +1102,8 @@ const SOperationInfo* CILExecutor::OperationTable()
             table[nOpCode].bRelation = true;
         }
         set(IL_OP_SWITCH, &CILExecutor::ExecSwitch, VC_Int);
-        set(IL_OP_CASE, &CILExecutor::ExecCase, VC_Bits);
-        set(IL_OP_DEFAULT, &CILExecutor::ExecDefault, VC_Bits);
+        set(IL_OP_CASE, &CILExecutor::ExecLabel, VC_Bits);
+        set(IL_OP_DEFAULT, &CILExecutor::ExecLabel, VC_Bits);
         set(IL_OP_ENDSWITCH, &CILExecutor::ExecEndSwitch, VC_Bits);
         set(IL_OP_CALL, &CILExecutor::ExecCall, VC_Bits);
         set(IL_OP_CALLNZ, &CILExecutor::ExecCall, VC_Float);

@@ -125,9 +125,10 @@ public:
     const std::vector<SUniformSource>& GetUniforms() const { return m_vUniforms; }
     const std::vector<SMacro>& GetMacros() const { return m_vMacros; }
     const std::vector<uint32_t>& GetArraySizes() const { return m_vArraySizes; }
-    // Case values of a switch: nValue of the switch is the offset of its
-    // endswitch's index, then a count, then that many values.
-    const std::vector<uint32_t>& GetCaseValues() const { return m_vCaseValues; }
+    // The labels of a switch, from the offset in its nValue: the endswitch, where
+    // a value without a case goes (the default, else the endswitch), the number
+    // of cases, then the value and the label of each case.
+    const std::vector<uint32_t>& GetCases() const { return m_vCases; }
     uint32_t GetColumnCount() const { return m_nColumnCount; }
     // Columns from here to the end hold temps and macro inputs and outputs, which
     // start every work-item at zero.
@@ -166,7 +167,7 @@ private:
     std::vector<SUniformSource> m_vUniforms;
     std::vector<SMacro> m_vMacros;
     std::vector<uint32_t> m_vArraySizes;
-    std::vector<uint32_t> m_vCaseValues;
+    std::vector<uint32_t> m_vCases;
     uint32_t m_nColumnCount = COL_FIRST_UNIFORM;
     uint32_t m_nFirstTempColumn = COL_FIRST_UNIFORM;
     uint32_t m_nEntry = 0;

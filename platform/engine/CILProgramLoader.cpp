@@ -971,7 +971,7 @@ bool CILProgramLoader::CheckFlow(const SRawElement& element, SBody& body)
 
     if (IsIf(nOpCode) || nOpCode == IL_OP_WHILELOOP || nOpCode == IL_OP_SWITCH)
     {
-        m_vOpen.push_back({nIndex, nIndex, {}, false});
+        m_vOpen.push_back({nIndex, nIndex, {}, 0});
     }
     else if (nOpCode == IL_OP_ELSE)
     {
@@ -1012,23 +1012,25 @@ bool CILProgramLoader::CheckFlow(const SRawElement& element, SBody& body)
         open.nLastLabel = nIndex;
         if (nOpCode == IL_OP_CASE)
         {
-            open.vCaseValues.push_back(vInstructions[nIndex].nValue);
+            open.vCases.push_back(vInstructions[nIndex].nValue);
+            open.vCases.push_back(nIndex);
         }
         else if (nOpCode == IL_OP_DEFAULT)
         {
-            if (open.bHasDefault)
+            if (open.nDefault != 0)
             {
                 return Fail(element.nLine, "a switch has a second default");
             }
-            open.bHasDefault = true;
+            open.nDefault = nIndex;
         }
         else
         {
-            std::vector<uint32_t>& vPool = m_Program.m_vCaseValues;
+            std::vector<uint32_t>& vPool = m_Program.m_vCases;
             vInstructions[open.nInstruction].nValue = uint32_t(vPool.size());
             vPool.push_back(nIndex);
-            vPool.push_back(uint32_t(open.vCaseValues.size()));
-            vPool.insert(vPool.end(), open.vCaseValues.begin(), open.vCaseValues.end());
+            vPool.push_back(open.nDefault != 0 ? open.nDefault : nIndex);
+            vPool.push_back(uint32_t(open.vCases.size() / 2));
+            vPool.insert(vPool.end(), open.vCases.begin(), open.vCases.end());
             m_vOpen.pop_back();
         }
     }

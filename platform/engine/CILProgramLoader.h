@@ -64,9 +64,9 @@ private:
     struct SOpenConstruct
     {
         uint32_t nInstruction;
-        uint32_t nLastLabel; // switch: the switch or its last case/default
-        std::vector<uint32_t> vCaseValues;
-        bool bHasDefault;
+        uint32_t nLastLabel;          // switch: the switch or its last case/default
+        std::vector<uint32_t> vCases; // value and label of each case
+        uint32_t nDefault;            // the default's label, 0 while there is none
     };
 
     // The body an element belongs to: main, a function or a macro.
