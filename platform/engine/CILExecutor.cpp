@@ -355,7 +355,7 @@ void CILExecutor::CommitOperand(const SOperand& operand, uint8_t nMask, uint32_t
 
 void CILExecutor::SetExec(const uint32_t* pMask)
 {
-    size_t nActive = 0;
+    uint32_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] = pMask[l];
@@ -443,10 +443,11 @@ const uint32_t* CILExecutor::ConditionLanes(const SInstruction& instruction)
                            instruction.nOpcode == IL_OP_CONTINUE_LOGICALZ ||
                            instruction.nOpcode == IL_OP_RET_LOGICALZ ||
                            instruction.nOpcode == IL_OP_CALL_LOGICALZ;
+        const uint32_t nFlip = bZero ? 0u : ALL_ONES;
         const uint32_t* pValue = Fetch(instruction, 0, 0);
         for (size_t l = 0; l < m_nLanes; ++l)
         {
-            pLanes[l] = (pValue[l] == 0) == bZero ? pExec[l] : 0;
+            pLanes[l] = pExec[l] & ((pValue[l] == 0 ? ALL_ONES : 0u) ^ nFlip);
         }
         return pLanes;
     }
@@ -535,7 +536,7 @@ void CILExecutor::ExecEndLoop(const SInstruction& instruction)
 {
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pContinue = FrameMask(nDepth, 2);
-    size_t nActive = 0;
+    uint32_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] |= pContinue[l];
@@ -566,7 +567,7 @@ void CILExecutor::LeaveLanes(const uint32_t* pLanes, bool bContinue)
 
 void CILExecutor::RemoveFromExec(const uint32_t* pLanes)
 {
-    size_t nActive = 0;
+    uint32_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] &= ~pLanes[l];
@@ -597,18 +598,16 @@ void CILExecutor::ExecSwitch(const SInstruction& instruction)
     PushFrame(FT_Switch, m_nPc - 1).nPending = m_nActive;
     const size_t nDepth = m_vFrames.size() - 1;
     uint32_t* pTargets = FrameMask(nDepth, 3);
-    for (size_t l = 0; l < m_nLanes; ++l)
+    // The cases from the last to the first, so that the first match wins.
+    std::fill_n(pTargets, m_nLanes, nOther);
+    for (uint32_t k = nCases; k-- > 0;)
     {
-        uint32_t nTarget = nOther;
-        for (uint32_t k = 0; k < nCases; ++k)
+        const uint32_t nValue = pCases[2 * k];
+        const uint32_t nLabel = pCases[2 * k + 1];
+        for (size_t l = 0; l < m_nLanes; ++l)
         {
-            if (pCases[2 * k] == pSelector[l])
-            {
-                nTarget = pCases[2 * k + 1];
-                break;
-            }
+            pTargets[l] = pSelector[l] == nValue ? nLabel : pTargets[l];
         }
-        pTargets[l] = nTarget;
     }
     std::fill_n(FrameMask(nDepth, 1), m_nLanes, 0);
     std::copy_n(m_vExec.begin(), m_nLanes, FrameMask(nDepth, 2));
@@ -630,7 +629,7 @@ void CILExecutor::ExecLabel(const SInstruction& instruction)
     uint32_t* pPending = FrameMask(nDepth, 2);
     const uint32_t* pTargets = FrameMask(nDepth, 3);
     const uint32_t nLabel = m_nPc - 1;
-    size_t nActive = 0;
+    uint32_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         const uint32_t nMatch = pTargets[l] == nLabel ? pPending[l] : 0;
@@ -648,7 +647,7 @@ void CILExecutor::ExecEndSwitch(const SInstruction& instruction)
     const size_t nDepth = m_vFrames.size() - 1;
     const uint32_t* pBreak = FrameMask(nDepth, 1);
     const uint32_t* pPending = FrameMask(nDepth, 2);
-    size_t nActive = 0;
+    uint32_t nActive = 0;
     for (size_t l = 0; l < m_nLanes; ++l)
     {
         m_vExec[l] |= pBreak[l] | pPending[l];
