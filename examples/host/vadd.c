@@ -45,12 +45,6 @@ int main(int argc, char** argv)
         fprintf(stderr, "usage: vadd KERNEL.il\n");
         return 2;
     }
-    char* pSource = ReadText(argv[1]);
-    if (pSource == NULL)
-    {
-        fprintf(stderr, "vadd: can't read %s\n", argv[1]);
-        return 2;
-    }
 
     cl_platform_id platform;
     cl_device_id device;
@@ -66,6 +60,12 @@ int main(int argc, char** argv)
         return 1;
     }
     cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
+    char* pSource = ReadText(argv[1]);
+    if (pSource == NULL)
+    {
+        fprintf(stderr, "vadd: can't read %s\n", argv[1]);
+        return 2;
+    }
     cl_program program =
         clCreateProgramWithSource(context, 1, (const char**)&pSource, NULL, &nError);
     free(pSource);

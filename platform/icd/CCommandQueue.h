@@ -24,7 +24,7 @@ class CInfoWriter;
 class CCommandQueue : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_CommandQueue;
+    static constexpr EObjectType OBJECT_TYPE = OT_CommandQueue;
 
     // Runs a command; gives CL_SUCCESS or the error its event ends with.
     typedef std::function<cl_int()> FNExecute;

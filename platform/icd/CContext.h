@@ -20,7 +20,7 @@ typedef void(CL_CALLBACK* PFNContextNotify)(const char* pErrorInfo, const void* 
 class CContext : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Context;
+    static constexpr EObjectType OBJECT_TYPE = OT_Context;
 
     // Checks the property list and the devices; on success the context, else null and the
     // error.

@@ -15,11 +15,11 @@ class CPlatform;
 class CDevice : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Device;
+    static constexpr EObjectType OBJECT_TYPE = OT_Device;
 
-    static const uint32_t MAX_WORK_GROUP_SIZE = 256;
-    static const cl_ulong LOCAL_MEMORY_BYTES = 65536;
-    static const size_t SUB_BUFFER_ALIGNMENT = 256;
+    static constexpr uint32_t MAX_WORK_GROUP_SIZE = 256;
+    static constexpr cl_ulong LOCAL_MEMORY_BYTES = 65536;
+    static constexpr size_t SUB_BUFFER_ALIGNMENT = 256;
 
     CDevice(CPlatform* pPlatform, cl_device_type nType, const std::string& strName, bool b64Bit,
             const std::string& strVersion, const std::string& strExtensions,

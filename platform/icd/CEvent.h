@@ -20,7 +20,7 @@ typedef void(CL_CALLBACK* PFNEventNotify)(cl_event event, cl_int nStatus, void* 
 class CEvent : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Event;
+    static constexpr EObjectType OBJECT_TYPE = OT_Event;
 
     // A command's event (queue set) or a user event (queue null, type CL_COMMAND_USER).
     CEvent(CContext* pContext, cl_command_queue queue, cl_command_type nCommandType,

@@ -23,7 +23,7 @@ struct SLaunchDesc;
 class CKernel : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Kernel;
+    static constexpr EObjectType OBJECT_TYPE = OT_Kernel;
 
     typedef std::vector<std::pair<CDevice*, std::shared_ptr<const CKernelImage>>> Images;
 

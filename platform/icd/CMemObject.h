@@ -37,7 +37,7 @@ struct SBox
 class CMemObject : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_MemObject;
+    static constexpr EObjectType OBJECT_TYPE = OT_MemObject;
 
     static CMemObject* CreateBuffer(CContext* pContext, cl_mem_flags nFlags, size_t nSize,
                                     void* pHostPtr, cl_int& nError);

@@ -20,7 +20,7 @@ class CPlatformSettings;
 class CPlatform : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Platform;
+    static constexpr EObjectType OBJECT_TYPE = OT_Platform;
 
     static const char* const VENDOR;
     static const char* const ICD_SUFFIX;

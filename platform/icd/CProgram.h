@@ -22,7 +22,7 @@ typedef void(CL_CALLBACK* PFNProgramNotify)(cl_program program, void* pUserData)
 class CProgram : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Program;
+    static constexpr EObjectType OBJECT_TYPE = OT_Program;
 
     static CProgram* CreateWithSource(CContext* pContext, const std::string& strSource);
     // Each binary must be a kernel binary; pStatus, if not null, gets each one's verdict.

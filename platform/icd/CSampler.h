@@ -15,7 +15,7 @@ class CInfoWriter;
 class CSampler : public CCLObject
 {
 public:
-    static const EObjectType OBJECT_TYPE = OT_Sampler;
+    static constexpr EObjectType OBJECT_TYPE = OT_Sampler;
 
     // From a property list ending in 0 (null: the defaults).
     static CSampler* Create(CContext* pContext, const cl_sampler_properties* pProperties,

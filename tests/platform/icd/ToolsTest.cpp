@@ -8,11 +8,23 @@ using namespace XAN_Test;
 
 namespace
 {
+// A program of the system loads the platform; a sanitized platform needs the sanitizer's
+// runtime in it. Leaks of the program itself are not the platform's.
+std::string SystemProgram(const std::string& strCommand)
+{
+#ifdef XAN_SANITIZER_RUNTIME
+    return std::string("LD_PRELOAD=") + XAN_SANITIZER_RUNTIME + " ASAN_OPTIONS=detect_leaks=0 " +
+           strCommand;
+#else
+    return strCommand;
+#endif
+}
+
 // The command's output and exit status.
 int RunCommand(const std::string& strCommand, std::string& strOutput)
 {
     strOutput.clear();
-    FILE* pPipe = popen((strCommand + " 2>&1").c_str(), "r");
+    FILE* pPipe = popen((SystemProgram(strCommand) + " 2>&1").c_str(), "r");
     if (pPipe == nullptr)
     {
         return -1;
