@@ -3,6 +3,7 @@
 #include "CElfSymbolTable.h"
 #include "CILAssembler.h"
 #include "CILDisassembler.h"
+#include "EmptyKernelImage.h"
 #include "sbitd/CLMetadata.h"
 
 #include <algorithm>
@@ -19,68 +20,6 @@ const char* const DEBUG_IL_TEXT_SYMBOL = "__debugil_text";
 const char* const DEBUG_IL_BINARY_SYMBOL = "__debugil_binary";
 // The bytes of a debug argument in constant buffer 1: a pointer argument's.
 const uint32_t DEBUG_ARGUMENT_SIZE = 16;
-
-template <typename T> void Append(std::vector<char>& vImage, const T& value)
-{
-    const char* pBytes = reinterpret_cast<const char*>(&value);
-    vImage.insert(vImage.end(), pBytes, pBytes + sizeof(T));
-}
-
-Elf64_Shdr SectionHeader(uint32_t nName, uint32_t nType, uint64_t nOffset, uint64_t nSize,
-                         uint64_t nAlign)
-{
-    Elf64_Shdr header = {};
-    header.sh_name = nName;
-    header.sh_type = nType;
-    header.sh_offset = nOffset;
-    header.sh_size = nSize;
-    header.sh_addralign = nAlign;
-    return header;
-}
-
-// A 64-bit little-endian image with no program headers and only its three tables: the section
-// names, the symbol names and a symbol table that holds the null symbol.
-std::vector<char> MakeEmptyImage()
-{
-    static const char s_SectionNames[] = "\0.shstrtab\0.strtab\0.symtab";
-    const uint32_t nShstrtabName = 1;
-    const uint32_t nStrtabName = 11;
-    const uint32_t nSymtabName = 19;
-
-    Elf64_Ehdr header = {};
-    memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_type = ET_REL;
-    header.e_version = EV_CURRENT;
-    header.e_ehsize = sizeof(Elf64_Ehdr);
-    header.e_shentsize = sizeof(Elf64_Shdr);
-    header.e_shnum = 4;
-    header.e_shstrndx = 1;
-
-    const uint64_t nNamesOffset = sizeof(Elf64_Ehdr);
-    const uint64_t nStrtabOffset = nNamesOffset + sizeof(s_SectionNames);
-    const uint64_t nSymtabOffset = (nStrtabOffset + 1 + 7) / 8 * 8;
-    header.e_shoff = nSymtabOffset + sizeof(Elf64_Sym);
-
-    std::vector<char> vImage;
-    Append(vImage, header);
-    vImage.insert(vImage.end(), s_SectionNames, s_SectionNames + sizeof(s_SectionNames));
-    vImage.resize(nSymtabOffset, '\0');
-    Append(vImage, Elf64_Sym{});
-
-    Append(vImage, Elf64_Shdr{});
-    Append(vImage,
-           SectionHeader(nShstrtabName, SHT_STRTAB, nNamesOffset, sizeof(s_SectionNames), 1));
-    Append(vImage, SectionHeader(nStrtabName, SHT_STRTAB, nStrtabOffset, 1, 1));
-    Elf64_Shdr symtab = SectionHeader(nSymtabName, SHT_SYMTAB, nSymtabOffset, sizeof(Elf64_Sym), 8);
-    symtab.sh_link = 2;
-    symtab.sh_info = 1;
-    symtab.sh_entsize = sizeof(Elf64_Sym);
-    Append(vImage, symtab);
-    return vImage;
-}
 
 uint32_t AccessOfText(const std::string& strAccess)
 {
@@ -105,7 +44,7 @@ int Log(dnk_log_fn pfnLog, const std::string& strMessage, int nError)
 }
 } // namespace
 
-CDnkBinary::CDnkBinary() : m_Elf(MakeEmptyImage()) {}
+CDnkBinary::CDnkBinary() : m_Elf(MakeEmptyKernelImage(ET_REL)) {}
 
 CDnkBinary::CDnkBinary(const std::vector<char>& vImage) : m_Elf(vImage) {}
 

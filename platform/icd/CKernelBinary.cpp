@@ -2,6 +2,7 @@
 
 #include "CElf.h"
 #include "CElfSymbolTable.h"
+#include "EmptyKernelImage.h"
 
 #include <cstring>
 
@@ -18,60 +19,6 @@ namespace
 const char* const SYMBOL_PREFIX = "__OpenCL_";
 const char* const METADATA_SUFFIX = "_metadata";
 const size_t HEADER_BYTES = 32;
-
-template <class T> void Append(std::vector<char>& vImage, const T& value)
-{
-    const char* pBytes = reinterpret_cast<const char*>(&value);
-    vImage.insert(vImage.end(), pBytes, pBytes + sizeof(value));
-}
-
-Elf64_Shdr SectionHeader(uint32_t nName, uint32_t nType, uint64_t nOffset, uint64_t nSize,
-                         uint64_t nAlign)
-{
-    Elf64_Shdr header = {};
-    header.sh_name = nName;
-    header.sh_type = nType;
-    header.sh_offset = nOffset;
-    header.sh_size = nSize;
-    header.sh_addralign = nAlign;
-    return header;
-}
-
-// An image with its three tables only, which the container can then fill.
-std::vector<char> MakeEmptyImage()
-{
-    static const char s_Names[] = "\0.shstrtab\0.strtab\0.symtab";
-    Elf64_Ehdr header = {};
-    std::memcpy(header.e_ident, ELFMAG, SELFMAG);
-    header.e_ident[EI_CLASS] = ELFCLASS64;
-    header.e_ident[EI_DATA] = ELFDATA2LSB;
-    header.e_ident[EI_VERSION] = EV_CURRENT;
-    header.e_type = ET_EXEC;
-    header.e_version = EV_CURRENT;
-    header.e_ehsize = sizeof(Elf64_Ehdr);
-    header.e_shentsize = sizeof(Elf64_Shdr);
-    header.e_shnum = 4;
-    header.e_shstrndx = 1;
-    const uint64_t nNames = sizeof(Elf64_Ehdr);
-    const uint64_t nStrings = nNames + sizeof(s_Names);
-    const uint64_t nSymbols = (nStrings + 1 + 7) / 8 * 8;
-    header.e_shoff = nSymbols + sizeof(Elf64_Sym);
-
-    std::vector<char> vImage;
-    Append(vImage, header);
-    vImage.insert(vImage.end(), s_Names, s_Names + sizeof(s_Names));
-    vImage.resize(nSymbols, '\0');
-    Append(vImage, Elf64_Sym{});
-    Append(vImage, Elf64_Shdr{});
-    Append(vImage, SectionHeader(1, SHT_STRTAB, nNames, sizeof(s_Names), 1));
-    Append(vImage, SectionHeader(11, SHT_STRTAB, nStrings, 1, 1));
-    Elf64_Shdr symbols = SectionHeader(19, SHT_SYMTAB, nSymbols, sizeof(Elf64_Sym), 8);
-    symbols.sh_link = 2;
-    symbols.sh_info = 1;
-    symbols.sh_entsize = sizeof(Elf64_Sym);
-    Append(vImage, symbols);
-    return vImage;
-}
 
 void AddData(CElfSymbolTable& symbols, CElfSection& section, const std::string& strSymbol,
              const void* pData, size_t nSize)
@@ -98,7 +45,7 @@ bool EndsWith(const std::string& str, const std::string& strEnd)
 bool CKernelBinary::Write(const std::vector<SKernel>& vKernels, const std::string& strDebugIL,
                           std::vector<char>& vImage)
 {
-    CElf elf(MakeEmptyImage());
+    CElf elf(MakeEmptyKernelImage(ET_EXEC));
     CElfSymbolTable* pSymbols = elf.GetSymbolTable();
     CElfSection* pRodata = elf.AddSection(".rodata", SHT_PROGBITS, SHF_ALLOC, 0, 16, 0);
     CElfSection* pXanIL = elf.AddSection(".xanil", SHT_PROGBITS, 0, 0, 1, 0);
