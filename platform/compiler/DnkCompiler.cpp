@@ -2,6 +2,7 @@
 // against the live ones, so that a wrong or ended handle is an error and not a crash.
 
 #include "CDnkBinary.h"
+#include "GPUFamily.h"
 
 #include <cstring>
 #include <mutex>
@@ -119,20 +120,6 @@ bool IsFamilyName(const char* pDevice)
     return true;
 }
 
-bool IsOlderFamily(const char* pDevice)
-{
-    static const char* const s_Older[] = {"borage", "chervil", "lovage", "hyssop", "mallow",
-                                          "teasel", "vetch",   "fennel", "sedge"};
-    for (const char* pName : s_Older)
-    {
-        if (strcasecmp(pName, pDevice) == 0)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
 // The bytes of an extracted section or symbol, or null with the error.
 const void* Extracted(int nError, const void* pData, size_t nSize, size_t* pnSize, int* pError)
 {
@@ -182,7 +169,7 @@ DNK_EXPORT DNKTargetInfo dnkGetTargetInfo(const char* pArchitecture, const char*
         SetError(pError, DNK_ERROR_UNKNOWN_TARGET);
         return target;
     }
-    const bool bOlder = IsOlderFamily(pDevice);
+    const bool bOlder = XAN_Platform::IsOlderGPUFamily(pDevice);
     target.nValues[0] = TARGET_MAGIC;
     target.nValues[1] = bOlder ? 1 : 0;
     target.nValues[2] = bOlder ? 32 : 64;

@@ -1,5 +1,7 @@
 #include "CPlatform.h"
 
+#include "GPUFamily.h"
+
 #include "CDevice.h"
 #include "CDeviceMemory.h"
 #include "CInfoWriter.h"
@@ -21,8 +23,8 @@ const char* const BASE_EXTENSIONS = "cl_khr_icd cl_khr_byte_addressable_store cl
 CPlatform::CPlatform(const CPlatformSettings& settings, bool bNordvane)
     : CCLObject(OT_Platform, false)
 {
-    const std::string strDeviceName = settings.GetDeviceName();
-    const bool b64Bit = !CPlatformSettings::IsOlderFamily(strDeviceName);
+    const std::string& strDeviceName = settings.GetDeviceName();
+    const bool b64Bit = !IsOlderGPUFamily(strDeviceName);
     m_pMemory.reset(new CDeviceMemory(b64Bit));
     m_strExtensions = BASE_EXTENSIONS;
     if (bNordvane)

@@ -90,17 +90,4 @@ const CPlatformSettings& CPlatformSettings::Get()
     return settings;
 }
 
-bool CPlatformSettings::IsOlderFamily(const std::string& strDeviceName)
-{
-    static const char* const OLDER[] = {"Borage", "Chervil", "Lovage", "Hyssop", "Mallow",
-                                        "Teasel", "Vetch",   "Fennel", "Sedge"};
-    for (const char* pName : OLDER)
-    {
-        if (strDeviceName == pName)
-        {
-            return true;
-        }
-    }
-    return false;
-}
 } // namespace XAN_Platform

@@ -28,9 +28,6 @@ public:
     // Options added to every build that doesn't ask to ignore the environment.
     const std::string& GetBuildOptions() const { return m_strBuildOptions; }
 
-    // Families whose kernels reach private memory through x1 and use 32-bit addresses.
-    static bool IsOlderFamily(const std::string& strDeviceName);
-
 private:
     std::string m_strDeviceName;
     std::string m_strBuild;
