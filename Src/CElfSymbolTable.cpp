@@ -202,6 +202,15 @@ bool CElfSymbolTable::WriteEntries(const std::map<const CElfSection*, size_t>& m
         }
         AppendRecord<Elf32_Sym>(entry, *this);
     }
+    // Edits may have shrunk a symbol's section (even this table): such a file wouldn't load.
+    for (const TableEntry& entry : m_Entries)
+    {
+        if (entry.section != nullptr &&
+            !RangeInside(entry.st_value, entry.st_size, entry.section->GetSize()))
+        {
+            return false;
+        }
+    }
     return true;
 }
 } // namespace XAN_ElfUtils

@@ -57,7 +57,8 @@ private:
 
     // Reads the entries from the loaded bytes; vSections resolves st_shndx.
     bool ReadEntries(const std::vector<CElfSection*>& vSections, bool bIsElf64);
-    // Rebuilds the table's bytes and its string table from the entries.
+    // Rebuilds the table's bytes and its string table from the entries; false when a symbol no
+    // longer lies inside its section.
     bool WriteEntries(const std::map<const CElfSection*, size_t>& mapIndices, bool bIsElf64);
 
     std::vector<TableEntry> m_Entries;

@@ -152,3 +152,18 @@ TEST_F(CElfSymbolTableTest, ASymbolOfAForeignSectionFailsTheWrite)
     std::vector<char> vImage;
     EXPECT_FALSE(m_pElf->Store(vImage));
 }
+
+TEST_F(CElfSymbolTableTest, ASymbolLeftOutsideItsShrunkSectionFailsTheWrite)
+{
+    // "g3" covers bytes 4 to 7 of ".b".
+    m_pElf->GetSection(".b")->SetData("bb", 2);
+    std::vector<char> vImage;
+    EXPECT_FALSE(m_pElf->Store(vImage));
+
+    // A symbol placed in the symbol table itself falls outside it once symbols are removed.
+    ASSERT_TRUE(m_pSymbols->RemoveSymbol("g3"));
+    m_pSymbols->AddSymbol("inside", STB_GLOBAL, STT_OBJECT, 0, m_pSymbols,
+                          m_pSymbols->GetSize() - 8, 8);
+    ASSERT_TRUE(m_pSymbols->RemoveSymbol("g1"));
+    EXPECT_FALSE(m_pElf->Store(vImage));
+}

@@ -280,7 +280,7 @@ TEST(CElfTest, AThirtyTwoBitFileRefusesValuesItCannotHold)
     it->st_value = 0x100000000ull;
     std::vector<char> vOutput;
     EXPECT_FALSE(elf.Store(vOutput));
-    it->st_value = 0xFFFFFFFFull;
+    it->st_value = 0;
     EXPECT_TRUE(elf.Store(vOutput));
 
     elf.GetSection(".data")->SetAddr(0x100000000ull);
