@@ -212,7 +212,23 @@ public:
     void SetBufferOffset(uint32_t n) { SetNumberToken(6, n); }
 };
 
-class CCLMetadataValueEntry : public CCLMetadataTypedEntry
+// Value and pointer arguments begin alike: name, data type, count, number, buffer offset.
+class CCLMetadataDataArgEntry : public CCLMetadataTypedEntry
+{
+public:
+    std::string GetName() const { return GetTextToken(1); }
+    void SetName(const std::string& str) { SetTextToken(1, str); }
+    std::string GetDataType() const { return GetTextToken(2); }
+    void SetDataType(const std::string& str) { SetTextToken(2, str); }
+    uint32_t GetCount() const { return GetNumberToken(3); }
+    void SetCount(uint32_t n) { SetNumberToken(3, n); }
+    uint32_t GetNumber() const { return GetNumberToken(4); }
+    void SetNumber(uint32_t n) { SetNumberToken(4, n); }
+    uint32_t GetBufferOffset() const { return GetNumberToken(5); }
+    void SetBufferOffset(uint32_t n) { SetNumberToken(5, n); }
+};
+
+class CCLMetadataValueEntry : public CCLMetadataDataArgEntry
 {
 public:
     static constexpr const char* ClassEntryType = "value";
@@ -220,39 +236,19 @@ public:
     size_t NumTokens() const override { return 6; }
     // At least 4 bytes an item, rounded up to whole 16-byte rows.
     virtual uint32_t GetSize() const;
-    std::string GetName() const { return GetTextToken(1); }
-    void SetName(const std::string& str) { SetTextToken(1, str); }
-    std::string GetDataType() const { return GetTextToken(2); }
-    void SetDataType(const std::string& str) { SetTextToken(2, str); }
-    uint32_t GetCount() const { return GetNumberToken(3); }
-    void SetCount(uint32_t n) { SetNumberToken(3, n); }
-    uint32_t GetNumber() const { return GetNumberToken(4); }
-    void SetNumber(uint32_t n) { SetNumberToken(4, n); }
-    uint32_t GetBufferOffset() const { return GetNumberToken(5); }
-    void SetBufferOffset(uint32_t n) { SetNumberToken(5, n); }
 
     // The bytes of one item of a data type; 0 for a type without a size.
     static uint32_t GetDataTypeSize(const std::string& strDataType);
 };
 
 // A pointer argument of a block below revision 87.
-class CCLMetadataPointerEntry : public CCLMetadataTypedEntry
+class CCLMetadataPointerEntry : public CCLMetadataDataArgEntry
 {
 public:
     static constexpr const char* ClassEntryType = "pointer";
     CCLMetadataPointerEntry() { InitTokens(ClassEntryType); }
     size_t NumTokens() const override { return 9; }
     virtual uint32_t GetSize() const { return 16; }
-    std::string GetName() const { return GetTextToken(1); }
-    void SetName(const std::string& str) { SetTextToken(1, str); }
-    std::string GetDataType() const { return GetTextToken(2); }
-    void SetDataType(const std::string& str) { SetTextToken(2, str); }
-    uint32_t GetCount() const { return GetNumberToken(3); }
-    void SetCount(uint32_t n) { SetNumberToken(3, n); }
-    uint32_t GetNumber() const { return GetNumberToken(4); }
-    void SetNumber(uint32_t n) { SetNumberToken(4, n); }
-    uint32_t GetBufferOffset() const { return GetNumberToken(5); }
-    void SetBufferOffset(uint32_t n) { SetNumberToken(5, n); }
     std::string GetMemoryType() const { return GetTextToken(6); }
     void SetMemoryType(const std::string& str) { SetTextToken(6, str); }
     uint32_t GetResourceId() const { return GetNumberToken(7); }
