@@ -3,8 +3,8 @@
 #include "BifUtils.h"
 #include "CElf.h"
 #include "CElfSymbolTable.h"
+#include "CLMetadata.h"
 #include "ILProcessingStateMachine.h"
-#include "sbitd/CLMetadata.h"
 
 #include <cstring>
 #include <fstream>

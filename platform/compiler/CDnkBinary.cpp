@@ -3,8 +3,8 @@
 #include "CElfSymbolTable.h"
 #include "CILAssembler.h"
 #include "CILDisassembler.h"
-#include "EmptyKernelImage.h"
-#include "sbitd/CLMetadata.h"
+#include "CLMetadata.h"
+#include "PlatformConsistencyReport.h"
 
 #include <algorithm>
 #include <cstring>
@@ -44,7 +44,7 @@ int Log(dnk_log_fn pfnLog, const std::string& strMessage, int nError)
 }
 } // namespace
 
-CDnkBinary::CDnkBinary() : m_Elf(MakeEmptyKernelImage(ET_REL)) {}
+CDnkBinary::CDnkBinary() : m_Elf(ET_REL) {}
 
 CDnkBinary::CDnkBinary(const std::vector<char>& vImage) : m_Elf(vImage) {}
 
@@ -268,6 +268,8 @@ int CDnkBinary::Disassemble(dnk_log_fn pfnLog)
 
 int CDnkBinary::GetMetadata(const std::string& strKernelName, std::string& strMetadata) const
 {
+    // Every reader of metadata comes here first.
+    SetPlatformConsistencyReport();
     XAN_ElfUtils::CElfSymbolTable* pSymbols = m_Elf.GetSymbolTable();
     if (pSymbols == nullptr)
     {

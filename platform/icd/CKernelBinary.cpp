@@ -2,7 +2,6 @@
 
 #include "CElf.h"
 #include "CElfSymbolTable.h"
-#include "EmptyKernelImage.h"
 
 #include <cstring>
 
@@ -45,7 +44,7 @@ bool EndsWith(const std::string& str, const std::string& strEnd)
 bool CKernelBinary::Write(const std::vector<SKernel>& vKernels, const std::string& strDebugIL,
                           std::vector<char>& vImage)
 {
-    CElf elf(MakeEmptyKernelImage(ET_EXEC));
+    CElf elf(ET_EXEC);
     CElfSymbolTable* pSymbols = elf.GetSymbolTable();
     CElfSection* pRodata = elf.AddSection(".rodata", SHT_PROGBITS, SHF_ALLOC, 0, 16, 0);
     CElfSection* pXanIL = elf.AddSection(".xanil", SHT_PROGBITS, 0, 0, 1, 0);
@@ -83,7 +82,7 @@ bool CKernelBinary::Read(const std::vector<char>& vImage, std::string& strError)
     CElf elf(vImage);
     if (!elf.IsInitialized())
     {
-        strError = "the binary is not an ELF image that can be read";
+        strError = "the binary is not an ELF image that can be read: " + elf.GetLastError();
         return false;
     }
     const CElfSymbolTable* pSymbols = elf.GetSymbolTable();
@@ -146,6 +145,13 @@ bool CKernelBinary::Read(const std::vector<char>& vImage, std::string& strError)
     }
     if (const CElfSection* pDebugIL = elf.GetSection(".debugil"))
     {
+        // The loader drops the bytes of a section that runs past the end of the file.
+        if (pDebugIL->GetData().empty())
+        {
+            strError = "section .debugil holds no text: it is empty or runs past the end of the "
+                       "file";
+            return false;
+        }
         m_bHasDebugIL = true;
         m_strDebugIL = TextOf(pDebugIL->GetData().data(), pDebugIL->GetData().size());
     }

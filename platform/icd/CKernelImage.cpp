@@ -3,7 +3,8 @@
 #include "CDevice.h"
 #include "CILAssembler.h"
 #include "CILProgram.h"
-#include "sbitd/CLMetadata.h"
+#include "CLMetadata.h"
+#include "PlatformConsistencyReport.h"
 
 #include <algorithm>
 
@@ -72,6 +73,7 @@ bool CKernelImage::ReadMetadata(const std::string& strMetadata, const CDevice& d
                                 std::string& strLog)
 {
     const std::string strWhere = "kernel " + m_strName + ": ";
+    SetPlatformConsistencyReport();
     CCLMetadata metadata;
     if (!metadata.Parse(strMetadata) || metadata.GetEntries().empty() ||
         metadata.GetEntries().back()->GetEntryType() != CCLMetadataArgEndEntry::ClassEntryType)

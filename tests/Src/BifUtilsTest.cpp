@@ -1,6 +1,6 @@
 #include "BifUtils.h"
 #include "CElf.h"
-#include "ElfImageBuilder.h"
+#include "Common/Src/KernelBinary/ElfImageBuilder.h"
 #include "Modules/DNKModule.h"
 #include "Modules/QUVRTModule.h"
 

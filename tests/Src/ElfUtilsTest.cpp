@@ -2,8 +2,8 @@
 #include "BifUtils.h"
 #include "CElf.h"
 #include "CElfSymbolTable.h"
-#include "ElfImageBuilder.h"
-#include "sbitd/CLMetadata.h"
+#include "CLMetadata.h"
+#include "Common/Src/KernelBinary/ElfImageBuilder.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 // Loads arbitrary bytes as an ELF image; an image that loads is copied, edited and written,
-// and what is written must load again and write to the same bytes.
+// and what is written must load again and write to the same bytes. A refusal gives a reason.
 #include "CElf.h"
 #include "CElfSymbolTable.h"
 
-#include "../Src/ElfImageBuilder.h"
+#include "../Common/Src/KernelBinary/ElfImageBuilder.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -30,6 +30,7 @@ void CheckWrite(CElf& elf, bool bMustReadBack)
     std::vector<char> vWritten;
     if (!elf.Store(vWritten))
     {
+        Require(!elf.GetLastError().empty());
         return;
     }
     CElf reloaded(vWritten);
@@ -77,6 +78,8 @@ void Edit(CElf& elf, uint8_t nChoice)
 void Exercise(const std::vector<char>& vImage, uint8_t nChoice)
 {
     CElf elf(vImage);
+    // Every refusal says why, and only a refusal does.
+    Require(elf.IsInitialized() == elf.GetLastError().empty());
     if (!elf.IsInitialized())
     {
         return;

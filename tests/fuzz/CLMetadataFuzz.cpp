@@ -1,6 +1,6 @@
 // Parses arbitrary text as kernel metadata; a block that parses prints, parses again to the
 // same text, answers every query and takes the edits of a patched kernel.
-#include "sbitd/CLMetadata.h"
+#include "CLMetadata.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "XANDnkCompiler.h"
 
 #include "CILAssembler.h"
-#include "Src/ElfImageBuilder.h"
+#include "Common/Src/KernelBinary/ElfImageBuilder.h"
 
 #include <gtest/gtest.h>
 

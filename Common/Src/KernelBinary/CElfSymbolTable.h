@@ -55,11 +55,17 @@ public:
 private:
     friend class CElf;
 
-    // Reads the entries from the loaded bytes; vSections resolves st_shndx.
-    bool ReadEntries(const std::vector<CElfSection*>& vSections, bool bIsElf64);
-    // Rebuilds the table's bytes and its string table from the entries; false when a symbol no
-    // longer lies inside its section.
-    bool WriteEntries(const std::map<const CElfSection*, size_t>& mapIndices, bool bIsElf64);
+    // Reads the entries from the loaded bytes; vSections resolves st_shndx. strError gets the
+    // reason of a refusal, without the table's own name.
+    bool ReadEntries(const std::vector<CElfSection*>& vSections, bool bIsElf64,
+                     std::string& strError);
+    // Rebuilds the table's bytes and its string table from the entries; false with the reason
+    // when a symbol no longer lies inside its section.
+    bool WriteEntries(const std::map<const CElfSection*, size_t>& mapIndices, bool bIsElf64,
+                      std::string& strError);
+    // Whether the entry's value and size lie inside its section, which has index nSection.
+    static bool CheckPlace(const TableEntry& entry, size_t nIndex, size_t nSection,
+                           std::string& strError);
 
     std::vector<TableEntry> m_Entries;
 };

@@ -1,4 +1,4 @@
-#include "sbitd/CLMetadata.h"
+#include "CLMetadata.h"
 
 #include "support/TestSupport.h"
 

@@ -1,14 +1,24 @@
-#include "sbitd/CLMetadata.h"
-
-#include "ConsistencyAssert.h"
+#include "CLMetadata.h"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
 
 #include <algorithm>
+#include <atomic>
 
 namespace
 {
+// Constant-initialised, so a user may set it from a static initialiser of its own.
+std::atomic<CCLMetadata::ConsistencyReport> g_pConsistencyReport{nullptr};
+
+void ReportFailedCheck(const char* pFunction, const char* pCondition)
+{
+    if (CCLMetadata::ConsistencyReport pReport = g_pConsistencyReport.load())
+    {
+        pReport(pFunction, pCondition);
+    }
+}
+
 const uint32_t NO_ID = 0xFFFFFFFFu;
 
 // The revisions at which a pointer line grows.
@@ -285,17 +295,17 @@ uint32_t CCLMetadataValueEntry::GetDataTypeSize(const std::string& strDataType)
     }
     if (strDataType == "event")
     {
-        SDU_ReportConsistencyAssert(
+        ReportFailedCheck(
             __func__,
             "These seem to be passed as pointers rather than values. Explore why you got here.");
     }
     else if (strDataType == "opaque")
     {
-        SDU_ReportConsistencyAssert(__func__, "I don't know what this type is so bail.");
+        ReportFailedCheck(__func__, "I don't know what this type is so bail.");
     }
     else
     {
-        SDU_ReportConsistencyAssert(__func__, "Unrecognized data type");
+        ReportFailedCheck(__func__, "Unrecognized data type");
     }
     return 0;
 }
@@ -317,7 +327,7 @@ void CCLMetadataPointerEntryR87::SetAccess(uint32_t nAccess)
 {
     if (nAccess < 1 || nAccess > 3)
     {
-        SDU_ReportConsistencyAssert(__func__, "Unrecognized access type");
+        ReportFailedCheck(__func__, "Unrecognized access type");
         return;
     }
     SetTextToken(9, g_AccessNames[nAccess - 1]);
@@ -329,6 +339,11 @@ void CCLMetadataCounterEntry::SetNumber(size_t nIndex, uint32_t n)
     {
         SetNumberToken(2 + nIndex, n);
     }
+}
+
+void CCLMetadata::SetConsistencyReport(ConsistencyReport pReport)
+{
+    g_pConsistencyReport.store(pReport);
 }
 
 CCLMetadata::CCLMetadata() = default;
@@ -415,7 +430,7 @@ bool CCLMetadata::Parse(const std::string& strText)
             }
             if (nRevision > REVISION_LAST_KNOWN)
             {
-                SDU_ReportConsistencyAssert(__func__, "nRevision <= 111");
+                ReportFailedCheck(__func__, "nRevision <= 111");
                 return false;
             }
             state = INSIDE;
@@ -688,7 +703,7 @@ bool CCLMetadata::InsertArgument(CCLMetadataEntry* pEntry)
         }
         if (strType == CCLMetadataArgEndEntry::ClassEntryType)
         {
-            SDU_ReportConsistencyAssert(__func__, "Reached ;argend without finding a ;function");
+            ReportFailedCheck(__func__, "Reached ;argend without finding a ;function");
             delete pEntry;
             return false;
         }

@@ -58,6 +58,8 @@ public:
     uint64_t GetAlign() const { return m_Header.sh_addralign; }
     // Only 0 and powers of two are alignments.
     bool SetAlign(uint64_t nAlign);
+    // How messages name the section: "section 3 (.symtab)", or "section 3" without a name.
+    std::string Describe(size_t nIndex) const;
     uint64_t GetEntrySize() const { return m_Header.sh_entsize; }
     void SetEntrySize(uint64_t nEntrySize) { m_Header.sh_entsize = nEntrySize; }
     CElfSection* GetLinkSection() const { return m_pLinkSection; }
@@ -104,6 +106,10 @@ class CElf
 public:
     typedef std::vector<CElfSection*>::iterator iterator;
 
+    // A new 64-bit file of type nType (ET_EXEC, ET_REL) with no program headers and only its
+    // three tables: the section names, the symbol names and a symbol table holding the null
+    // symbol.
+    explicit CElf(uint16_t nType);
     explicit CElf(const std::string& strFileName);
     explicit CElf(std::istream& stream);
     explicit CElf(const std::vector<char>& vBuffer);
@@ -112,6 +118,9 @@ public:
     ~CElf();
 
     bool IsInitialized() const { return m_Initialized; }
+    // Why the last load or write failed, such as "section 3 (.symtab): entry size 20,
+    // expected 24"; empty after one that succeeded.
+    const std::string& GetLastError() const { return m_strLastError; }
 
     size_t GetNumSections() const { return m_Sections.size(); }
     // The first section of exactly that name, or null.
@@ -154,6 +163,10 @@ public:
     void SetFlags(uint32_t nFlags) { m_Header.e_flags = nFlags; }
 
 private:
+    // Records the reason and answers false, for the check that failed to return.
+    bool Refuse(const std::string& strReason);
+    // Appends one of the tables that a new file starts with.
+    void AddTable(CElfSection* pTable, const char* pName, uint32_t nType, uint64_t nAlign);
     void Parse(std::istream& stream);
     bool Parse(const std::vector<char>& vBuffer);
     bool ReadHeader(const std::vector<char>& vBuffer);
@@ -163,7 +176,7 @@ private:
     void CopyFrom(const CElf& other);
     bool AssignNames(const std::map<const CElfSection*, size_t>& mapIndices);
     bool LayOut(uint64_t& nFileSize);
-    bool WriteImage(std::vector<char>& vBuffer) const;
+    bool WriteImage(std::vector<char>& vBuffer);
 
     Elf64_Ehdr m_Header = {};
     bool m_Initialized = false;
@@ -171,6 +184,7 @@ private:
     std::vector<CElfSection*> m_Sections;
     CElfStringTable* m_SectionHeaderStringTable = nullptr;
     CElfSymbolTable* m_SymbolTable = nullptr;
+    std::string m_strLastError;
 };
 } // namespace XAN_ElfUtils
 

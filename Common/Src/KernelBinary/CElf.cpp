@@ -57,6 +57,12 @@ bool Fits32(uint64_t nValue)
     return nValue <= MAX_FIELD_32;
 }
 
+std::string PastTheEnd(const char* pWhat, uint64_t nOffset, uint64_t nFileSize)
+{
+    return std::string(pWhat) + " offset " + std::to_string(nOffset) +
+           " lies past the end of the file (" + std::to_string(nFileSize) + " bytes)";
+}
+
 // Copy a header between the two classes field by field; a caller that narrows has checked
 // the values first.
 template <typename TFrom, typename TTo> void CopyFileHeader(const TFrom& from, TTo& to)
@@ -142,6 +148,12 @@ bool CElfSection::Load(const std::vector<char>& vBuffer, size_t nHeaderOffset, b
     return true;
 }
 
+std::string CElfSection::Describe(size_t nIndex) const
+{
+    const std::string strSection = "section " + std::to_string(nIndex);
+    return m_strName.empty() ? strSection : strSection + " (" + m_strName + ")";
+}
+
 bool CElfSection::SetAlign(uint64_t nAlign)
 {
     if ((nAlign & (nAlign - 1)) != 0)
@@ -212,12 +224,49 @@ bool CElfStringTable::ReadString(const char* pTable, size_t nTableSize, uint64_t
     return true;
 }
 
+CElf::CElf(uint16_t nType) : m_Initialized(true), m_IsElf64(true)
+{
+    std::memcpy(m_Header.e_ident, ELFMAG, SELFMAG);
+    m_Header.e_ident[EI_CLASS] = ELFCLASS64;
+    m_Header.e_ident[EI_DATA] = ELFDATA2LSB;
+    m_Header.e_ident[EI_VERSION] = EV_CURRENT;
+    m_Header.e_type = nType;
+    m_Header.e_version = EV_CURRENT;
+    m_Header.e_ehsize = sizeof(Elf64_Ehdr);
+    m_Header.e_shentsize = sizeof(Elf64_Shdr);
+
+    m_Sections.push_back(new CElfSection);
+    m_SectionHeaderStringTable = new CElfStringTable;
+    AddTable(m_SectionHeaderStringTable, ".shstrtab", SHT_STRTAB, 1);
+    CElfStringTable* pNames = new CElfStringTable;
+    AddTable(pNames, ".strtab", SHT_STRTAB, 1);
+    m_SymbolTable = new CElfSymbolTable;
+    AddTable(m_SymbolTable, ".symtab", SHT_SYMTAB, 8);
+    m_SymbolTable->SetEntrySize(sizeof(Elf64_Sym));
+    m_SymbolTable->SetLinkSection(pNames);
+    // sh_info: the null symbol is the one local symbol.
+    m_SymbolTable->SetInfo(1);
+    m_SymbolTable->AddSymbol("", STB_LOCAL, STT_NOTYPE, 0, nullptr, 0, 0);
+}
+
+void CElf::AddTable(CElfSection* pTable, const char* pName, uint32_t nType, uint64_t nAlign)
+{
+    pTable->SetName(pName);
+    pTable->SetType(nType);
+    pTable->SetAlign(nAlign);
+    m_Sections.push_back(pTable);
+}
+
 CElf::CElf(const std::string& strFileName)
 {
     std::ifstream file(strFileName.c_str(), std::ios::binary);
     if (file)
     {
         Parse(file);
+    }
+    else
+    {
+        Refuse("file " + strFileName + " can't be opened");
     }
 }
 
@@ -258,6 +307,7 @@ void CElf::Parse(std::istream& stream)
     stream.seekg(0, std::ios::beg);
     if (nSize <= 0 || !stream)
     {
+        Refuse("the stream is empty or can't be read");
         return;
     }
     std::vector<char> vBuffer(static_cast<size_t>(nSize));
@@ -265,40 +315,72 @@ void CElf::Parse(std::istream& stream)
     {
         m_Initialized = Parse(vBuffer);
     }
+    else
+    {
+        Refuse("the stream can't be read");
+    }
+}
+
+bool CElf::Refuse(const std::string& strReason)
+{
+    m_strLastError = strReason;
+    return false;
 }
 
 bool CElf::Parse(const std::vector<char>& vBuffer)
 {
+    m_strLastError.clear();
     if (!ReadHeader(vBuffer))
     {
         return false;
     }
-    if (m_Header.e_shoff > vBuffer.size() || m_Header.e_phoff > vBuffer.size())
+    if (m_Header.e_shoff > vBuffer.size())
     {
-        return false;
+        return Refuse(PastTheEnd("section header table", m_Header.e_shoff, vBuffer.size()));
     }
-    if (m_Header.e_shnum == 0 || m_Header.e_shstrndx == SHN_XINDEX ||
-        m_Header.e_shstrndx >= m_Header.e_shnum)
+    if (m_Header.e_phoff > vBuffer.size())
     {
-        return false;
+        return Refuse(PastTheEnd("program header table", m_Header.e_phoff, vBuffer.size()));
+    }
+    if (m_Header.e_shnum == 0)
+    {
+        return Refuse("the file has no section headers");
+    }
+    // This also refuses an extended index (SHN_XINDEX), whose real value section 0 would hold.
+    if (m_Header.e_shstrndx >= m_Header.e_shnum)
+    {
+        return Refuse("section name table index " + std::to_string(m_Header.e_shstrndx) +
+                      " is not one of the " + std::to_string(m_Header.e_shnum) + " sections");
     }
     if (!ReadSections(vBuffer) || !LinkSections())
     {
         return false;
     }
-    return m_SymbolTable == nullptr || m_SymbolTable->ReadEntries(m_Sections, m_IsElf64);
+    std::string strError;
+    if (m_SymbolTable != nullptr && !m_SymbolTable->ReadEntries(m_Sections, m_IsElf64, strError))
+    {
+        const size_t nIndex =
+            std::find(m_Sections.begin(), m_Sections.end(), m_SymbolTable) - m_Sections.begin();
+        return Refuse(m_SymbolTable->Describe(nIndex) + ": " + strError);
+    }
+    return true;
 }
 
 bool CElf::ReadHeader(const std::vector<char>& vBuffer)
 {
+    const auto tooShort = [&vBuffer](size_t nHeaderSize)
+    {
+        return "the file (" + std::to_string(vBuffer.size()) + " bytes) is shorter than its " +
+               std::to_string(nHeaderSize) + "-byte header";
+    };
     if (vBuffer.size() < sizeof(Elf32_Ehdr))
     {
-        return false;
+        return Refuse(tooShort(sizeof(Elf32_Ehdr)));
     }
     m_IsElf64 = vBuffer[EI_CLASS] == ELFCLASS64;
     if (vBuffer.size() < FileHeaderSize(m_IsElf64))
     {
-        return false;
+        return Refuse(tooShort(FileHeaderSize(m_IsElf64)));
     }
     if (m_IsElf64)
     {
@@ -311,21 +393,41 @@ bool CElf::ReadHeader(const std::vector<char>& vBuffer)
         CopyFileHeader(header, m_Header);
     }
     const unsigned char* pIdent = m_Header.e_ident;
-    return std::memcmp(pIdent, ELFMAG, SELFMAG) == 0 &&
-           (pIdent[EI_CLASS] == ELFCLASS32 || pIdent[EI_CLASS] == ELFCLASS64) &&
-           pIdent[EI_DATA] == ELFDATA2LSB && pIdent[EI_VERSION] == EV_CURRENT &&
-           m_Header.e_version == EV_CURRENT;
+    if (std::memcmp(pIdent, ELFMAG, SELFMAG) != 0)
+    {
+        return Refuse("no ELF magic number");
+    }
+    if (pIdent[EI_CLASS] != ELFCLASS32 && pIdent[EI_CLASS] != ELFCLASS64)
+    {
+        return Refuse("class " + std::to_string(pIdent[EI_CLASS]) + " is neither 32- nor 64-bit");
+    }
+    if (pIdent[EI_DATA] != ELFDATA2LSB)
+    {
+        return Refuse("byte order " + std::to_string(pIdent[EI_DATA]) + " is not little-endian");
+    }
+    if (pIdent[EI_VERSION] != EV_CURRENT || m_Header.e_version != EV_CURRENT)
+    {
+        return Refuse("version " + std::to_string(pIdent[EI_VERSION]) + "/" +
+                      std::to_string(m_Header.e_version) + ", expected 1/1");
+    }
+    return true;
 }
 
 bool CElf::ReadSections(const std::vector<char>& vBuffer)
 {
     const size_t nHeaderSize = SectionHeaderSize(m_IsElf64);
 
+    const auto headerPastTheEnd = [&vBuffer, this](size_t nIndex, uint64_t nOffset)
+    {
+        return Refuse("section " + std::to_string(nIndex) + ": " +
+                      PastTheEnd("header", nOffset, vBuffer.size()));
+    };
     // The section names come from the string table's bytes as they lie in the file.
     CElfSection names;
-    if (!names.Load(vBuffer, m_Header.e_shoff + nHeaderSize * m_Header.e_shstrndx, m_IsElf64))
+    const uint64_t nNamesHeader = m_Header.e_shoff + nHeaderSize * m_Header.e_shstrndx;
+    if (!names.Load(vBuffer, nNamesHeader, m_IsElf64))
     {
-        return false;
+        return headerPastTheEnd(m_Header.e_shstrndx, nNamesHeader);
     }
     const std::vector<char>& vNames = names.GetData();
 
@@ -335,14 +437,15 @@ bool CElf::ReadSections(const std::vector<char>& vBuffer)
         const uint64_t nOffset = m_Header.e_shoff + i * nHeaderSize;
         if (!RangeInside(nOffset, nHeaderSize, vBuffer.size()))
         {
-            return false;
+            return headerPastTheEnd(i, nOffset);
         }
         uint32_t nType = 0;
         std::memcpy(&nType, vBuffer.data() + nOffset + offsetof(Elf64_Shdr, sh_type),
                     sizeof(nType));
+        const std::string strSection = "section " + std::to_string(i);
         if (IsRefusedType(nType))
         {
-            return false;
+            return Refuse(strSection + ": type " + std::to_string(nType) + " is not supported");
         }
 
         CElfSection* pSection = nullptr;
@@ -350,7 +453,7 @@ bool CElf::ReadSections(const std::vector<char>& vBuffer)
         {
             if (m_SymbolTable != nullptr)
             {
-                return false;
+                return Refuse(strSection + ": a second symbol table");
             }
             m_SymbolTable = new CElfSymbolTable;
             pSection = m_SymbolTable;
@@ -370,35 +473,49 @@ bool CElf::ReadSections(const std::vector<char>& vBuffer)
         }
         m_Sections[i] = pSection;
 
-        if (!pSection->Load(vBuffer, nOffset, m_IsElf64) ||
-            !CElfStringTable::ReadString(vNames.data(), vNames.size(), pSection->m_Header.sh_name,
+        // The header fits, as checked above, so the load succeeds.
+        pSection->Load(vBuffer, nOffset, m_IsElf64);
+        if (!CElfStringTable::ReadString(vNames.data(), vNames.size(), pSection->m_Header.sh_name,
                                          pSection->m_strName))
         {
-            return false;
+            return Refuse(strSection + ": name offset " +
+                          std::to_string(pSection->m_Header.sh_name) +
+                          " is outside the section name table or has no NUL");
         }
     }
-    return m_SectionHeaderStringTable != nullptr;
+    if (m_SectionHeaderStringTable == nullptr)
+    {
+        return Refuse("section " + std::to_string(m_Header.e_shstrndx) +
+                      ": the section name table is a symbol table");
+    }
+    return true;
 }
 
 bool CElf::LinkSections()
 {
-    for (CElfSection* pSection : m_Sections)
+    for (size_t i = 0; i < m_Sections.size(); ++i)
     {
+        CElfSection* pSection = m_Sections[i];
         const Elf64_Shdr& header = pSection->m_Header;
         if (!HasLinkSection(header.sh_type))
         {
             continue;
         }
+        const auto refuseReference = [&](const char* pField, uint32_t nReference)
+        {
+            return Refuse(pSection->Describe(i) + ": " + pField + " " + std::to_string(nReference) +
+                          " is not one of the " + std::to_string(m_Sections.size()) + " sections");
+        };
         if (header.sh_link >= m_Sections.size())
         {
-            return false;
+            return refuseReference("link", header.sh_link);
         }
         pSection->m_pLinkSection = m_Sections[header.sh_link];
         if (header.sh_type == SHT_REL)
         {
             if (header.sh_info >= m_Sections.size())
             {
-                return false;
+                return refuseReference("info", header.sh_info);
             }
             pSection->m_pInfoSection = m_Sections[header.sh_info];
         }
@@ -418,10 +535,12 @@ void CElf::Clear()
     m_Initialized = false;
     m_IsElf64 = false;
     m_Header = Elf64_Ehdr();
+    m_strLastError.clear();
 }
 
 void CElf::CopyFrom(const CElf& other)
 {
+    m_strLastError = other.m_strLastError;
     if (!other.m_Initialized)
     {
         return;
@@ -596,17 +715,18 @@ bool CElf::Store(std::vector<char>& vBuffer)
 {
     if (!m_Initialized)
     {
-        return false;
+        return Refuse("no file was loaded");
     }
+    m_strLastError.clear();
     vBuffer.clear();
     if (m_Sections.size() >= SHN_LORESERVE)
     {
-        return false;
+        return Refuse(std::to_string(m_Sections.size()) + " sections reach the reserved indices");
     }
     // Both names would go into one table, and the section names would be lost.
     if (m_SymbolTable != nullptr && m_SymbolTable->GetLinkSection() == m_SectionHeaderStringTable)
     {
-        return false;
+        return Refuse("the symbol names would share the section name table");
     }
 
     std::map<const CElfSection*, size_t> mapIndices;
@@ -618,9 +738,10 @@ bool CElf::Store(std::vector<char>& vBuffer)
     {
         return false;
     }
-    if (m_SymbolTable != nullptr && !m_SymbolTable->WriteEntries(mapIndices, m_IsElf64))
+    std::string strError;
+    if (m_SymbolTable != nullptr && !m_SymbolTable->WriteEntries(mapIndices, m_IsElf64, strError))
     {
-        return false;
+        return Refuse(m_SymbolTable->Describe(mapIndices[m_SymbolTable]) + ": " + strError);
     }
     m_Header.e_shnum = static_cast<uint16_t>(m_Sections.size());
 
@@ -637,14 +758,15 @@ bool CElf::Store(std::vector<char>& vBuffer)
 bool CElf::AssignNames(const std::map<const CElfSection*, size_t>& mapIndices)
 {
     m_SectionHeaderStringTable->ClearData();
-    for (CElfSection* pSection : m_Sections)
+    for (size_t i = 0; i < m_Sections.size(); ++i)
     {
+        CElfSection* pSection = m_Sections[i];
         Elf64_Shdr& header = pSection->m_Header;
         header.sh_name = m_SectionHeaderStringTable->AddString(pSection->m_strName);
         if (!RenumberReference(mapIndices, pSection->m_pLinkSection, header.sh_link) ||
             !RenumberReference(mapIndices, pSection->m_pInfoSection, header.sh_info))
         {
-            return false;
+            return Refuse(pSection->Describe(i) + ": it refers to a section outside the file");
         }
     }
     return true;
@@ -654,8 +776,9 @@ bool CElf::LayOut(uint64_t& nFileSize)
 {
     // Nothing is placed beyond 4 GiB: the offsets keep only 32 significant bits.
     uint64_t nOffset = FileHeaderSize(m_IsElf64);
-    for (CElfSection* pSection : m_Sections)
+    for (size_t i = 0; i < m_Sections.size(); ++i)
     {
+        CElfSection* pSection = m_Sections[i];
         Elf64_Shdr& header = pSection->m_Header;
         header.sh_size = pSection->m_vData.size();
         if (header.sh_size == 0)
@@ -666,14 +789,15 @@ bool CElf::LayOut(uint64_t& nFileSize)
         const uint64_t nAlign = header.sh_addralign == 0 ? 1 : header.sh_addralign;
         if (nAlign > MAX_ALIGNMENT)
         {
-            return false;
+            return Refuse(pSection->Describe(i) + ": alignment " + std::to_string(nAlign) +
+                          " is above the largest written, " + std::to_string(MAX_ALIGNMENT));
         }
         nOffset = (nOffset + nAlign - 1) / nAlign * nAlign;
         header.sh_offset = nOffset;
         nOffset += header.sh_size;
         if (!Fits32(nOffset))
         {
-            return false;
+            return Refuse(pSection->Describe(i) + ": it would end past 4 GiB");
         }
     }
 
@@ -683,19 +807,24 @@ bool CElf::LayOut(uint64_t& nFileSize)
     // give a file that reads back differently.
     if (m_Header.e_shentsize != SectionHeaderSize(m_IsElf64))
     {
-        return false;
+        return Refuse("section header size " + std::to_string(m_Header.e_shentsize) +
+                      ", expected " + std::to_string(SectionHeaderSize(m_IsElf64)));
     }
     nOffset += static_cast<uint64_t>(m_Header.e_shnum) * m_Header.e_shentsize;
-    // The carried program-header offset must still lie inside the file, or it won't load.
-    if (!Fits32(nOffset) || m_Header.e_phoff > nOffset)
+    if (!Fits32(nOffset))
     {
-        return false;
+        return Refuse("the section headers would end past 4 GiB");
+    }
+    // The carried program-header offset must still lie inside the file, or it won't load.
+    if (m_Header.e_phoff > nOffset)
+    {
+        return Refuse(PastTheEnd("program header table", m_Header.e_phoff, nOffset));
     }
     nFileSize = nOffset;
     return true;
 }
 
-bool CElf::WriteImage(std::vector<char>& vBuffer) const
+bool CElf::WriteImage(std::vector<char>& vBuffer)
 {
     char* pOut = vBuffer.data();
     if (m_IsElf64)
@@ -706,7 +835,7 @@ bool CElf::WriteImage(std::vector<char>& vBuffer) const
     {
         if (!Fits32(m_Header.e_entry) || !Fits32(m_Header.e_phoff) || !Fits32(m_Header.e_shoff))
         {
-            return false;
+            return Refuse("the entry or a header offset does not fit a 32-bit file");
         }
         Elf32_Ehdr header;
         CopyFileHeader(m_Header, header);
@@ -734,7 +863,7 @@ bool CElf::WriteImage(std::vector<char>& vBuffer) const
         if (!Fits32(source.sh_flags) || !Fits32(source.sh_addr) || !Fits32(source.sh_offset) ||
             !Fits32(source.sh_size) || !Fits32(source.sh_addralign) || !Fits32(source.sh_entsize))
         {
-            return false;
+            return Refuse(m_Sections[i]->Describe(i) + ": a field does not fit a 32-bit file");
         }
         Elf32_Shdr header;
         CopySectionHeader(source, header);
@@ -751,16 +880,20 @@ bool CElf::Store(std::ostream& stream)
         return false;
     }
     stream.write(vBuffer.data(), static_cast<std::streamsize>(vBuffer.size()));
-    return stream.good();
+    return stream.good() || Refuse("the stream can't be written");
 }
 
 bool CElf::Store(const std::string& strFileName)
 {
     if (!m_Initialized)
     {
-        return false;
+        return Refuse("no file was loaded");
     }
     std::ofstream file(strFileName.c_str(), std::ios::binary | std::ios::trunc);
-    return file.is_open() && Store(file);
+    if (!file.is_open())
+    {
+        return Refuse("file " + strFileName + " can't be opened for writing");
+    }
+    return Store(file);
 }
 } // namespace XAN_ElfUtils

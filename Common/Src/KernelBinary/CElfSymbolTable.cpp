@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 namespace XAN_ElfUtils
 {
@@ -121,12 +122,20 @@ void CElfSymbolTable::RemoveSymbolsForSection(const CElfSection* pSection)
     }
 }
 
-bool CElfSymbolTable::ReadEntries(const std::vector<CElfSection*>& vSections, bool bIsElf64)
+bool CElfSymbolTable::ReadEntries(const std::vector<CElfSection*>& vSections, bool bIsElf64,
+                                  std::string& strError)
 {
     const size_t nEntrySize = bIsElf64 ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym);
-    const CElfStringTable* pStrings = dynamic_cast<const CElfStringTable*>(GetLinkSection());
-    if (GetType() != SHT_SYMTAB || GetEntrySize() != nEntrySize || pStrings == nullptr)
+    if (GetEntrySize() != nEntrySize)
     {
+        strError = "entry size " + std::to_string(GetEntrySize()) + ", expected " +
+                   std::to_string(nEntrySize);
+        return false;
+    }
+    const CElfStringTable* pStrings = dynamic_cast<const CElfStringTable*>(GetLinkSection());
+    if (pStrings == nullptr)
+    {
+        strError = "link " + std::to_string(GetLink()) + " is not a string table";
         return false;
     }
     const std::vector<char>& vNames = pStrings->GetData();
@@ -148,16 +157,27 @@ bool CElfSymbolTable::ReadEntries(const std::vector<CElfSection*>& vSections, bo
             ReadRecord<Elf32_Sym>(pRecord, entry);
         }
 
-        // Reserved indices (absolute, common, extended) have no section to move with.
-        if (!CElfStringTable::ReadString(vNames.data(), vNames.size(), entry.st_name, entry.name) ||
-            entry.st_shndx >= SHN_LORESERVE || entry.st_shndx >= vSections.size())
+        const std::string strSymbol = "symbol " + std::to_string(i);
+        if (!CElfStringTable::ReadString(vNames.data(), vNames.size(), entry.st_name, entry.name))
         {
+            strError = strSymbol + ": name offset " + std::to_string(entry.st_name) +
+                       " is outside the string table or has no NUL";
+            return false;
+        }
+        // Reserved indices (absolute, common, extended) have no section to move with.
+        if (entry.st_shndx >= SHN_LORESERVE || entry.st_shndx >= vSections.size())
+        {
+            strError =
+                strSymbol + " (" + entry.name + "): section index " +
+                std::to_string(entry.st_shndx) +
+                (entry.st_shndx >= SHN_LORESERVE
+                     ? " is reserved"
+                     : " is not one of the " + std::to_string(vSections.size()) + " sections");
             return false;
         }
         entry.section = vSections[entry.st_shndx];
         // A symbol's value and size are a place in its section's data.
-        if (entry.st_shndx != SHN_UNDEF &&
-            !RangeInside(entry.st_value, entry.st_size, entry.section->GetSize()))
+        if (entry.st_shndx != SHN_UNDEF && !CheckPlace(entry, i, entry.st_shndx, strError))
         {
             return false;
         }
@@ -166,26 +186,44 @@ bool CElfSymbolTable::ReadEntries(const std::vector<CElfSection*>& vSections, bo
     return true;
 }
 
+bool CElfSymbolTable::CheckPlace(const TableEntry& entry, size_t nIndex, size_t nSection,
+                                 std::string& strError)
+{
+    if (RangeInside(entry.st_value, entry.st_size, entry.section->GetSize()))
+    {
+        return true;
+    }
+    strError = "symbol " + std::to_string(nIndex) + " (" + entry.name + "): value " +
+               std::to_string(entry.st_value) + " and size " + std::to_string(entry.st_size) +
+               " lie outside " + entry.section->Describe(nSection) + " of " +
+               std::to_string(entry.section->GetSize()) + " bytes";
+    return false;
+}
+
 bool CElfSymbolTable::WriteEntries(const std::map<const CElfSection*, size_t>& mapIndices,
-                                   bool bIsElf64)
+                                   bool bIsElf64, std::string& strError)
 {
     CElfStringTable* pStrings = dynamic_cast<CElfStringTable*>(GetLinkSection());
     if (pStrings == nullptr)
     {
+        strError = "its link is not a string table";
         return false;
     }
     pStrings->ClearData();
     ClearData();
-    for (TableEntry& entry : m_Entries)
+    for (size_t i = 0; i < m_Entries.size(); ++i)
     {
+        TableEntry& entry = m_Entries[i];
         entry.st_name = pStrings->AddString(entry.name);
         entry.st_shndx = SHN_UNDEF;
+        const std::string strSymbol = "symbol " + std::to_string(i) + " (" + entry.name + ")";
         if (entry.section != nullptr)
         {
             std::map<const CElfSection*, size_t>::const_iterator it =
                 mapIndices.find(entry.section);
             if (it == mapIndices.end())
             {
+                strError = strSymbol + ": its section is not part of the file";
                 return false;
             }
             entry.st_shndx = static_cast<uint16_t>(it->second);
@@ -198,15 +236,17 @@ bool CElfSymbolTable::WriteEntries(const std::map<const CElfSection*, size_t>& m
         }
         if (entry.st_value > 0xFFFFFFFFu || entry.st_size > 0xFFFFFFFFu)
         {
+            strError = strSymbol + ": value " + std::to_string(entry.st_value) + " or size " +
+                       std::to_string(entry.st_size) + " does not fit a 32-bit file";
             return false;
         }
         AppendRecord<Elf32_Sym>(entry, *this);
     }
     // Edits may have shrunk a symbol's section (even this table): such a file wouldn't load.
-    for (const TableEntry& entry : m_Entries)
+    for (size_t i = 0; i < m_Entries.size(); ++i)
     {
-        if (entry.section != nullptr &&
-            !RangeInside(entry.st_value, entry.st_size, entry.section->GetSize()))
+        const TableEntry& entry = m_Entries[i];
+        if (entry.section != nullptr && !CheckPlace(entry, i, entry.st_shndx, strError))
         {
             return false;
         }

@@ -304,6 +304,12 @@ public:
     CCLMetadata(const CCLMetadata&) = delete;
     CCLMetadata& operator=(const CCLMetadata&) = delete;
 
+    // Where a failed check of the metadata code goes, for the whole process: the debug library
+    // writes it to its consistency log, the platform to stderr. Until a user sets one, failed
+    // checks go nowhere.
+    typedef void (*ConsistencyReport)(const char* pFunction, const char* pCondition);
+    static void SetConsistencyReport(ConsistencyReport pReport);
+
     // Replaces the entries by those of the text. Lines before "version" and behind "ARGEND" are
     // dropped.
     bool Parse(const std::string& strText);
