@@ -25,7 +25,8 @@ template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, 
                              CContext* pContext = CCLObject::Find<CContext>(context);
                              if (pContext == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
+                                 SetError(errcode_ret,
+                                          BadHandle(CL_INVALID_CONTEXT, "context", context));
                                  return nullptr;
                              }
                              cl_int nError = CL_SUCCESS;
@@ -41,7 +42,7 @@ cl_sampler MakeSampler(cl_context context, const cl_sampler_properties* pPropert
     CContext* pContext = CCLObject::Find<CContext>(context);
     if (pContext == nullptr)
     {
-        SetError(errcode_ret, CL_INVALID_CONTEXT);
+        SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
         return nullptr;
     }
     cl_int nError = CL_SUCCESS;
@@ -71,7 +72,7 @@ cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
             CMemObject* pParent = CCLObject::Find<CMemObject>(buffer);
             if (pParent == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_MEM_OBJECT);
+                SetError(errcode_ret, BadHandle(CL_INVALID_MEM_OBJECT, "buffer", buffer));
                 return nullptr;
             }
             if (buffer_create_type != CL_BUFFER_CREATE_TYPE_REGION || buffer_create_info == nullptr)
@@ -128,12 +129,12 @@ cl_mem clCreateImage3D(cl_context context, cl_mem_flags flags, const cl_image_fo
 
 cl_int clRetainMemObject(cl_mem memobj)
 {
-    return RetainObject<CMemObject>(memobj, CL_INVALID_MEM_OBJECT);
+    return RetainObject<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT);
 }
 
 cl_int clReleaseMemObject(cl_mem memobj)
 {
-    return ReleaseObject<CMemObject>(memobj, CL_INVALID_MEM_OBJECT);
+    return ReleaseObject<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT);
 }
 
 cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
@@ -165,8 +166,8 @@ cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
 cl_int clGetMemObjectInfo(cl_mem memobj, cl_mem_info param_name, size_t param_value_size,
                           void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CMemObject>(memobj, CL_INVALID_MEM_OBJECT, param_name, param_value_size,
-                                 param_value, param_value_size_ret);
+    return QueryInfo<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT, param_name,
+                                 param_value_size, param_value, param_value_size_ret);
 }
 
 cl_int clGetImageInfo(cl_mem image, cl_image_info param_name, size_t param_value_size,
@@ -187,7 +188,7 @@ cl_int clSetMemObjectDestructorCallback(
     CMemObject* pMem = CCLObject::Find<CMemObject>(memobj);
     if (pMem == nullptr)
     {
-        return CL_INVALID_MEM_OBJECT;
+        return BadHandle(CL_INVALID_MEM_OBJECT, "memobj", memobj);
     }
     return Guarded([&] { return pMem->AddDestructorCallback(pfn_notify, user_data); });
 }
@@ -216,18 +217,18 @@ cl_sampler clCreateSamplerWithProperties(cl_context context,
 
 cl_int clRetainSampler(cl_sampler sampler)
 {
-    return RetainObject<CSampler>(sampler, CL_INVALID_SAMPLER);
+    return RetainObject<CSampler>("sampler", sampler, CL_INVALID_SAMPLER);
 }
 
 cl_int clReleaseSampler(cl_sampler sampler)
 {
-    return ReleaseObject<CSampler>(sampler, CL_INVALID_SAMPLER);
+    return ReleaseObject<CSampler>("sampler", sampler, CL_INVALID_SAMPLER);
 }
 
 cl_int clGetSamplerInfo(cl_sampler sampler, cl_sampler_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CSampler>(sampler, CL_INVALID_SAMPLER, param_name, param_value_size,
+    return QueryInfo<CSampler>("sampler", sampler, CL_INVALID_SAMPLER, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 } // namespace Api

@@ -160,8 +160,8 @@ cl_int clGetDeviceIDs(cl_platform_id platform, cl_device_type device_type, cl_ui
 cl_int clGetDeviceInfo(cl_device_id device, cl_device_info param_name, size_t param_value_size,
                        void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CDevice>(device, CL_INVALID_DEVICE, param_name, param_value_size, param_value,
-                              param_value_size_ret);
+    return QueryInfo<CDevice>("device", device, CL_INVALID_DEVICE, param_name, param_value_size,
+                              param_value, param_value_size_ret);
 }
 
 cl_int clRetainDevice(cl_device_id device)
@@ -195,7 +195,7 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint num_
                 CDevice* pDevice = CCLObject::Find<CDevice>(devices[i]);
                 if (pDevice == nullptr)
                 {
-                    SetError(errcode_ret, CL_INVALID_DEVICE);
+                    SetError(errcode_ret, BadHandle(CL_INVALID_DEVICE, "devices", devices[i]));
                     return nullptr;
                 }
                 vDevices.push_back(pDevice);
@@ -240,18 +240,18 @@ clCreateContextFromType(const cl_context_properties* properties, cl_device_type 
 
 cl_int clRetainContext(cl_context context)
 {
-    return RetainObject<CContext>(context, CL_INVALID_CONTEXT);
+    return RetainObject<CContext>("context", context, CL_INVALID_CONTEXT);
 }
 
 cl_int clReleaseContext(cl_context context)
 {
-    return ReleaseObject<CContext>(context, CL_INVALID_CONTEXT);
+    return ReleaseObject<CContext>("context", context, CL_INVALID_CONTEXT);
 }
 
 cl_int clGetContextInfo(cl_context context, cl_context_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CContext>(context, CL_INVALID_CONTEXT, param_name, param_value_size,
+    return QueryInfo<CContext>("context", context, CL_INVALID_CONTEXT, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 

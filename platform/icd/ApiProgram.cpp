@@ -51,7 +51,8 @@ cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const ch
                              CContext* pContext = CCLObject::Find<CContext>(context);
                              if (pContext == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
+                                 SetError(errcode_ret,
+                                          BadHandle(CL_INVALID_CONTEXT, "context", context));
                                  return nullptr;
                              }
                              if (count == 0 || strings == nullptr)
@@ -89,7 +90,7 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
             CContext* pContext = CCLObject::Find<CContext>(context);
             if (pContext == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_CONTEXT);
+                SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
                 return nullptr;
             }
             std::vector<CDevice*> vDevices;
@@ -123,12 +124,12 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
 
 cl_int clRetainProgram(cl_program program)
 {
-    return RetainObject<CProgram>(program, CL_INVALID_PROGRAM);
+    return RetainObject<CProgram>("program", program, CL_INVALID_PROGRAM);
 }
 
 cl_int clReleaseProgram(cl_program program)
 {
-    return ReleaseObject<CProgram>(program, CL_INVALID_PROGRAM);
+    return ReleaseObject<CProgram>("program", program, CL_INVALID_PROGRAM);
 }
 
 cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
@@ -139,7 +140,7 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     if (pfn_notify == nullptr && user_data != nullptr)
     {
@@ -174,7 +175,7 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
 cl_int clGetProgramInfo(cl_program program, cl_program_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CProgram>(program, CL_INVALID_PROGRAM, param_name, param_value_size,
+    return QueryInfo<CProgram>("program", program, CL_INVALID_PROGRAM, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 
@@ -185,12 +186,12 @@ cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     const CDevice* pDevice = CCLObject::Find<CDevice>(device);
     if (pDevice == nullptr)
     {
-        return CL_INVALID_DEVICE;
+        return BadHandle(CL_INVALID_DEVICE, "device", device);
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pProgram->GetBuildInfo(pDevice, param_name, writer); });
@@ -204,7 +205,8 @@ cl_kernel clCreateKernel(cl_program program, const char* kernel_name, cl_int* er
                              CProgram* pProgram = CCLObject::Find<CProgram>(program);
                              if (pProgram == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_PROGRAM);
+                                 SetError(errcode_ret,
+                                          BadHandle(CL_INVALID_PROGRAM, "program", program));
                                  return nullptr;
                              }
                              if (kernel_name == nullptr)
@@ -225,7 +227,7 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     return Guarded(
         [&]
@@ -254,12 +256,12 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
 
 cl_int clRetainKernel(cl_kernel kernel)
 {
-    return RetainObject<CKernel>(kernel, CL_INVALID_KERNEL);
+    return RetainObject<CKernel>("kernel", kernel, CL_INVALID_KERNEL);
 }
 
 cl_int clReleaseKernel(cl_kernel kernel)
 {
-    return ReleaseObject<CKernel>(kernel, CL_INVALID_KERNEL);
+    return ReleaseObject<CKernel>("kernel", kernel, CL_INVALID_KERNEL);
 }
 
 cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, const void* arg_value)
@@ -267,7 +269,7 @@ cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, cons
     CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     return Guarded([&] { return pKernel->SetArg(arg_index, arg_size, arg_value); });
 }
@@ -275,8 +277,8 @@ cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, cons
 cl_int clGetKernelInfo(cl_kernel kernel, cl_kernel_info param_name, size_t param_value_size,
                        void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CKernel>(kernel, CL_INVALID_KERNEL, param_name, param_value_size, param_value,
-                              param_value_size_ret);
+    return QueryInfo<CKernel>("kernel", kernel, CL_INVALID_KERNEL, param_name, param_value_size,
+                              param_value, param_value_size_ret);
 }
 
 cl_int clGetKernelArgInfo(cl_kernel kernel, cl_uint arg_indx, cl_kernel_arg_info param_name,
@@ -285,7 +287,7 @@ cl_int clGetKernelArgInfo(cl_kernel kernel, cl_uint arg_indx, cl_kernel_arg_info
     const CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pKernel->GetArgInfo(arg_indx, param_name, writer); });
@@ -298,7 +300,7 @@ cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device,
     CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     const CDevice* pDevice = nullptr;
     if (device != nullptr && (pDevice = CCLObject::Find<CDevice>(device)) == nullptr)

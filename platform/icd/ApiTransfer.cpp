@@ -39,7 +39,7 @@ struct STransfer
         pQueue = CCLObject::Find<CCommandQueue>(queue);
         if (pQueue == nullptr)
         {
-            return CL_INVALID_COMMAND_QUEUE;
+            return BadHandle(CL_INVALID_COMMAND_QUEUE, "command_queue", queue);
         }
         for (const SMemory& memory : memories)
         {

@@ -3,6 +3,7 @@
 #include "CContext.h"
 #include "CDevice.h"
 #include "CDeviceMemory.h"
+#include "CDiagnostics.h"
 #include "CImageFormat.h"
 #include "CInfoWriter.h"
 #include "CPlatform.h"
@@ -73,10 +74,17 @@ cl_int CMemObject::CheckFlags(cl_mem_flags nFlags, const void* pHostPtr)
         ((nFlags & CL_MEM_USE_HOST_PTR) != 0 &&
          (nFlags & (CL_MEM_ALLOC_HOST_PTR | CL_MEM_COPY_HOST_PTR)) != 0))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "flags",
+                                    "unknown bits or a combination that contradicts itself");
     }
     const bool bNeedsHostPtr = (nFlags & (CL_MEM_USE_HOST_PTR | CL_MEM_COPY_HOST_PTR)) != 0;
-    return bNeedsHostPtr == (pHostPtr != nullptr) ? CL_SUCCESS : CL_INVALID_HOST_PTR;
+    if (bNeedsHostPtr != (pHostPtr != nullptr))
+    {
+        return CDiagnostics::Refuse(CL_INVALID_HOST_PTR, "host_ptr",
+                                    bNeedsHostPtr ? "null, but the flags use a host pointer"
+                                                  : "given, but no flag uses it");
+    }
+    return CL_SUCCESS;
 }
 
 bool CMemObject::Allocate(cl_int& nError)
@@ -84,7 +92,9 @@ bool CMemObject::Allocate(cl_int& nError)
     m_pStorage = m_pContext->GetPlatform()->GetMemory().Allocate(m_nSize);
     if (!m_pStorage)
     {
-        nError = CL_MEM_OBJECT_ALLOCATION_FAILURE;
+        nError =
+            CDiagnostics::Refuse(CL_MEM_OBJECT_ALLOCATION_FAILURE, "size",
+                                 std::to_string(m_nSize) + " bytes don't fit the device memory");
         return false;
     }
     return true;
@@ -100,7 +110,9 @@ CMemObject* CMemObject::CreateBuffer(CContext* pContext, cl_mem_flags nFlags, si
     }
     if (nSize == 0 || nSize > pContext->GetDevices().front()->GetMaxAllocation())
     {
-        nError = CL_INVALID_BUFFER_SIZE;
+        nError = CDiagnostics::Refuse(
+            CL_INVALID_BUFFER_SIZE, "size",
+            nSize == 0 ? "0" : std::to_string(nSize) + " is above the largest allocation");
         return nullptr;
     }
     Owned<CMemObject> pBuffer(
@@ -124,7 +136,8 @@ CMemObject* CMemObject::CreateSubBuffer(CMemObject* pParent, cl_mem_flags nFlags
     nError = CL_SUCCESS;
     if (!pParent->IsBuffer() || pParent->m_pParent)
     {
-        nError = CL_INVALID_MEM_OBJECT;
+        nError = CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "buffer",
+                                      pParent->IsBuffer() ? "a sub-buffer" : "not a buffer");
         return nullptr;
     }
     const cl_mem_flags nParentFlags = pParent->m_nFlags;
@@ -142,22 +155,28 @@ CMemObject* CMemObject::CreateSubBuffer(CMemObject* pParent, cl_mem_flags nFlags
     if ((nFlags & ~(ACCESS_FLAGS | HOST_ACCESS_FLAGS)) != 0 || !AtMostOne(nAccess) ||
         !AtMostOne(nHost) || bAccessClash || bHostClash)
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "flags",
+                                      "unknown bits, or access the parent buffer doesn't grant");
         return nullptr;
     }
     if (nSize == 0)
     {
-        nError = CL_INVALID_BUFFER_SIZE;
+        nError = CDiagnostics::Refuse(CL_INVALID_BUFFER_SIZE, "buffer_create_info", "size 0");
         return nullptr;
     }
     if (nOrigin > pParent->m_nSize || nSize > pParent->m_nSize - nOrigin)
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "buffer_create_info",
+                                      "region ends past the parent's " +
+                                          std::to_string(pParent->m_nSize) + " bytes");
         return nullptr;
     }
     if (nOrigin % CDevice::SUB_BUFFER_ALIGNMENT != 0)
     {
-        nError = CL_MISALIGNED_SUB_BUFFER_OFFSET;
+        nError =
+            CDiagnostics::Refuse(CL_MISALIGNED_SUB_BUFFER_OFFSET, "buffer_create_info",
+                                 "origin " + std::to_string(nOrigin) + " isn't a multiple of " +
+                                     std::to_string(CDevice::SUB_BUFFER_ALIGNMENT));
         return nullptr;
     }
     const cl_mem_flags nInherited = (nAccess != 0 ? nAccess : nParentAccess) |
