@@ -135,11 +135,10 @@ TEST(DiagnosticsTest, OutOfBoundsAccessesReportTheirFirstOccurrence)
     std::string strStderr;
     EXPECT_EQ(0, RunInChild("Child.OutOfBounds", {{"NORDVANE_OCL_DIAGNOSTICS", "1"}}, &strStderr));
     // Work-items 4 to 7 store behind the 16 bytes of out.
-    const std::regex report(
-        "Nordvane OpenCL: kernel oob: 0 out-of-bounds loads, 4 stores or "
-        "atomics; the first: a store at line 11 by work-item \\(4, 0, 0\\), "
-        "global address 0x[0-9a-f]+, 0 bytes past the end of argument 0 "
-        "\\(out\\), 16 bytes\n");
+    const std::regex report("Nordvane OpenCL: kernel oob: 0 out-of-bounds loads, 4 stores or "
+                            "atomics; the first: a store at line 11 by work-item \\(4, 0, 0\\), "
+                            "global address 0x[0-9a-f]+, 0 bytes past the end of argument 0 "
+                            "\\(out\\), 16 bytes\n");
     EXPECT_TRUE(std::regex_match(strStderr, report)) << strStderr;
 }
 

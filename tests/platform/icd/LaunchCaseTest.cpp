@@ -8,6 +8,8 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstring>
+#include <fstream>
 
 using namespace XAN_Launch;
 using namespace XAN_Test;
@@ -36,6 +38,10 @@ std::vector<std::string> CaseNames()
 }
 
 class LaunchCase : public CLFixture, public ::testing::WithParamInterface<std::string>
+{
+};
+
+class LaunchCaseRunner : public CLFixture
 {
 };
 } // namespace
@@ -69,4 +75,34 @@ TEST(LaunchCases, NoneAccessesMemoryOutOfBounds)
     std::string strStderr;
     EXPECT_EQ(0, RunInChild("Cases/*", {{"NORDVANE_OCL_DIAGNOSTICS", "1"}}, &strStderr));
     EXPECT_EQ(std::string::npos, strStderr.find("out-of-bounds")) << strStderr;
+}
+
+TEST_F(LaunchCaseRunner, ADifferenceNamesTheArgumentAndItsFirstElement)
+{
+    CLaunchDescription launch;
+    std::string strError;
+    ASSERT_TRUE(launch.Load(CASES_DIR + "/vadd.toml", strError)) << strError;
+    CLaunchRunner runner(m_Context, m_Device, m_Queue);
+    CLaunchRunner::Contents vContents;
+    ASSERT_TRUE(runner.Run(launch, vContents, strError)) << strError;
+    const float vWrong[2] = {1.5f, -0.25f};
+    std::memcpy(&vContents[2][4 * 4], vWrong, sizeof(vWrong));
+    EXPECT_EQ("c: 2 of 1024 elements differ; the first, element 4, is 1.5, expected -5\n",
+              CLaunchRunner::Compare(launch, vContents));
+}
+
+TEST_F(LaunchCaseRunner, AFailedBuildShowsItsLog)
+{
+    CLaunchDescription launch;
+    std::string strError;
+    std::ofstream("broken.il") << "il_cs_2_0\nbogus_op r0\nend\n";
+    ASSERT_TRUE(launch.Parse("program = \"broken.il\"\nkernel = \"k\"\nglobal = [1]\n",
+                             "broken.toml", strError))
+        << strError;
+    CLaunchRunner runner(m_Context, m_Device, m_Queue);
+    CLaunchRunner::Contents vContents;
+    EXPECT_FALSE(runner.Run(launch, vContents, strError));
+    EXPECT_NE(std::string::npos, strError.find("clBuildProgram failed with error -11:\n"))
+        << strError;
+    EXPECT_NE(std::string::npos, strError.find("unknown opcode 'bogus_op'")) << strError;
 }
