@@ -3,7 +3,6 @@
 // (tests/platform/engine/cases/reduce_*).
 #include "ICDTestSupport.h"
 
-
 using namespace XAN_Test;
 
 namespace
