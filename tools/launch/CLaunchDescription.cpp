@@ -233,22 +233,25 @@ void StoreScalar(const toml::node& node, const std::string& strKey, EScalarType 
     std::memcpy(pOut, &nBits, type.GetScalarSize()); // little endian: the low bytes
 }
 
+// A number a scalar of the type can take: an integer, or for floats any number.
+const toml::node& NeedNumber(CKeys& keys, const char* pKey, EScalarType eType)
+{
+    const toml::node& node = keys.Need(pKey);
+    if (!node.is_number() || (!IsFloat(eType) && !node.is_integer()))
+    {
+        Fail(node, keys.Name(pKey), IsFloat(eType) ? "expected a number" : "expected an integer");
+    }
+    return node;
+}
+
 // The scalars of a range: start, start + step, ...
 void FillRange(CKeys& keys, EScalarType eType, size_t nScalars, uint8_t* pOut)
 {
     SElementType type;
     type.eScalar = eType;
     const size_t nSize = type.GetScalarSize();
-    const toml::node& start = keys.Need("start");
-    const toml::node& step = keys.Need("step");
-    for (const toml::node* pNode : {&start, &step})
-    {
-        if (!pNode->is_number() || (!IsFloat(eType) && !pNode->is_integer()))
-        {
-            Fail(*pNode, keys.Name(pNode == &start ? "start" : "step"),
-                 IsFloat(eType) ? "expected a number" : "expected an integer");
-        }
-    }
+    const toml::node& start = NeedNumber(keys, "start", eType);
+    const toml::node& step = NeedNumber(keys, "step", eType);
     for (size_t i = 0; i < nScalars; ++i)
     {
         if (IsFloat(eType))
@@ -275,16 +278,8 @@ void FillRandom(CKeys& keys, EScalarType eType, size_t nScalars, uint8_t* pOut)
     type.eScalar = eType;
     const size_t nSize = type.GetScalarSize();
     const uint64_t nSeed = keys.Count("seed", 0, true);
-    const toml::node& min = keys.Need("min");
-    const toml::node& max = keys.Need("max");
-    for (const toml::node* pNode : {&min, &max})
-    {
-        if (!pNode->is_number() || (!IsFloat(eType) && !pNode->is_integer()))
-        {
-            Fail(*pNode, keys.Name(pNode == &min ? "min" : "max"),
-                 IsFloat(eType) ? "expected a number" : "expected an integer");
-        }
-    }
+    const toml::node& min = NeedNumber(keys, "min", eType);
+    const toml::node& max = NeedNumber(keys, "max", eType);
     if (min.value<double>().value() > max.value<double>().value())
     {
         Fail(max, keys.Name("max"), "below min");

@@ -3,8 +3,10 @@
 // such access. Each runs in a child process whose stderr the parent reads.
 #include "ICDTestSupport.h"
 
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+
 #include <regex>
-#include <sstream>
 
 using namespace XAN_Test;
 
@@ -35,15 +37,12 @@ const char* const REFUSALS[] = {
     "(CL_INVALID_COMMAND_QUEUE)",
 };
 
+// The lines of a text that ends with a line end.
 std::vector<std::string> Lines(const std::string& strText)
 {
     std::vector<std::string> vLines;
-    std::istringstream stream(strText);
-    std::string strLine;
-    while (std::getline(stream, strLine))
-    {
-        vLines.push_back(strLine);
-    }
+    boost::split(vLines, strText, boost::is_any_of("\n"));
+    vLines.pop_back();
     return vLines;
 }
 
