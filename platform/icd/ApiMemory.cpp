@@ -77,7 +77,9 @@ cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
             }
             if (buffer_create_type != CL_BUFFER_CREATE_TYPE_REGION || buffer_create_info == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_VALUE);
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "buffer_create_type",
+                                              "not CL_BUFFER_CREATE_TYPE_REGION, or no region"));
                 return nullptr;
             }
             const cl_buffer_region* pRegion =
@@ -144,12 +146,13 @@ cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
     (void)flags;
     if (CCLObject::Find<CContext>(context) == nullptr)
     {
-        return CL_INVALID_CONTEXT;
+        return CDiagnostics::Refuse(CL_INVALID_CONTEXT, "context", "no context of this platform");
     }
     if (image_type < CL_MEM_OBJECT_IMAGE2D || image_type > CL_MEM_OBJECT_IMAGE1D_BUFFER ||
         (num_entries == 0 && image_formats != nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "image_type",
+                                    "no image type, or formats given with 0 entries");
     }
     const std::vector<cl_image_format>& vFormats = CImageFormat::GetSupported();
     for (cl_uint i = 0; image_formats != nullptr && i < num_entries && i < vFormats.size(); ++i)
@@ -176,7 +179,8 @@ cl_int clGetImageInfo(cl_mem image, cl_image_info param_name, size_t param_value
     const CMemObject* pImage = CCLObject::Find<CMemObject>(image);
     if (pImage == nullptr || !pImage->IsImage())
     {
-        return CL_INVALID_MEM_OBJECT;
+        return CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "image",
+                                    "not an image of this platform");
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return pImage->GetImageInfo(param_name, writer);

@@ -27,14 +27,16 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
 {
     if ((nCount == 0) != (pList == nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "device_list",
+                                    "the count and the list disagree on being empty");
     }
     for (cl_uint i = 0; i < nCount; ++i)
     {
         CDevice* pDevice = CCLObject::Find<CDevice>(pList[i]);
         if (pDevice == nullptr || !pContext->HasDevice(pDevice))
         {
-            return CL_INVALID_DEVICE;
+            return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                        "a device that isn't in the context");
         }
         vDevices.push_back(pDevice);
     }
@@ -45,37 +47,39 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
                                      const size_t* lengths, cl_int* errcode_ret)
 {
-    return GuardedCreate(errcode_ret,
-                         [&]() -> cl_program
-                         {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
-                             if (pContext == nullptr)
-                             {
-                                 SetError(errcode_ret,
-                                          BadHandle(CL_INVALID_CONTEXT, "context", context));
-                                 return nullptr;
-                             }
-                             if (count == 0 || strings == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_VALUE);
-                                 return nullptr;
-                             }
-                             std::string strSource;
-                             for (cl_uint i = 0; i < count; ++i)
-                             {
-                                 if (strings[i] == nullptr)
-                                 {
-                                     SetError(errcode_ret, CL_INVALID_VALUE);
-                                     return nullptr;
-                                 }
-                                 strSource += lengths != nullptr && lengths[i] != 0
-                                                  ? std::string(strings[i], lengths[i])
-                                                  : std::string(strings[i]);
-                             }
-                             SetError(errcode_ret, CL_SUCCESS);
-                             return static_cast<cl_program>(
-                                 CProgram::CreateWithSource(pContext, strSource)->GetHandle());
-                         });
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_program
+        {
+            CContext* pContext = CCLObject::Find<CContext>(context);
+            if (pContext == nullptr)
+            {
+                SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
+                return nullptr;
+            }
+            if (count == 0 || strings == nullptr)
+            {
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "strings", "no strings"));
+                return nullptr;
+            }
+            std::string strSource;
+            for (cl_uint i = 0; i < count; ++i)
+            {
+                if (strings[i] == nullptr)
+                {
+                    SetError(errcode_ret,
+                             CDiagnostics::Refuse(CL_INVALID_VALUE, "strings", "a null string"));
+                    return nullptr;
+                }
+                strSource += lengths != nullptr && lengths[i] != 0
+                                 ? std::string(strings[i], lengths[i])
+                                 : std::string(strings[i]);
+            }
+            SetError(errcode_ret, CL_SUCCESS);
+            return static_cast<cl_program>(
+                CProgram::CreateWithSource(pContext, strSource)->GetHandle());
+        });
 }
 
 cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
@@ -98,14 +102,16 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
             if (nError == CL_SUCCESS &&
                 (vDevices.empty() || lengths == nullptr || binaries == nullptr))
             {
-                nError = CL_INVALID_VALUE;
+                nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "binaries",
+                                              "no devices, lengths or binaries");
             }
             std::vector<std::vector<char>> vBinaries;
             for (cl_uint i = 0; nError == CL_SUCCESS && i < num_devices; ++i)
             {
                 if (lengths[i] == 0 || binaries[i] == nullptr)
                 {
-                    nError = CL_INVALID_VALUE;
+                    nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "binaries",
+                                                  "an empty or null binary");
                     break;
                 }
                 vBinaries.emplace_back(binaries[i], binaries[i] + lengths[i]);
@@ -144,7 +150,7 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
     }
     if (pfn_notify == nullptr && user_data != nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
     }
     return Guarded(
         [&]
@@ -155,7 +161,8 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
             {
                 if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
                 {
-                    nError = CL_INVALID_DEVICE;
+                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                                  "a device the program isn't for");
                 }
             }
             if (nError != CL_SUCCESS)
@@ -199,26 +206,27 @@ cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,
 
 cl_kernel clCreateKernel(cl_program program, const char* kernel_name, cl_int* errcode_ret)
 {
-    return GuardedCreate(errcode_ret,
-                         [&]() -> cl_kernel
-                         {
-                             CProgram* pProgram = CCLObject::Find<CProgram>(program);
-                             if (pProgram == nullptr)
-                             {
-                                 SetError(errcode_ret,
-                                          BadHandle(CL_INVALID_PROGRAM, "program", program));
-                                 return nullptr;
-                             }
-                             if (kernel_name == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_VALUE);
-                                 return nullptr;
-                             }
-                             cl_int nError = CL_SUCCESS;
-                             cl_kernel kernel = MakeKernel(pProgram, kernel_name, nError);
-                             SetError(errcode_ret, nError);
-                             return kernel;
-                         });
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_kernel
+        {
+            CProgram* pProgram = CCLObject::Find<CProgram>(program);
+            if (pProgram == nullptr)
+            {
+                SetError(errcode_ret, BadHandle(CL_INVALID_PROGRAM, "program", program));
+                return nullptr;
+            }
+            if (kernel_name == nullptr)
+            {
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "kernel_name", "null"));
+                return nullptr;
+            }
+            cl_int nError = CL_SUCCESS;
+            cl_kernel kernel = MakeKernel(pProgram, kernel_name, nError);
+            SetError(errcode_ret, nError);
+            return kernel;
+        });
 }
 
 cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kernel* kernels,
@@ -240,7 +248,8 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
             }
             if (kernels != nullptr && num_kernels < vNames.size())
             {
-                return CL_INVALID_VALUE;
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "num_kernels",
+                                            "fewer than the program's kernels");
             }
             for (size_t i = 0; kernels != nullptr && i < vNames.size(); ++i)
             {
@@ -305,7 +314,7 @@ cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device,
     const CDevice* pDevice = nullptr;
     if (device != nullptr && (pDevice = CCLObject::Find<CDevice>(device)) == nullptr)
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "no device of this platform");
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pKernel->GetWorkGroupInfo(pDevice, param_name, writer); });

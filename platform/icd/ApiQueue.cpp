@@ -212,7 +212,8 @@ cl_command_queue clCreateCommandQueueWithProperties(cl_context context, cl_devic
     {
         if (p[0] != CL_QUEUE_PROPERTIES)
         {
-            SetError(errcode_ret, CL_INVALID_VALUE);
+            SetError(errcode_ret, CDiagnostics::Refuse(CL_INVALID_VALUE, "properties",
+                                                       "only CL_QUEUE_PROPERTIES is known"));
             return nullptr;
         }
         nProperties = p[1];

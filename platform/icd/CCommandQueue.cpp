@@ -151,7 +151,8 @@ cl_int CCommandQueue::Finish()
 {
     if (IsWorkerThread())
     {
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "command_queue",
+                                    "clFinish from a callback of the queue would wait for itself");
     }
     std::unique_lock<std::mutex> lock(m_Mutex);
     m_CommandDone.wait(lock, [this] { return m_Commands.empty(); });
@@ -235,7 +236,7 @@ cl_int CCommandQueue::GetInfo(cl_command_queue_info nParam, CInfoWriter& writer)
     case CL_QUEUE_PROPERTIES:
         return writer.Value(m_nProperties);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -236,7 +236,7 @@ cl_int CKernel::GetInfo(cl_kernel_info nParam, CInfoWriter& writer)
     case CL_KERNEL_ATTRIBUTES:
         return writer.String("");
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -287,7 +287,7 @@ cl_int CKernel::GetArgInfo(cl_uint nIndex, cl_kernel_arg_info nParam, CInfoWrite
     case CL_KERNEL_ARG_NAME:
         return writer.String(arg.strName);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -301,7 +301,7 @@ cl_int CKernel::GetWorkGroupInfo(const CDevice* pDevice, cl_kernel_work_group_in
     const std::shared_ptr<const CKernelImage> pImage = GetImage(pDevice);
     if (!pImage)
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "the kernel isn't built for it");
     }
     switch (nParam)
     {
@@ -322,7 +322,7 @@ cl_int CKernel::GetWorkGroupInfo(const CDevice* pDevice, cl_kernel_work_group_in
     case CL_KERNEL_PRIVATE_MEM_SIZE:
         return writer.Value(cl_ulong(pImage->GetPrivateBytes()));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

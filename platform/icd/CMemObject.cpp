@@ -245,16 +245,18 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
     }
     if (pFormat == nullptr)
     {
-        nError = CL_INVALID_IMAGE_FORMAT_DESCRIPTOR;
+        nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_FORMAT_DESCRIPTOR, "image_format", "null");
         return nullptr;
     }
     const size_t nElementSize = CImageFormat::GetElementSize(*pFormat);
     if (nElementSize == 0)
     {
-        nError = CL_IMAGE_FORMAT_NOT_SUPPORTED;
+        nError = CDiagnostics::Refuse(CL_IMAGE_FORMAT_NOT_SUPPORTED, "image_format",
+                                      "no format the device offers");
         return nullptr;
     }
-    nError = CL_INVALID_IMAGE_DESCRIPTOR;
+    nError =
+        CDiagnostics::Refuse(CL_INVALID_IMAGE_DESCRIPTOR, "image_desc", "an unknown image type");
     if (pDesc == nullptr || pDesc->num_mip_levels != 0 || pDesc->num_samples != 0)
     {
         return nullptr;
@@ -281,7 +283,9 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
         if (pBuffer == nullptr || !pBuffer->IsBuffer() || pBuffer->m_pParent ||
             pBuffer->m_pContext.Get() != pContext || pHostPtr != nullptr)
         {
-            nError = CL_INVALID_IMAGE_DESCRIPTOR;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_DESCRIPTOR, "image_desc",
+                                          "the buffer of a 1D buffer image must be a buffer of the "
+                                          "context without a host pointer");
             return nullptr;
         }
     }
@@ -296,7 +300,8 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
             (d == 2 && (nType == CL_MEM_OBJECT_IMAGE3D || nType == CL_MEM_OBJECT_IMAGE2D_ARRAY));
         if (bUsed && (nExtent == 0 || nExtent > LimitFor(nType, d)))
         {
-            nError = CL_INVALID_IMAGE_SIZE;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_SIZE, "image_desc",
+                                          "an extent of 0 or beyond the device's limit");
             return nullptr;
         }
     }
@@ -310,7 +315,8 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
     {
         if (pImage->m_nSize > pBuffer->m_nSize)
         {
-            nError = CL_INVALID_IMAGE_SIZE;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_SIZE, "image_desc",
+                                          "the image is larger than its buffer");
             return nullptr;
         }
         pImage->m_pParent = CRef<CMemObject>(pBuffer);
@@ -359,13 +365,13 @@ cl_int CMemObject::GetImageBox(const size_t* pOrigin, const size_t* pRegion, siz
 {
     if (pOrigin == nullptr || pRegion == nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "origin", "null origin or region");
     }
     for (size_t d = 0; d < 3; ++d)
     {
         if (pRegion[d] == 0 || pOrigin[d] > m_vExtent[d] || pRegion[d] > m_vExtent[d] - pOrigin[d])
         {
-            return CL_INVALID_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_VALUE, "region", "empty, or leaves the image");
         }
     }
     // A 1D array keeps its layers as rows.
@@ -395,13 +401,16 @@ void* CMemObject::Map(const size_t* pOrigin, const size_t* pRegion, cl_map_flags
     if ((nFlags & ~(CL_MAP_READ | nWrite)) != 0 ||
         ((nFlags & CL_MAP_WRITE_INVALIDATE_REGION) != 0 && (nFlags & ~nWrite) != 0))
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(
+            CL_INVALID_VALUE, "map_flags",
+            "unknown bits, or CL_MAP_WRITE_INVALIDATE_REGION with another flag");
         return nullptr;
     }
     if (((nFlags & CL_MAP_READ) != 0 && !HostMayRead()) ||
         ((nFlags & nWrite) != 0 && !HostMayWrite()))
     {
-        nError = CL_INVALID_OPERATION;
+        nError = CDiagnostics::Refuse(CL_INVALID_OPERATION, "buffer",
+                                      "its flags don't let the host map it this way");
         return nullptr;
     }
     SMapping mapping = {0, 0, {{0, 1, 1}, 0, 0}, nFlags, false};
@@ -409,7 +418,8 @@ void* CMemObject::Map(const size_t* pOrigin, const size_t* pRegion, cl_map_flags
     {
         if (pRegion[0] == 0 || pOrigin[0] > m_nSize || pRegion[0] > m_nSize - pOrigin[0])
         {
-            nError = CL_INVALID_VALUE;
+            nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "size",
+                                          "the region is empty or leaves the buffer");
             return nullptr;
         }
         mapping.nDeviceOffset = mapping.nHostOffset = pOrigin[0];
@@ -476,7 +486,10 @@ void CMemObject::FillMapping(void* pMapped)
 cl_int CMemObject::CheckMapped(void* pMapped)
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
-    return m_Mappings.count(pMapped) != 0 ? CL_SUCCESS : CL_INVALID_VALUE;
+    return m_Mappings.count(pMapped) != 0
+               ? CDiagnostics::Refuse(CL_SUCCESS, "mapped_ptr",
+                                      "not a mapping of this memory object")
+               : CL_INVALID_VALUE;
 }
 
 void CMemObject::Unmap(void* pMapped)
@@ -499,7 +512,7 @@ cl_int CMemObject::AddDestructorCallback(PFNMemNotify pfnNotify, void* pUserData
 {
     if (pfnNotify == nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "pfn_notify", "null");
     }
     std::lock_guard<std::mutex> lock(m_Mutex);
     m_vDestructorCallbacks.emplace_back(pfnNotify, pUserData);
@@ -532,7 +545,7 @@ cl_int CMemObject::GetInfo(cl_mem_info nParam, CInfoWriter& writer)
     case CL_MEM_OFFSET:
         return writer.Value(IsBuffer() ? m_nOffset : size_t(0));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -567,7 +580,7 @@ cl_int CMemObject::GetImageInfo(cl_image_info nParam, CInfoWriter& writer) const
     case CL_IMAGE_NUM_SAMPLES:
         return writer.Value(cl_uint(0));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -178,7 +178,8 @@ cl_int CProgram::GetKernelNames(std::vector<std::string>& vNames)
     const SDeviceBuild* pBuild = FirstBuilt();
     if (pBuild == nullptr)
     {
-        return CL_INVALID_PROGRAM_EXECUTABLE;
+        return CDiagnostics::Refuse(CL_INVALID_PROGRAM_EXECUTABLE, "program",
+                                    "not built for any device");
     }
     for (const std::shared_ptr<const CKernelImage>& pImage : pBuild->vKernels)
     {
@@ -262,7 +263,7 @@ cl_int CProgram::GetInfo(cl_program_info nParam, CInfoWriter& writer)
         return CL_SUCCESS;
     }
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -275,7 +276,7 @@ cl_int CProgram::GetBuildInfo(const CDevice* pDevice, cl_program_build_info nPar
                      [pDevice](const SDeviceBuild& build) { return build.pDevice == pDevice; });
     if (it == m_vBuilds.end())
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "the program isn't for it");
     }
     switch (nParam)
     {
@@ -290,7 +291,7 @@ cl_int CProgram::GetBuildInfo(const CDevice* pDevice, cl_program_build_info nPar
                                                        ? CL_PROGRAM_BINARY_TYPE_EXECUTABLE
                                                        : CL_PROGRAM_BINARY_TYPE_NONE));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -35,6 +35,8 @@ const char* const REFUSALS[] = {
     "(CL_INVALID_EVENT_WAIT_LIST)",
     "clFinish: command_queue: no live object of its type on this platform "
     "(CL_INVALID_COMMAND_QUEUE)",
+    "clGetDeviceInfo: param_value_size: 2 bytes, the value takes 9 (CL_INVALID_VALUE)",
+    "clGetDeviceInfo: param_name: unknown (CL_INVALID_VALUE)",
 };
 
 // The lines of a text that ends with a line end.
@@ -120,6 +122,10 @@ XAN_CHILD_TEST(Refusals)
     EXPECT_EQ(nullptr, clCreateCommandQueue(context, device, 0x8000, &nError));
     EXPECT_EQ(CL_INVALID_EVENT_WAIT_LIST, clEnqueueMarkerWithWaitList(queue, 1, nullptr, nullptr));
     EXPECT_EQ(CL_INVALID_COMMAND_QUEUE, clFinish(reinterpret_cast<cl_command_queue>(context)));
+    char vName[2];
+    EXPECT_EQ(CL_INVALID_VALUE,
+              clGetDeviceInfo(device, CL_DEVICE_NAME, sizeof(vName), vName, nullptr));
+    EXPECT_EQ(CL_INVALID_VALUE, clGetDeviceInfo(device, 0x7777, sizeof(vName), vName, nullptr));
 
     clReleaseKernel(kernel);
     clReleaseProgram(program);
