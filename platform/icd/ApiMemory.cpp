@@ -22,11 +22,10 @@ template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, 
     return GuardedCreate(errcode_ret,
                          [&]() -> cl_mem
                          {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
+                             CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT,
+                                                                   "context", errcode_ret);
                              if (pContext == nullptr)
                              {
-                                 SetError(errcode_ret,
-                                          BadHandle(CL_INVALID_CONTEXT, "context", context));
                                  return nullptr;
                              }
                              cl_int nError = CL_SUCCESS;
@@ -39,10 +38,9 @@ template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, 
 cl_sampler MakeSampler(cl_context context, const cl_sampler_properties* pProperties,
                        cl_int* errcode_ret)
 {
-    CContext* pContext = CCLObject::Find<CContext>(context);
+    CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
     if (pContext == nullptr)
     {
-        SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
         return nullptr;
     }
     cl_int nError = CL_SUCCESS;
@@ -69,10 +67,10 @@ cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
         errcode_ret,
         [&]() -> cl_mem
         {
-            CMemObject* pParent = CCLObject::Find<CMemObject>(buffer);
+            CMemObject* pParent =
+                FindOr<CMemObject>(buffer, CL_INVALID_MEM_OBJECT, "buffer", errcode_ret);
             if (pParent == nullptr)
             {
-                SetError(errcode_ret, BadHandle(CL_INVALID_MEM_OBJECT, "buffer", buffer));
                 return nullptr;
             }
             if (buffer_create_type != CL_BUFFER_CREATE_TYPE_REGION || buffer_create_info == nullptr)

@@ -51,10 +51,10 @@ cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const ch
         errcode_ret,
         [&]() -> cl_program
         {
-            CContext* pContext = CCLObject::Find<CContext>(context);
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
             if (pContext == nullptr)
             {
-                SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
                 return nullptr;
             }
             if (count == 0 || strings == nullptr)
@@ -91,10 +91,10 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
         errcode_ret,
         [&]() -> cl_program
         {
-            CContext* pContext = CCLObject::Find<CContext>(context);
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
             if (pContext == nullptr)
             {
-                SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
                 return nullptr;
             }
             std::vector<CDevice*> vDevices;
@@ -206,27 +206,26 @@ cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,
 
 cl_kernel clCreateKernel(cl_program program, const char* kernel_name, cl_int* errcode_ret)
 {
-    return GuardedCreate(
-        errcode_ret,
-        [&]() -> cl_kernel
-        {
-            CProgram* pProgram = CCLObject::Find<CProgram>(program);
-            if (pProgram == nullptr)
-            {
-                SetError(errcode_ret, BadHandle(CL_INVALID_PROGRAM, "program", program));
-                return nullptr;
-            }
-            if (kernel_name == nullptr)
-            {
-                SetError(errcode_ret,
-                         CDiagnostics::Refuse(CL_INVALID_VALUE, "kernel_name", "null"));
-                return nullptr;
-            }
-            cl_int nError = CL_SUCCESS;
-            cl_kernel kernel = MakeKernel(pProgram, kernel_name, nError);
-            SetError(errcode_ret, nError);
-            return kernel;
-        });
+    return GuardedCreate(errcode_ret,
+                         [&]() -> cl_kernel
+                         {
+                             CProgram* pProgram = FindOr<CProgram>(program, CL_INVALID_PROGRAM,
+                                                                   "program", errcode_ret);
+                             if (pProgram == nullptr)
+                             {
+                                 return nullptr;
+                             }
+                             if (kernel_name == nullptr)
+                             {
+                                 SetError(errcode_ret, CDiagnostics::Refuse(CL_INVALID_VALUE,
+                                                                            "kernel_name", "null"));
+                                 return nullptr;
+                             }
+                             cl_int nError = CL_SUCCESS;
+                             cl_kernel kernel = MakeKernel(pProgram, kernel_name, nError);
+                             SetError(errcode_ret, nError);
+                             return kernel;
+                         });
 }
 
 cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kernel* kernels,

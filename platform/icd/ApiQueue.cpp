@@ -26,16 +26,14 @@ const uint64_t MAX_GLOBAL_SIZE = 0xFFFFFFFFull;
 cl_command_queue MakeQueue(cl_context context, cl_device_id device,
                            cl_command_queue_properties nProperties, cl_int* errcode_ret)
 {
-    CContext* pContext = CCLObject::Find<CContext>(context);
+    CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
     if (pContext == nullptr)
     {
-        SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
         return nullptr;
     }
-    CDevice* pDevice = CCLObject::Find<CDevice>(device);
+    CDevice* pDevice = FindOr<CDevice>(device, CL_INVALID_DEVICE, "device", errcode_ret);
     if (pDevice == nullptr)
     {
-        SetError(errcode_ret, BadHandle(CL_INVALID_DEVICE, "device", device));
         return nullptr;
     }
     cl_int nError = CL_SUCCESS;
@@ -338,20 +336,20 @@ cl_int clSetEventCallback(cl_event event, cl_int command_exec_callback_type,
 
 cl_event clCreateUserEvent(cl_context context, cl_int* errcode_ret)
 {
-    return GuardedCreate(
-        errcode_ret,
-        [&]() -> cl_event
-        {
-            CContext* pContext = CCLObject::Find<CContext>(context);
-            if (pContext == nullptr)
-            {
-                SetError(errcode_ret, BadHandle(CL_INVALID_CONTEXT, "context", context));
-                return nullptr;
-            }
-            CEvent* pEvent = CCLObject::New<CEvent>(pContext, nullptr, CL_COMMAND_USER, false);
-            SetError(errcode_ret, CL_SUCCESS);
-            return static_cast<cl_event>(pEvent->GetHandle());
-        });
+    return GuardedCreate(errcode_ret,
+                         [&]() -> cl_event
+                         {
+                             CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT,
+                                                                   "context", errcode_ret);
+                             if (pContext == nullptr)
+                             {
+                                 return nullptr;
+                             }
+                             CEvent* pEvent =
+                                 CCLObject::New<CEvent>(pContext, nullptr, CL_COMMAND_USER, false);
+                             SetError(errcode_ret, CL_SUCCESS);
+                             return static_cast<cl_event>(pEvent->GetHandle());
+                         });
 }
 
 cl_int clSetUserEventStatus(cl_event event, cl_int execution_status)

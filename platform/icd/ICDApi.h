@@ -276,6 +276,18 @@ inline cl_int BadHandle(cl_int nInvalid, const char* pArgument, const void* pHan
                                                    : "no live object of its type on this platform");
 }
 
+// The live object of type T a handle names, or null with the refusal set through pErrcodeRet.
+template <class T>
+T* FindOr(const void* pHandle, cl_int nInvalid, const char* pArgument, cl_int* pErrcodeRet)
+{
+    T* pObject = CCLObject::Find<T>(pHandle);
+    if (pObject == nullptr)
+    {
+        SetError(pErrcodeRet, BadHandle(nInvalid, pArgument, pHandle));
+    }
+    return pObject;
+}
+
 // clRetain* of an object of type T; nInvalid for a handle that isn't one.
 template <class T> cl_int RetainObject(const char* pArgument, const void* pHandle, cl_int nInvalid)
 {
