@@ -210,6 +210,11 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
     result.nInstructions = state.nExecuted;
     result.nOutOfBoundsLoads = state.nOutOfBoundsLoads;
     result.nOutOfBoundsStores = state.nOutOfBoundsStores;
+    result.firstOutOfBounds = state.firstOutOfBounds;
+    for (uint32_t d = 0; d < 3; ++d)
+    {
+        result.firstOutOfBounds.vWorkItem[d] += d < desc.nWorkDim ? desc.vGlobalOffset[d] : 0;
+    }
     if (bOutOfMemory)
     {
         Refuse(result, LS_OutOfResources, "the host ran out of memory for the launch");

@@ -37,14 +37,26 @@ struct SLaunchDesc
     static const uint64_t DEFAULT_INSTRUCTION_BUDGET = 1ull << 32;
 };
 
+// The first out-of-bounds access of a launch: of the groups that made one, the earliest in
+// group order, so that the report doesn't depend on the number of threads.
+struct SOutOfBoundsAccess
+{
+    bool bStore = false;               // a store or an atomic
+    const char* pSpace = "";           // "global", "local" or "private"
+    uint64_t nAddress = 0;             // in its space
+    uint32_t nLine = 0;                // of the instruction in the canonical IL text
+    uint64_t vWorkItem[3] = {0, 0, 0}; // global id, with the offset
+};
+
 struct SLaunchResult
 {
     ELaunchStatus eStatus = LS_Success;
     std::string strMessage;
-    uint64_t vLocalSize[3] = {1, 1, 1}; // the local size the launch ran with
-    uint64_t nInstructions = 0;         // group-wide instructions issued
-    uint64_t nOutOfBoundsLoads = 0;     // global, local and private loads that hit no memory
-    uint64_t nOutOfBoundsStores = 0;    // dropped stores and atomics
+    uint64_t vLocalSize[3] = {1, 1, 1};  // the local size the launch ran with
+    uint64_t nInstructions = 0;          // group-wide instructions issued
+    uint64_t nOutOfBoundsLoads = 0;      // global, local and private loads that hit no memory
+    uint64_t nOutOfBoundsStores = 0;     // dropped stores and atomics
+    SOutOfBoundsAccess firstOutOfBounds; // set when either count isn't 0
 };
 
 // Runs a loaded program over an NDRange, a work-group at a time, groups spread over

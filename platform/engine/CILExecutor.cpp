@@ -25,8 +25,8 @@ float AsFloat(uint32_t nBits)
 CILExecutor::CILExecutor(SLaunchState& state)
     : m_State(state), m_Program(*state.pProgram), m_Instructions(m_Program.GetInstructions()),
       m_Operands(m_Program.GetOperands()), m_nLanes(state.nLanes),
-      m_nStride((state.nLanes + 15) / 16 * 16), m_nActive(0),
-      m_nPc(0), m_nGroupId{0, 0, 0}, m_LastRange{0, 0, nullptr}, m_nPendingInstructions(0),
+      m_nStride((state.nLanes + 15) / 16 * 16), m_nActive(0), m_nPc(0),
+      m_nGroup(0), m_nGroupId{0, 0, 0}, m_LastRange{0, 0, nullptr}, m_nPendingInstructions(0),
       m_nOutOfBoundsLoads(0), m_nOutOfBoundsStores(0)
 {
     m_vRegisters.assign(size_t(m_Program.GetColumnCount()) * m_nStride, 0);
@@ -92,6 +92,28 @@ void CILExecutor::Run()
     m_nOutOfBoundsStores = 0;
 }
 
+void CILExecutor::RecordOutOfBounds(bool bStore, EMemorySpace eSpace, uint64_t nAddress,
+                                    size_t nLane)
+{
+    static const char* const s_Spaces[] = {"global", "private", "local"};
+    std::lock_guard<std::mutex> lock(m_State.OutOfBoundsMutex);
+    if (m_nGroup >= m_State.nFirstOutOfBoundsGroup)
+    {
+        return;
+    }
+    m_State.nFirstOutOfBoundsGroup = m_nGroup;
+    SOutOfBoundsAccess& access = m_State.firstOutOfBounds;
+    access.bStore = bStore;
+    access.pSpace = s_Spaces[eSpace];
+    access.nAddress = nAddress;
+    access.nLine = m_Instructions[m_nPc - 1].nLine;
+    for (unsigned int d = 0; d < 3; ++d)
+    {
+        access.vWorkItem[d] =
+            m_nGroupId[d] * m_State.vLocalSize[d] + Column(CILProgram::COL_TID_IN_GRP + d)[nLane];
+    }
+}
+
 bool CILExecutor::ChargeBudget()
 {
     const uint64_t nTotal =
@@ -107,6 +129,7 @@ bool CILExecutor::ChargeBudget()
 void CILExecutor::PrepareGroup(uint64_t nGroup)
 {
     const uint64_t* vCount = m_State.vGroupCount;
+    m_nGroup = nGroup;
     m_nGroupId[0] = nGroup % vCount[0];
     m_nGroupId[1] = (nGroup / vCount[0]) % vCount[1];
     m_nGroupId[2] = nGroup / (vCount[0] * vCount[1]);

@@ -1,10 +1,12 @@
 #ifndef XAN_PLATFORM_CILEXECUTOR_H
 #define XAN_PLATFORM_CILEXECUTOR_H
 
+#include "CILEngine.h"
 #include "CILProgram.h"
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 #include <vector>
 
 namespace XAN_Platform
@@ -72,6 +74,10 @@ struct SLaunchState
     std::atomic<bool> bAbort{false};
     std::atomic<uint64_t> nOutOfBoundsLoads{0};
     std::atomic<uint64_t> nOutOfBoundsStores{0};
+    // The first out-of-bounds access; its work-item without the offset.
+    std::mutex OutOfBoundsMutex;
+    uint64_t nFirstOutOfBoundsGroup = UINT64_MAX;
+    SOutOfBoundsAccess firstOutOfBounds;
 };
 
 // Runs work-groups of one launch, one at a time, with all work-items of a group in
@@ -280,6 +286,17 @@ private:
     void ExecLoadVec(const SInstruction& instruction);
     void ExecStoreVec(const SInstruction& instruction);
     template <class TOp, bool bLocal> void ExecAtomic(const SInstruction& instruction);
+    // Counts an access that hits no memory; the executor's first one is recorded for the
+    // report, the others cost only the count.
+    void CountOutOfBounds(uint64_t& nCount, EMemorySpace eSpace, uint64_t nAddress, size_t nLane)
+    {
+        if (m_nOutOfBoundsLoads + m_nOutOfBoundsStores == 0)
+        {
+            RecordOutOfBounds(&nCount == &m_nOutOfBoundsStores, eSpace, nAddress, nLane);
+        }
+        ++nCount;
+    }
+    void RecordOutOfBounds(bool bStore, EMemorySpace eSpace, uint64_t nAddress, size_t nLane);
 
     SLaunchState& m_State;
     const CILProgram& m_Program;
@@ -298,6 +315,7 @@ private:
     std::vector<uint8_t> m_vLocal;
     std::vector<uint8_t> m_vPrivate;
     uint32_t m_nPc;
+    uint64_t m_nGroup; // flat
     uint64_t m_nGroupId[3];
 
     SMemoryRange m_LastRange; // the range of the last global access

@@ -858,7 +858,8 @@ void CILExecutor::LoadElements(const SAddressSource& address, const uint32_t* pO
             }
             else
             {
-                ++m_nOutOfBoundsLoads;
+                CountOutOfBounds(m_nOutOfBoundsLoads, address.eSpace, nBase + c * sizeof(TElement),
+                                 l);
             }
             // Signed elements are sign-extended, unsigned ones zero-extended.
             if (!bBroadcast)
@@ -932,7 +933,7 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
             }
             else
             {
-                ++m_nOutOfBoundsStores;
+                CountOutOfBounds(m_nOutOfBoundsStores, address.eSpace, nBase + c * nBytes, l);
             }
         }
     }
@@ -1035,7 +1036,7 @@ template <class TOp, bool bLocal> void CILExecutor::ExecAtomic(const SInstructio
             (nAddress & 3u) == 0 ? TranslateCached(range, address.eSpace, nAddress, l, 4) : nullptr;
         if (p == nullptr)
         {
-            ++m_nOutOfBoundsStores;
+            CountOutOfBounds(m_nOutOfBoundsStores, address.eSpace, nAddress, l);
             pResult[l] = 0;
             continue;
         }

@@ -22,10 +22,10 @@ template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, 
     return GuardedCreate(errcode_ret,
                          [&]() -> cl_mem
                          {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
+                             CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT,
+                                                                   "context", errcode_ret);
                              if (pContext == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
                                  return nullptr;
                              }
                              cl_int nError = CL_SUCCESS;
@@ -38,10 +38,9 @@ template <class F> cl_mem CreateMemory(cl_context context, cl_int* errcode_ret, 
 cl_sampler MakeSampler(cl_context context, const cl_sampler_properties* pProperties,
                        cl_int* errcode_ret)
 {
-    CContext* pContext = CCLObject::Find<CContext>(context);
+    CContext* pContext = FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
     if (pContext == nullptr)
     {
-        SetError(errcode_ret, CL_INVALID_CONTEXT);
         return nullptr;
     }
     cl_int nError = CL_SUCCESS;
@@ -68,15 +67,17 @@ cl_mem clCreateSubBuffer(cl_mem buffer, cl_mem_flags flags,
         errcode_ret,
         [&]() -> cl_mem
         {
-            CMemObject* pParent = CCLObject::Find<CMemObject>(buffer);
+            CMemObject* pParent =
+                FindOr<CMemObject>(buffer, CL_INVALID_MEM_OBJECT, "buffer", errcode_ret);
             if (pParent == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_MEM_OBJECT);
                 return nullptr;
             }
             if (buffer_create_type != CL_BUFFER_CREATE_TYPE_REGION || buffer_create_info == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_VALUE);
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "buffer_create_type",
+                                              "not CL_BUFFER_CREATE_TYPE_REGION, or no region"));
                 return nullptr;
             }
             const cl_buffer_region* pRegion =
@@ -128,12 +129,12 @@ cl_mem clCreateImage3D(cl_context context, cl_mem_flags flags, const cl_image_fo
 
 cl_int clRetainMemObject(cl_mem memobj)
 {
-    return RetainObject<CMemObject>(memobj, CL_INVALID_MEM_OBJECT);
+    return RetainObject<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT);
 }
 
 cl_int clReleaseMemObject(cl_mem memobj)
 {
-    return ReleaseObject<CMemObject>(memobj, CL_INVALID_MEM_OBJECT);
+    return ReleaseObject<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT);
 }
 
 cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
@@ -143,12 +144,13 @@ cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
     (void)flags;
     if (CCLObject::Find<CContext>(context) == nullptr)
     {
-        return CL_INVALID_CONTEXT;
+        return CDiagnostics::Refuse(CL_INVALID_CONTEXT, "context", "no context of this platform");
     }
     if (image_type < CL_MEM_OBJECT_IMAGE2D || image_type > CL_MEM_OBJECT_IMAGE1D_BUFFER ||
         (num_entries == 0 && image_formats != nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "image_type",
+                                    "no image type, or formats given with 0 entries");
     }
     const std::vector<cl_image_format>& vFormats = CImageFormat::GetSupported();
     for (cl_uint i = 0; image_formats != nullptr && i < num_entries && i < vFormats.size(); ++i)
@@ -165,8 +167,8 @@ cl_int clGetSupportedImageFormats(cl_context context, cl_mem_flags flags,
 cl_int clGetMemObjectInfo(cl_mem memobj, cl_mem_info param_name, size_t param_value_size,
                           void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CMemObject>(memobj, CL_INVALID_MEM_OBJECT, param_name, param_value_size,
-                                 param_value, param_value_size_ret);
+    return QueryInfo<CMemObject>("memobj", memobj, CL_INVALID_MEM_OBJECT, param_name,
+                                 param_value_size, param_value, param_value_size_ret);
 }
 
 cl_int clGetImageInfo(cl_mem image, cl_image_info param_name, size_t param_value_size,
@@ -175,7 +177,8 @@ cl_int clGetImageInfo(cl_mem image, cl_image_info param_name, size_t param_value
     const CMemObject* pImage = CCLObject::Find<CMemObject>(image);
     if (pImage == nullptr || !pImage->IsImage())
     {
-        return CL_INVALID_MEM_OBJECT;
+        return CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "image",
+                                    "not an image of this platform");
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return pImage->GetImageInfo(param_name, writer);
@@ -187,7 +190,7 @@ cl_int clSetMemObjectDestructorCallback(
     CMemObject* pMem = CCLObject::Find<CMemObject>(memobj);
     if (pMem == nullptr)
     {
-        return CL_INVALID_MEM_OBJECT;
+        return BadHandle(CL_INVALID_MEM_OBJECT, "memobj", memobj);
     }
     return Guarded([&] { return pMem->AddDestructorCallback(pfn_notify, user_data); });
 }
@@ -216,18 +219,18 @@ cl_sampler clCreateSamplerWithProperties(cl_context context,
 
 cl_int clRetainSampler(cl_sampler sampler)
 {
-    return RetainObject<CSampler>(sampler, CL_INVALID_SAMPLER);
+    return RetainObject<CSampler>("sampler", sampler, CL_INVALID_SAMPLER);
 }
 
 cl_int clReleaseSampler(cl_sampler sampler)
 {
-    return ReleaseObject<CSampler>(sampler, CL_INVALID_SAMPLER);
+    return ReleaseObject<CSampler>("sampler", sampler, CL_INVALID_SAMPLER);
 }
 
 cl_int clGetSamplerInfo(cl_sampler sampler, cl_sampler_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CSampler>(sampler, CL_INVALID_SAMPLER, param_name, param_value_size,
+    return QueryInfo<CSampler>("sampler", sampler, CL_INVALID_SAMPLER, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 } // namespace Api

@@ -52,7 +52,8 @@ cl_int ListPlatforms(cl_uint nEntries, cl_platform_id* pPlatforms, cl_uint* pCou
 {
     if ((nEntries == 0 && pPlatforms != nullptr) || (pPlatforms == nullptr && pCount == nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "num_entries",
+                                    "platforms given with 0 entries, or nothing to answer into");
     }
     const std::vector<CPlatform*>& vPlatforms = CPlatform::GetAll();
     for (cl_uint i = 0; pPlatforms != nullptr && i < nEntries && i < vPlatforms.size(); ++i)
@@ -113,7 +114,7 @@ cl_int clGetPlatformInfo(cl_platform_id platform, cl_platform_info param_name,
         platform == nullptr ? DefaultPlatform() : CCLObject::Find<CPlatform>(platform);
     if (pPlatform == nullptr)
     {
-        return CL_INVALID_PLATFORM;
+        return CDiagnostics::Refuse(CL_INVALID_PLATFORM, "platform", "no platform of this library");
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pPlatform->GetInfo(param_name, writer); });
@@ -126,16 +127,17 @@ cl_int clGetDeviceIDs(cl_platform_id platform, cl_device_type device_type, cl_ui
         platform == nullptr ? DefaultPlatform() : CCLObject::Find<CPlatform>(platform);
     if (pPlatform == nullptr)
     {
-        return CL_INVALID_PLATFORM;
+        return CDiagnostics::Refuse(CL_INVALID_PLATFORM, "platform", "no platform of this library");
     }
     if (device_type == 0 ||
         (device_type != CL_DEVICE_TYPE_ALL && (device_type & ~KNOWN_TYPES) != 0))
     {
-        return CL_INVALID_DEVICE_TYPE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE_TYPE, "device_type", "no known type");
     }
     if ((num_entries == 0 && devices != nullptr) || (devices == nullptr && num_devices == nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "num_entries",
+                                    "devices given with 0 entries, or nothing to answer into");
     }
     cl_uint nFound = 0;
     for (CDevice* pDevice : pPlatform->GetDevices())
@@ -154,19 +156,23 @@ cl_int clGetDeviceIDs(cl_platform_id platform, cl_device_type device_type, cl_ui
     {
         *num_devices = nFound;
     }
-    return nFound != 0 ? CL_SUCCESS : CL_DEVICE_NOT_FOUND;
+    return nFound != 0 ? CDiagnostics::Refuse(CL_SUCCESS, "device_type",
+                                              "the platform has no device of that type")
+                       : CL_DEVICE_NOT_FOUND;
 }
 
 cl_int clGetDeviceInfo(cl_device_id device, cl_device_info param_name, size_t param_value_size,
                        void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CDevice>(device, CL_INVALID_DEVICE, param_name, param_value_size, param_value,
-                              param_value_size_ret);
+    return QueryInfo<CDevice>("device", device, CL_INVALID_DEVICE, param_name, param_value_size,
+                              param_value, param_value_size_ret);
 }
 
 cl_int clRetainDevice(cl_device_id device)
 {
-    return CCLObject::Find<CDevice>(device) != nullptr ? CL_SUCCESS : CL_INVALID_DEVICE;
+    return CCLObject::Find<CDevice>(device) != nullptr
+               ? CDiagnostics::Refuse(CL_SUCCESS, "device", "no device of this platform")
+               : CL_INVALID_DEVICE;
 }
 
 cl_int clReleaseDevice(cl_device_id device)
@@ -186,7 +192,9 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint num_
             if (num_devices == 0 || devices == nullptr ||
                 (pfn_notify == nullptr && user_data != nullptr))
             {
-                SetError(errcode_ret, CL_INVALID_VALUE);
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "devices",
+                                              "no devices, or user_data without pfn_notify"));
                 return nullptr;
             }
             std::vector<CDevice*> vDevices;
@@ -195,7 +203,7 @@ cl_context clCreateContext(const cl_context_properties* properties, cl_uint num_
                 CDevice* pDevice = CCLObject::Find<CDevice>(devices[i]);
                 if (pDevice == nullptr)
                 {
-                    SetError(errcode_ret, CL_INVALID_DEVICE);
+                    SetError(errcode_ret, BadHandle(CL_INVALID_DEVICE, "devices", devices[i]));
                     return nullptr;
                 }
                 vDevices.push_back(pDevice);
@@ -220,7 +228,8 @@ clCreateContextFromType(const cl_context_properties* properties, cl_device_type 
             const CPlatform* pPlatform = PlatformOfProperties(properties);
             if (pPlatform == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_PLATFORM);
+                SetError(errcode_ret, CDiagnostics::Refuse(CL_INVALID_PLATFORM, "properties",
+                                                           "no platform of this library"));
                 return nullptr;
             }
             std::vector<cl_device_id> vDevices(pPlatform->GetDevices().size());
@@ -240,18 +249,18 @@ clCreateContextFromType(const cl_context_properties* properties, cl_device_type 
 
 cl_int clRetainContext(cl_context context)
 {
-    return RetainObject<CContext>(context, CL_INVALID_CONTEXT);
+    return RetainObject<CContext>("context", context, CL_INVALID_CONTEXT);
 }
 
 cl_int clReleaseContext(cl_context context)
 {
-    return ReleaseObject<CContext>(context, CL_INVALID_CONTEXT);
+    return ReleaseObject<CContext>("context", context, CL_INVALID_CONTEXT);
 }
 
 cl_int clGetContextInfo(cl_context context, cl_context_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CContext>(context, CL_INVALID_CONTEXT, param_name, param_value_size,
+    return QueryInfo<CContext>("context", context, CL_INVALID_CONTEXT, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 
@@ -273,7 +282,9 @@ cl_int clUnloadCompiler(void)
 
 cl_int clUnloadPlatformCompiler(cl_platform_id platform)
 {
-    return CCLObject::Find<CPlatform>(platform) != nullptr ? CL_SUCCESS : CL_INVALID_PLATFORM;
+    return CCLObject::Find<CPlatform>(platform) != nullptr
+               ? CDiagnostics::Refuse(CL_SUCCESS, "platform", "no platform of this library")
+               : CL_INVALID_PLATFORM;
 }
 
 cl_key_xan clCreateKeyXAN(cl_platform_id platform, void(CL_CALLBACK* destructor)(void* value),
@@ -282,7 +293,10 @@ cl_key_xan clCreateKeyXAN(cl_platform_id platform, void(CL_CALLBACK* destructor)
     const CPlatform* pPlatform = CCLObject::Find<CPlatform>(platform);
     if (pPlatform == nullptr || !pPlatform->HasExtension(CPlatform::OBJECT_METADATA_EXTENSION))
     {
-        SetError(errcode_ret, CL_INVALID_PLATFORM);
+        SetError(
+            errcode_ret,
+            CDiagnostics::Refuse(CL_INVALID_PLATFORM, "platform",
+                                 "no platform of this library with the object metadata extension"));
         return 0;
     }
     try
@@ -301,14 +315,17 @@ cl_key_xan clCreateKeyXAN(cl_platform_id platform, void(CL_CALLBACK* destructor)
 cl_int clObjectGetValueForKeyXAN(void* object, cl_key_xan key, void** value)
 {
     CCLObject* pObject = CCLObject::Find(object);
-    return pObject != nullptr ? pObject->GetValueForKey(key, value) : CL_INVALID_VALUE;
+    return pObject != nullptr
+               ? pObject->GetValueForKey(key, value)
+               : CDiagnostics::Refuse(CL_INVALID_VALUE, "object", "no object of this platform");
 }
 
 cl_int clObjectSetValueForKeyXAN(void* object, cl_key_xan key, void* value)
 {
     CCLObject* pObject = CCLObject::Find(object);
-    return pObject != nullptr ? Guarded([&] { return pObject->SetValueForKey(key, value); })
-                              : CL_INVALID_VALUE;
+    return pObject != nullptr
+               ? Guarded([&] { return pObject->SetValueForKey(key, value); })
+               : CDiagnostics::Refuse(CL_INVALID_VALUE, "object", "no object of this platform");
 }
 } // namespace Api
 } // namespace XAN_Platform

@@ -27,14 +27,16 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
 {
     if ((nCount == 0) != (pList == nullptr))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "device_list",
+                                    "the count and the list disagree on being empty");
     }
     for (cl_uint i = 0; i < nCount; ++i)
     {
         CDevice* pDevice = CCLObject::Find<CDevice>(pList[i]);
         if (pDevice == nullptr || !pContext->HasDevice(pDevice))
         {
-            return CL_INVALID_DEVICE;
+            return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                        "a device that isn't in the context");
         }
         vDevices.push_back(pDevice);
     }
@@ -45,36 +47,39 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
                                      const size_t* lengths, cl_int* errcode_ret)
 {
-    return GuardedCreate(errcode_ret,
-                         [&]() -> cl_program
-                         {
-                             CContext* pContext = CCLObject::Find<CContext>(context);
-                             if (pContext == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_CONTEXT);
-                                 return nullptr;
-                             }
-                             if (count == 0 || strings == nullptr)
-                             {
-                                 SetError(errcode_ret, CL_INVALID_VALUE);
-                                 return nullptr;
-                             }
-                             std::string strSource;
-                             for (cl_uint i = 0; i < count; ++i)
-                             {
-                                 if (strings[i] == nullptr)
-                                 {
-                                     SetError(errcode_ret, CL_INVALID_VALUE);
-                                     return nullptr;
-                                 }
-                                 strSource += lengths != nullptr && lengths[i] != 0
-                                                  ? std::string(strings[i], lengths[i])
-                                                  : std::string(strings[i]);
-                             }
-                             SetError(errcode_ret, CL_SUCCESS);
-                             return static_cast<cl_program>(
-                                 CProgram::CreateWithSource(pContext, strSource)->GetHandle());
-                         });
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_program
+        {
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
+            if (pContext == nullptr)
+            {
+                return nullptr;
+            }
+            if (count == 0 || strings == nullptr)
+            {
+                SetError(errcode_ret,
+                         CDiagnostics::Refuse(CL_INVALID_VALUE, "strings", "no strings"));
+                return nullptr;
+            }
+            std::string strSource;
+            for (cl_uint i = 0; i < count; ++i)
+            {
+                if (strings[i] == nullptr)
+                {
+                    SetError(errcode_ret,
+                             CDiagnostics::Refuse(CL_INVALID_VALUE, "strings", "a null string"));
+                    return nullptr;
+                }
+                strSource += lengths != nullptr && lengths[i] != 0
+                                 ? std::string(strings[i], lengths[i])
+                                 : std::string(strings[i]);
+            }
+            SetError(errcode_ret, CL_SUCCESS);
+            return static_cast<cl_program>(
+                CProgram::CreateWithSource(pContext, strSource)->GetHandle());
+        });
 }
 
 cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
@@ -86,10 +91,10 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
         errcode_ret,
         [&]() -> cl_program
         {
-            CContext* pContext = CCLObject::Find<CContext>(context);
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
             if (pContext == nullptr)
             {
-                SetError(errcode_ret, CL_INVALID_CONTEXT);
                 return nullptr;
             }
             std::vector<CDevice*> vDevices;
@@ -97,14 +102,16 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
             if (nError == CL_SUCCESS &&
                 (vDevices.empty() || lengths == nullptr || binaries == nullptr))
             {
-                nError = CL_INVALID_VALUE;
+                nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "binaries",
+                                              "no devices, lengths or binaries");
             }
             std::vector<std::vector<char>> vBinaries;
             for (cl_uint i = 0; nError == CL_SUCCESS && i < num_devices; ++i)
             {
                 if (lengths[i] == 0 || binaries[i] == nullptr)
                 {
-                    nError = CL_INVALID_VALUE;
+                    nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "binaries",
+                                                  "an empty or null binary");
                     break;
                 }
                 vBinaries.emplace_back(binaries[i], binaries[i] + lengths[i]);
@@ -123,12 +130,12 @@ cl_program clCreateProgramWithBinary(cl_context context, cl_uint num_devices,
 
 cl_int clRetainProgram(cl_program program)
 {
-    return RetainObject<CProgram>(program, CL_INVALID_PROGRAM);
+    return RetainObject<CProgram>("program", program, CL_INVALID_PROGRAM);
 }
 
 cl_int clReleaseProgram(cl_program program)
 {
-    return ReleaseObject<CProgram>(program, CL_INVALID_PROGRAM);
+    return ReleaseObject<CProgram>("program", program, CL_INVALID_PROGRAM);
 }
 
 cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
@@ -139,11 +146,11 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     if (pfn_notify == nullptr && user_data != nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
     }
     return Guarded(
         [&]
@@ -154,7 +161,8 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
             {
                 if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
                 {
-                    nError = CL_INVALID_DEVICE;
+                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                                  "a device the program isn't for");
                 }
             }
             if (nError != CL_SUCCESS)
@@ -174,7 +182,7 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
 cl_int clGetProgramInfo(cl_program program, cl_program_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CProgram>(program, CL_INVALID_PROGRAM, param_name, param_value_size,
+    return QueryInfo<CProgram>("program", program, CL_INVALID_PROGRAM, param_name, param_value_size,
                                param_value, param_value_size_ret);
 }
 
@@ -185,12 +193,12 @@ cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     const CDevice* pDevice = CCLObject::Find<CDevice>(device);
     if (pDevice == nullptr)
     {
-        return CL_INVALID_DEVICE;
+        return BadHandle(CL_INVALID_DEVICE, "device", device);
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pProgram->GetBuildInfo(pDevice, param_name, writer); });
@@ -201,15 +209,16 @@ cl_kernel clCreateKernel(cl_program program, const char* kernel_name, cl_int* er
     return GuardedCreate(errcode_ret,
                          [&]() -> cl_kernel
                          {
-                             CProgram* pProgram = CCLObject::Find<CProgram>(program);
+                             CProgram* pProgram = FindOr<CProgram>(program, CL_INVALID_PROGRAM,
+                                                                   "program", errcode_ret);
                              if (pProgram == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_PROGRAM);
                                  return nullptr;
                              }
                              if (kernel_name == nullptr)
                              {
-                                 SetError(errcode_ret, CL_INVALID_VALUE);
+                                 SetError(errcode_ret, CDiagnostics::Refuse(CL_INVALID_VALUE,
+                                                                            "kernel_name", "null"));
                                  return nullptr;
                              }
                              cl_int nError = CL_SUCCESS;
@@ -225,7 +234,7 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
     CProgram* pProgram = CCLObject::Find<CProgram>(program);
     if (pProgram == nullptr)
     {
-        return CL_INVALID_PROGRAM;
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
     return Guarded(
         [&]
@@ -238,7 +247,8 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
             }
             if (kernels != nullptr && num_kernels < vNames.size())
             {
-                return CL_INVALID_VALUE;
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "num_kernels",
+                                            "fewer than the program's kernels");
             }
             for (size_t i = 0; kernels != nullptr && i < vNames.size(); ++i)
             {
@@ -254,12 +264,12 @@ cl_int clCreateKernelsInProgram(cl_program program, cl_uint num_kernels, cl_kern
 
 cl_int clRetainKernel(cl_kernel kernel)
 {
-    return RetainObject<CKernel>(kernel, CL_INVALID_KERNEL);
+    return RetainObject<CKernel>("kernel", kernel, CL_INVALID_KERNEL);
 }
 
 cl_int clReleaseKernel(cl_kernel kernel)
 {
-    return ReleaseObject<CKernel>(kernel, CL_INVALID_KERNEL);
+    return ReleaseObject<CKernel>("kernel", kernel, CL_INVALID_KERNEL);
 }
 
 cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, const void* arg_value)
@@ -267,7 +277,7 @@ cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, cons
     CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     return Guarded([&] { return pKernel->SetArg(arg_index, arg_size, arg_value); });
 }
@@ -275,8 +285,8 @@ cl_int clSetKernelArg(cl_kernel kernel, cl_uint arg_index, size_t arg_size, cons
 cl_int clGetKernelInfo(cl_kernel kernel, cl_kernel_info param_name, size_t param_value_size,
                        void* param_value, size_t* param_value_size_ret)
 {
-    return QueryInfo<CKernel>(kernel, CL_INVALID_KERNEL, param_name, param_value_size, param_value,
-                              param_value_size_ret);
+    return QueryInfo<CKernel>("kernel", kernel, CL_INVALID_KERNEL, param_name, param_value_size,
+                              param_value, param_value_size_ret);
 }
 
 cl_int clGetKernelArgInfo(cl_kernel kernel, cl_uint arg_indx, cl_kernel_arg_info param_name,
@@ -285,7 +295,7 @@ cl_int clGetKernelArgInfo(cl_kernel kernel, cl_uint arg_indx, cl_kernel_arg_info
     const CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pKernel->GetArgInfo(arg_indx, param_name, writer); });
@@ -298,12 +308,12 @@ cl_int clGetKernelWorkGroupInfo(cl_kernel kernel, cl_device_id device,
     CKernel* pKernel = CCLObject::Find<CKernel>(kernel);
     if (pKernel == nullptr)
     {
-        return CL_INVALID_KERNEL;
+        return BadHandle(CL_INVALID_KERNEL, "kernel", kernel);
     }
     const CDevice* pDevice = nullptr;
     if (device != nullptr && (pDevice = CCLObject::Find<CDevice>(device)) == nullptr)
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "no device of this platform");
     }
     CInfoWriter writer(param_value_size, param_value, param_value_size_ret);
     return Guarded([&] { return pKernel->GetWorkGroupInfo(pDevice, param_name, writer); });

@@ -39,7 +39,7 @@ struct STransfer
         pQueue = CCLObject::Find<CCommandQueue>(queue);
         if (pQueue == nullptr)
         {
-            return CL_INVALID_COMMAND_QUEUE;
+            return BadHandle(CL_INVALID_COMMAND_QUEUE, "command_queue", queue);
         }
         for (const SMemory& memory : memories)
         {
@@ -47,11 +47,13 @@ struct STransfer
             if (pMem == nullptr || (memory.eKind == MK_Buffer && !pMem->IsBuffer()) ||
                 (memory.eKind == MK_Image && !pMem->IsImage()))
             {
-                return CL_INVALID_MEM_OBJECT;
+                return CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "memobj",
+                                            "not a memory object of the kind the command takes");
             }
             if (pMem->GetContext() != pQueue->GetContext())
             {
-                return CL_INVALID_CONTEXT;
+                return CDiagnostics::Refuse(CL_INVALID_CONTEXT, "memobj",
+                                            "belongs to another context than the queue");
             }
             vMemory.emplace_back(pMem);
         }
@@ -129,11 +131,14 @@ cl_int ReadWriteBufferRect(cl_command_queue queue, cl_mem buffer, cl_bool bBlock
         !BufferRect(pBufferOrigin, pRegion, nBufferRow, nBufferSlice, pBuffer->GetSize(),
                     nBufferOffset, bufferBox))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(
+            CL_INVALID_VALUE, "region",
+            "the rectangle, its pitches or its host pointer leave the buffer");
     }
     if (bWrite ? !pBuffer->HostMayWrite() : !pBuffer->HostMayRead())
     {
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "buffer",
+                                    "its flags don't let the host reach it this way");
     }
     const size_t nHostOffset =
         pHostOrigin[2] * nHostSlice + pHostOrigin[1] * nHostRow + pHostOrigin[0];
@@ -174,14 +179,16 @@ cl_int ReadWriteImage(cl_command_queue queue, cl_mem image, cl_bool bBlocking,
     nError = pImage->GetImageBox(pOrigin, pRegion, nOffset, box);
     if (nError != CL_SUCCESS || pHost == nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "region",
+                                    "the box leaves the image, or the host pointer is null");
     }
     // A 1D array's layers are rows of the host memory too.
     const size_t vHostRegion[2] = {
         box.vSize[0], pImage->GetMemType() == CL_MEM_OBJECT_IMAGE1D_ARRAY ? 1 : box.vSize[1]};
     if (!SetPitches(vHostRegion, nRowPitch, nSlicePitch))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "row_pitch",
+                                    "pitches smaller than the region");
     }
     if (pImage->GetMemType() == CL_MEM_OBJECT_IMAGE1D_ARRAY)
     {
@@ -189,7 +196,8 @@ cl_int ReadWriteImage(cl_command_queue queue, cl_mem image, cl_bool bBlocking,
     }
     if (bWrite ? !pImage->HostMayWrite() : !pImage->HostMayRead())
     {
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "image",
+                                    "its flags don't let the host reach it this way");
     }
     uint8_t* pHostBytes = static_cast<uint8_t*>(const_cast<void*>(pHost));
     return transfer.Enqueue(bWrite ? CL_COMMAND_WRITE_IMAGE : CL_COMMAND_READ_IMAGE, bBlocking,
@@ -233,7 +241,7 @@ cl_int CopyImageBuffer(cl_command_queue queue, cl_mem image, cl_mem buffer, cons
     if (nError != CL_SUCCESS ||
         !RangeInside(nBufferOffset, nSlice * box.vSize[2], pBuffer->GetSize()))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "region", "the bytes leave the buffer");
     }
     return transfer.Enqueue(bToBuffer ? CL_COMMAND_COPY_IMAGE_TO_BUFFER
                                       : CL_COMMAND_COPY_BUFFER_TO_IMAGE,
@@ -271,7 +279,7 @@ void* MapMemory(cl_command_queue queue, cl_mem memobj, bool bImage, cl_bool bBlo
     CMemObject* pMem = transfer[0];
     if (bImage && pRowPitch == nullptr)
     {
-        SetError(errcode_ret, CL_INVALID_VALUE);
+        SetError(errcode_ret, CDiagnostics::Refuse(CL_INVALID_VALUE, "image_row_pitch", "null"));
         return nullptr;
     }
     size_t nRowPitch = 0;
@@ -328,7 +336,7 @@ cl_int CopyBuffers(cl_command_type nType, cl_command_queue command_queue, cl_mem
         !BufferRect(dst_origin, region, dst_row_pitch, dst_slice_pitch, pDest->GetSize(),
                     nDestOffset, destBox))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "region", "a rectangle leaves its buffer");
     }
     if (Overlap(pSource->GetDeviceAddress() + nSourceOffset, sourceBox.GetSpan(),
                 pDest->GetDeviceAddress() + nDestOffset, destBox.GetSpan()))
@@ -468,7 +476,9 @@ cl_int clEnqueueFillBuffer(cl_command_queue command_queue, cl_mem buffer, const 
                 (pattern_size & (pattern_size - 1)) != 0 || offset % pattern_size != 0 ||
                 cb % pattern_size != 0 || !RangeInside(offset, cb, pBuffer->GetSize()))
             {
-                return CL_INVALID_VALUE;
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "pattern_size",
+                                            "the pattern, its size, the offset or the size don't "
+                                            "fit each other or the buffer");
             }
             const std::vector<uint8_t> vPattern(static_cast<const uint8_t*>(pattern),
                                                 static_cast<const uint8_t*>(pattern) +
@@ -546,7 +556,7 @@ cl_int clEnqueueCopyImage(cl_command_queue command_queue, cl_mem src_image, cl_m
             if (pSource->GetImageBox(src_origin, region, nSourceOffset, sourceBox) != CL_SUCCESS ||
                 pDest->GetImageBox(dst_origin, region, nDestOffset, destBox) != CL_SUCCESS)
             {
-                return CL_INVALID_VALUE;
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "region", "a box leaves its image");
             }
             if (pSource == pDest &&
                 Overlap(nSourceOffset, sourceBox.GetSpan(), nDestOffset, destBox.GetSpan()))
@@ -584,7 +594,8 @@ cl_int clEnqueueFillImage(cl_command_queue command_queue, cl_mem image, const vo
             if (fill_color == nullptr ||
                 pImage->GetImageBox(origin, region, nOffset, box) != CL_SUCCESS)
             {
-                return CL_INVALID_VALUE;
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "region",
+                                            "the fill colour is null or the box leaves the image");
             }
             std::vector<uint8_t> vPixel(pImage->GetElementSize());
             CImageFormat::EncodeColor(pImage->GetImageFormat(), fill_color, vPixel.data());

@@ -1,5 +1,7 @@
 #include "CCLObject.h"
 
+#include "CDiagnostics.h"
+
 #include <unordered_map>
 #include <vector>
 
@@ -115,7 +117,7 @@ cl_int CCLObject::SetValueForKey(cl_key_xan nKey, void* pValue)
 {
     if (!IsKnownKey(nKey))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "key", "no key of this platform");
     }
     std::lock_guard<std::mutex> lock(m_ValuesMutex);
     m_Values[nKey] = pValue;
@@ -126,7 +128,8 @@ cl_int CCLObject::GetValueForKey(cl_key_xan nKey, void** ppValue)
 {
     if (ppValue == nullptr || !IsKnownKey(nKey))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "key",
+                                    "no key of this platform, or nowhere to answer");
     }
     std::lock_guard<std::mutex> lock(m_ValuesMutex);
     auto it = m_Values.find(nKey);

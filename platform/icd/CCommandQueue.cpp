@@ -2,6 +2,7 @@
 
 #include "CContext.h"
 #include "CDevice.h"
+#include "CDiagnostics.h"
 #include "CEvent.h"
 #include "CInfoWriter.h"
 
@@ -32,7 +33,7 @@ CCommandQueue* CCommandQueue::Create(CContext* pContext, CDevice* pDevice,
     nError = CL_SUCCESS;
     if (!pContext->HasDevice(pDevice))
     {
-        nError = CL_INVALID_DEVICE;
+        nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "not a device of the context");
         return nullptr;
     }
     cl_command_queue_properties nAllowed = SUPPORTED_PROPERTIES;
@@ -43,8 +44,9 @@ CCommandQueue* CCommandQueue::Create(CContext* pContext, CDevice* pDevice,
     if ((nProperties & ~nAllowed) != 0)
     {
         nError = (nProperties & ~(SUPPORTED_PROPERTIES | CL_QUEUE_INTERCEPT_XAN)) != 0
-                     ? CL_INVALID_VALUE
-                     : CL_INVALID_QUEUE_PROPERTIES;
+                     ? CDiagnostics::Refuse(CL_INVALID_VALUE, "properties", "unknown bits")
+                     : CDiagnostics::Refuse(CL_INVALID_QUEUE_PROPERTIES, "properties",
+                                            "interception without an intercepting context");
         return nullptr;
     }
     try
@@ -53,7 +55,8 @@ CCommandQueue* CCommandQueue::Create(CContext* pContext, CDevice* pDevice,
     }
     catch (const std::system_error&)
     {
-        nError = CL_OUT_OF_RESOURCES;
+        nError = CDiagnostics::Refuse(CL_OUT_OF_RESOURCES, "command_queue",
+                                      "no thread for the queue's worker");
         return nullptr;
     }
 }
@@ -82,18 +85,23 @@ cl_int CCommandQueue::GetWaitList(cl_uint nCount, const cl_event* pList,
 {
     if ((nCount == 0) != (pList == nullptr))
     {
-        return CL_INVALID_EVENT_WAIT_LIST;
+        return CDiagnostics::Refuse(CL_INVALID_EVENT_WAIT_LIST, "event_wait_list",
+                                    nCount == 0 ? "given with a count of 0"
+                                                : "null with a count of " + std::to_string(nCount));
     }
     for (cl_uint i = 0; i < nCount; ++i)
     {
         CEvent* pEvent = CCLObject::Find<CEvent>(pList[i]);
         if (pEvent == nullptr)
         {
-            return CL_INVALID_EVENT_WAIT_LIST;
+            return CDiagnostics::Refuse(CL_INVALID_EVENT_WAIT_LIST, "event_wait_list",
+                                        "entry " + std::to_string(i) + " is no event");
         }
         if (pEvent->GetContext() != m_pContext.Get())
         {
-            return CL_INVALID_CONTEXT;
+            return CDiagnostics::Refuse(CL_INVALID_CONTEXT, "event_wait_list",
+                                        "entry " + std::to_string(i) +
+                                            " belongs to another context");
         }
         vEvents.emplace_back(pEvent);
     }
@@ -105,8 +113,8 @@ cl_int CCommandQueue::Enqueue(cl_command_type nType, cl_uint nWaitCount, const c
 {
     if (bBlocking && IsWorkerThread())
     {
-        // It would wait for itself.
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "blocking",
+                                    "a blocking command from a callback would wait for itself");
     }
     SCommand command;
     const cl_int nError = GetWaitList(nWaitCount, pWaitList, command.vWaitList);
@@ -143,7 +151,8 @@ cl_int CCommandQueue::Finish()
 {
     if (IsWorkerThread())
     {
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "command_queue",
+                                    "clFinish from a callback of the queue would wait for itself");
     }
     std::unique_lock<std::mutex> lock(m_Mutex);
     m_CommandDone.wait(lock, [this] { return m_Commands.empty(); });
@@ -227,7 +236,7 @@ cl_int CCommandQueue::GetInfo(cl_command_queue_info nParam, CInfoWriter& writer)
     case CL_QUEUE_PROPERTIES:
         return writer.Value(m_nProperties);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

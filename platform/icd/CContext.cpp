@@ -1,6 +1,7 @@
 #include "CContext.h"
 
 #include "CDevice.h"
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 #include "CPlatform.h"
 
@@ -27,7 +28,7 @@ CContext* CContext::Create(const cl_context_properties* pProperties,
     nError = CL_SUCCESS;
     if (vDevices.empty())
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "devices", "none");
         return nullptr;
     }
     CPlatform* pPlatform = vDevices.front()->GetPlatform();
@@ -46,12 +47,15 @@ CContext* CContext::Create(const cl_context_properties* pProperties,
             CPlatform* pGiven = CCLObject::Find<CPlatform>(reinterpret_cast<const void*>(nValue));
             if (bPlatformSeen)
             {
-                nError = CL_INVALID_PROPERTY;
+                nError = CDiagnostics::Refuse(CL_INVALID_PROPERTY, "properties",
+                                              "CL_CONTEXT_PLATFORM given twice");
                 return nullptr;
             }
             if (pGiven == nullptr)
             {
-                nError = CL_INVALID_PLATFORM;
+                nError =
+                    CDiagnostics::Refuse(CL_INVALID_PLATFORM, "properties",
+                                         "CL_CONTEXT_PLATFORM names no platform of this library");
                 return nullptr;
             }
             bPlatformSeen = true;
@@ -62,7 +66,9 @@ CContext* CContext::Create(const cl_context_properties* pProperties,
             if (bInterceptSeen || nValue == 0 ||
                 !pPlatform->HasExtension(CPlatform::EVENT_CALLBACK_EXTENSION))
             {
-                nError = CL_INVALID_PROPERTY;
+                nError = CDiagnostics::Refuse(
+                    CL_INVALID_PROPERTY, "properties",
+                    "the intercept callback is given twice, null, or without its extension");
                 return nullptr;
             }
             bInterceptSeen = true;
@@ -71,7 +77,7 @@ CContext* CContext::Create(const cl_context_properties* pProperties,
         case CL_CONTEXT_INTEROP_USER_SYNC:
             break;
         default:
-            nError = CL_INVALID_PROPERTY;
+            nError = CDiagnostics::Refuse(CL_INVALID_PROPERTY, "properties", "an unknown property");
             return nullptr;
         }
         vProperties.push_back(nName);
@@ -85,7 +91,8 @@ CContext* CContext::Create(const cl_context_properties* pProperties,
     {
         if (pDevice->GetPlatform() != pPlatform)
         {
-            nError = CL_INVALID_DEVICE;
+            nError =
+                CDiagnostics::Refuse(CL_INVALID_DEVICE, "devices", "a device of another platform");
             return nullptr;
         }
     }
@@ -126,7 +133,7 @@ cl_int CContext::GetInfo(cl_context_info nParam, CInfoWriter& writer)
     case CL_CONTEXT_PROPERTIES:
         return writer.Array(m_vProperties);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

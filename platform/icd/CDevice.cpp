@@ -1,5 +1,6 @@
 #include "CDevice.h"
 
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 #include "CPlatform.h"
 
@@ -176,7 +177,7 @@ cl_int CDevice::GetInfo(cl_device_info nParam, CInfoWriter& writer) const
     case CL_DEVICE_IMAGE_BASE_ADDRESS_ALIGNMENT:
         return writer.Value(cl_uint(1));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -1,6 +1,7 @@
 #include "CEvent.h"
 
 #include "CContext.h"
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 
 #include <chrono>
@@ -83,7 +84,8 @@ cl_int CEvent::AddCallback(cl_int nType, PFNEventNotify pfnNotify, void* pUserDa
     if (pfnNotify == nullptr ||
         (nType != CL_SUBMITTED && nType != CL_RUNNING && nType != CL_COMPLETE))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "pfn_notify",
+                                    "null, or a status other than submitted, running or complete");
     }
     cl_int nStatus = 0;
     {
@@ -123,7 +125,7 @@ cl_int CEvent::GetInfo(cl_event_info nParam, CInfoWriter& writer)
     case CL_EVENT_REFERENCE_COUNT:
         return writer.Value(GetReferenceCount());
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -131,12 +133,13 @@ cl_int CEvent::GetProfilingInfo(cl_profiling_info nParam, CInfoWriter& writer)
 {
     if (nParam < CL_PROFILING_COMMAND_QUEUED || nParam > CL_PROFILING_COMMAND_COMPLETE)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
     std::lock_guard<std::mutex> lock(m_Mutex);
     if (!m_bProfiling || m_nStatus != CL_COMPLETE)
     {
-        return CL_PROFILING_INFO_NOT_AVAILABLE;
+        return CDiagnostics::Refuse(CL_PROFILING_INFO_NOT_AVAILABLE, "event",
+                                    "its queue doesn't profile, or it hasn't completed");
     }
     const size_t nIndex =
         nParam == CL_PROFILING_COMMAND_COMPLETE ? 3 : size_t(nParam - CL_PROFILING_COMMAND_QUEUED);

@@ -1,6 +1,8 @@
 #ifndef XAN_PLATFORM_CINFOWRITER_H
 #define XAN_PLATFORM_CINFOWRITER_H
 
+#include "CDiagnostics.h"
+
 #include <CL/cl.h>
 
 #include <cstring>
@@ -33,7 +35,9 @@ public:
     {
         if (m_pValue != nullptr && m_nValueSize < nSize)
         {
-            return CL_INVALID_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_value_size",
+                                        std::to_string(m_nValueSize) + " bytes, the value takes " +
+                                            std::to_string(nSize));
         }
         if (m_pSizeRet != nullptr)
         {

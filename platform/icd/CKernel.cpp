@@ -2,6 +2,7 @@
 
 #include "CContext.h"
 #include "CDevice.h"
+#include "CDiagnostics.h"
 #include "CILEngine.h"
 #include "CInfoWriter.h"
 #include "CKernelImage.h"
@@ -60,9 +61,12 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
     const std::vector<SKernelArg>& vArgs = GetArgs();
     if (nIndex >= vArgs.size())
     {
-        return CL_INVALID_ARG_INDEX;
+        return CDiagnostics::Refuse(CL_INVALID_ARG_INDEX, "arg_index",
+                                    std::to_string(nIndex) + ", but kernel " + m_strName + " has " +
+                                        std::to_string(vArgs.size()) + " arguments");
     }
     const SKernelArg& arg = vArgs[nIndex];
+    const std::string strArg = "argument " + std::to_string(nIndex) + " (" + arg.strName + ")";
     SArgValue value;
     value.bSet = true;
     switch (arg.eKind)
@@ -72,7 +76,9 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
     {
         if (nSize != sizeof(cl_mem))
         {
-            return CL_INVALID_ARG_SIZE;
+            return CDiagnostics::Refuse(CL_INVALID_ARG_SIZE, "arg_size",
+                                        std::to_string(nSize) + " for " + strArg +
+                                            ", a memory object takes sizeof(cl_mem)");
         }
         cl_mem mem = nullptr;
         if (pValue != nullptr)
@@ -81,13 +87,20 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
         }
         if (mem == nullptr && arg.eKind == AK_Image)
         {
-            return CL_INVALID_ARG_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_ARG_VALUE, "arg_value",
+                                        "null for image " + strArg);
         }
         const CMemObject* pMem = CCLObject::Find<CMemObject>(mem);
         if (mem != nullptr && (pMem == nullptr || pMem->GetContext() != m_pProgram->GetContext() ||
                                pMem->IsImage() != (arg.eKind == AK_Image)))
         {
-            return CL_INVALID_MEM_OBJECT;
+            return CDiagnostics::Refuse(
+                CL_INVALID_MEM_OBJECT, "arg_value",
+                pMem == nullptr ? "no memory object of this platform for " + strArg
+                : pMem->GetContext() != m_pProgram->GetContext()
+                    ? "a memory object of another context for " + strArg
+                    : std::string(arg.eKind == AK_Image ? "a buffer" : "an image") + " for " +
+                          strArg);
         }
         value.vBytes.resize(sizeof(mem));
         std::memcpy(value.vBytes.data(), &mem, sizeof(mem));
@@ -96,22 +109,29 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
     case AK_LocalPointer:
         if (pValue != nullptr)
         {
-            return CL_INVALID_ARG_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_ARG_VALUE, "arg_value",
+                                        "must be null for __local " + strArg);
         }
         if (nSize == 0 || nSize > CDevice::LOCAL_MEMORY_BYTES)
         {
-            return CL_INVALID_ARG_SIZE;
+            return CDiagnostics::Refuse(
+                CL_INVALID_ARG_SIZE, "arg_size",
+                std::to_string(nSize) + " bytes of local memory for " + strArg + ", 1 to " +
+                    std::to_string(CDevice::LOCAL_MEMORY_BYTES) + " are possible");
         }
         value.nLocalSize = nSize;
         break;
     case AK_Value:
         if (pValue == nullptr)
         {
-            return CL_INVALID_ARG_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_ARG_VALUE, "arg_value",
+                                        "null for value " + strArg);
         }
         if (!arg.AcceptsValueSize(nSize))
         {
-            return CL_INVALID_ARG_SIZE;
+            return CDiagnostics::Refuse(CL_INVALID_ARG_SIZE, "arg_size",
+                                        std::to_string(nSize) + " doesn't fit " + strArg +
+                                            " of type " + arg.strDataType);
         }
         value.vBytes.assign(static_cast<const unsigned char*>(pValue),
                             static_cast<const unsigned char*>(pValue) + nSize);
@@ -146,7 +166,9 @@ cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
         const SArgValue& value = m_vValues[i];
         if (!value.bSet)
         {
-            return CL_INVALID_KERNEL_ARGS;
+            return CDiagnostics::Refuse(CL_INVALID_KERNEL_ARGS, "kernel",
+                                        "argument " + std::to_string(i) + " (" + arg.strName +
+                                            ") of " + m_strName + " isn't set");
         }
         if (arg.eKind == AK_Value)
         {
@@ -169,7 +191,9 @@ cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
         CMemObject* pMem = CCLObject::Find<CMemObject>(mem);
         if (pMem == nullptr)
         {
-            return CL_INVALID_MEM_OBJECT;
+            return CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "kernel",
+                                        "the memory object of argument " + std::to_string(i) +
+                                            " was released");
         }
         vMemory.emplace_back(pMem);
         if (arg.eKind == AK_GlobalPointer)
@@ -212,7 +236,7 @@ cl_int CKernel::GetInfo(cl_kernel_info nParam, CInfoWriter& writer)
     case CL_KERNEL_ATTRIBUTES:
         return writer.String("");
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -221,9 +245,12 @@ cl_int CKernel::GetArgInfo(cl_uint nIndex, cl_kernel_arg_info nParam, CInfoWrite
     const std::vector<SKernelArg>& vArgs = GetArgs();
     if (nIndex >= vArgs.size())
     {
-        return CL_INVALID_ARG_INDEX;
+        return CDiagnostics::Refuse(CL_INVALID_ARG_INDEX, "arg_index",
+                                    std::to_string(nIndex) + ", but kernel " + m_strName + " has " +
+                                        std::to_string(vArgs.size()) + " arguments");
     }
     const SKernelArg& arg = vArgs[nIndex];
+    const std::string strArg = "argument " + std::to_string(nIndex) + " (" + arg.strName + ")";
     const bool bConstant =
         arg.eKind == AK_GlobalPointer && arg.strMemoryType != "uav" && arg.strMemoryType != "g";
     switch (nParam)
@@ -260,7 +287,7 @@ cl_int CKernel::GetArgInfo(cl_uint nIndex, cl_kernel_arg_info nParam, CInfoWrite
     case CL_KERNEL_ARG_NAME:
         return writer.String(arg.strName);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -274,7 +301,7 @@ cl_int CKernel::GetWorkGroupInfo(const CDevice* pDevice, cl_kernel_work_group_in
     const std::shared_ptr<const CKernelImage> pImage = GetImage(pDevice);
     if (!pImage)
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "the kernel isn't built for it");
     }
     switch (nParam)
     {
@@ -295,7 +322,7 @@ cl_int CKernel::GetWorkGroupInfo(const CDevice* pDevice, cl_kernel_work_group_in
     case CL_KERNEL_PRIVATE_MEM_SIZE:
         return writer.Value(cl_ulong(pImage->GetPrivateBytes()));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -3,6 +3,7 @@
 #include "CContext.h"
 #include "CDevice.h"
 #include "CDeviceMemory.h"
+#include "CDiagnostics.h"
 #include "CImageFormat.h"
 #include "CInfoWriter.h"
 #include "CPlatform.h"
@@ -73,10 +74,17 @@ cl_int CMemObject::CheckFlags(cl_mem_flags nFlags, const void* pHostPtr)
         ((nFlags & CL_MEM_USE_HOST_PTR) != 0 &&
          (nFlags & (CL_MEM_ALLOC_HOST_PTR | CL_MEM_COPY_HOST_PTR)) != 0))
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "flags",
+                                    "unknown bits or a combination that contradicts itself");
     }
     const bool bNeedsHostPtr = (nFlags & (CL_MEM_USE_HOST_PTR | CL_MEM_COPY_HOST_PTR)) != 0;
-    return bNeedsHostPtr == (pHostPtr != nullptr) ? CL_SUCCESS : CL_INVALID_HOST_PTR;
+    if (bNeedsHostPtr != (pHostPtr != nullptr))
+    {
+        return CDiagnostics::Refuse(CL_INVALID_HOST_PTR, "host_ptr",
+                                    bNeedsHostPtr ? "null, but the flags use a host pointer"
+                                                  : "given, but no flag uses it");
+    }
+    return CL_SUCCESS;
 }
 
 bool CMemObject::Allocate(cl_int& nError)
@@ -84,7 +92,9 @@ bool CMemObject::Allocate(cl_int& nError)
     m_pStorage = m_pContext->GetPlatform()->GetMemory().Allocate(m_nSize);
     if (!m_pStorage)
     {
-        nError = CL_MEM_OBJECT_ALLOCATION_FAILURE;
+        nError =
+            CDiagnostics::Refuse(CL_MEM_OBJECT_ALLOCATION_FAILURE, "size",
+                                 std::to_string(m_nSize) + " bytes don't fit the device memory");
         return false;
     }
     return true;
@@ -100,7 +110,9 @@ CMemObject* CMemObject::CreateBuffer(CContext* pContext, cl_mem_flags nFlags, si
     }
     if (nSize == 0 || nSize > pContext->GetDevices().front()->GetMaxAllocation())
     {
-        nError = CL_INVALID_BUFFER_SIZE;
+        nError = CDiagnostics::Refuse(
+            CL_INVALID_BUFFER_SIZE, "size",
+            nSize == 0 ? "0" : std::to_string(nSize) + " is above the largest allocation");
         return nullptr;
     }
     Owned<CMemObject> pBuffer(
@@ -124,7 +136,8 @@ CMemObject* CMemObject::CreateSubBuffer(CMemObject* pParent, cl_mem_flags nFlags
     nError = CL_SUCCESS;
     if (!pParent->IsBuffer() || pParent->m_pParent)
     {
-        nError = CL_INVALID_MEM_OBJECT;
+        nError = CDiagnostics::Refuse(CL_INVALID_MEM_OBJECT, "buffer",
+                                      pParent->IsBuffer() ? "a sub-buffer" : "not a buffer");
         return nullptr;
     }
     const cl_mem_flags nParentFlags = pParent->m_nFlags;
@@ -142,22 +155,28 @@ CMemObject* CMemObject::CreateSubBuffer(CMemObject* pParent, cl_mem_flags nFlags
     if ((nFlags & ~(ACCESS_FLAGS | HOST_ACCESS_FLAGS)) != 0 || !AtMostOne(nAccess) ||
         !AtMostOne(nHost) || bAccessClash || bHostClash)
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "flags",
+                                      "unknown bits, or access the parent buffer doesn't grant");
         return nullptr;
     }
     if (nSize == 0)
     {
-        nError = CL_INVALID_BUFFER_SIZE;
+        nError = CDiagnostics::Refuse(CL_INVALID_BUFFER_SIZE, "buffer_create_info", "size 0");
         return nullptr;
     }
     if (nOrigin > pParent->m_nSize || nSize > pParent->m_nSize - nOrigin)
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "buffer_create_info",
+                                      "region ends past the parent's " +
+                                          std::to_string(pParent->m_nSize) + " bytes");
         return nullptr;
     }
     if (nOrigin % CDevice::SUB_BUFFER_ALIGNMENT != 0)
     {
-        nError = CL_MISALIGNED_SUB_BUFFER_OFFSET;
+        nError =
+            CDiagnostics::Refuse(CL_MISALIGNED_SUB_BUFFER_OFFSET, "buffer_create_info",
+                                 "origin " + std::to_string(nOrigin) + " isn't a multiple of " +
+                                     std::to_string(CDevice::SUB_BUFFER_ALIGNMENT));
         return nullptr;
     }
     const cl_mem_flags nInherited = (nAccess != 0 ? nAccess : nParentAccess) |
@@ -226,16 +245,18 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
     }
     if (pFormat == nullptr)
     {
-        nError = CL_INVALID_IMAGE_FORMAT_DESCRIPTOR;
+        nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_FORMAT_DESCRIPTOR, "image_format", "null");
         return nullptr;
     }
     const size_t nElementSize = CImageFormat::GetElementSize(*pFormat);
     if (nElementSize == 0)
     {
-        nError = CL_IMAGE_FORMAT_NOT_SUPPORTED;
+        nError = CDiagnostics::Refuse(CL_IMAGE_FORMAT_NOT_SUPPORTED, "image_format",
+                                      "no format the device offers");
         return nullptr;
     }
-    nError = CL_INVALID_IMAGE_DESCRIPTOR;
+    nError =
+        CDiagnostics::Refuse(CL_INVALID_IMAGE_DESCRIPTOR, "image_desc", "an unknown image type");
     if (pDesc == nullptr || pDesc->num_mip_levels != 0 || pDesc->num_samples != 0)
     {
         return nullptr;
@@ -262,7 +283,9 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
         if (pBuffer == nullptr || !pBuffer->IsBuffer() || pBuffer->m_pParent ||
             pBuffer->m_pContext.Get() != pContext || pHostPtr != nullptr)
         {
-            nError = CL_INVALID_IMAGE_DESCRIPTOR;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_DESCRIPTOR, "image_desc",
+                                          "the buffer of a 1D buffer image must be a buffer of the "
+                                          "context without a host pointer");
             return nullptr;
         }
     }
@@ -277,7 +300,8 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
             (d == 2 && (nType == CL_MEM_OBJECT_IMAGE3D || nType == CL_MEM_OBJECT_IMAGE2D_ARRAY));
         if (bUsed && (nExtent == 0 || nExtent > LimitFor(nType, d)))
         {
-            nError = CL_INVALID_IMAGE_SIZE;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_SIZE, "image_desc",
+                                          "an extent of 0 or beyond the device's limit");
             return nullptr;
         }
     }
@@ -291,7 +315,8 @@ CMemObject* CMemObject::CreateImage(CContext* pContext, cl_mem_flags nFlags,
     {
         if (pImage->m_nSize > pBuffer->m_nSize)
         {
-            nError = CL_INVALID_IMAGE_SIZE;
+            nError = CDiagnostics::Refuse(CL_INVALID_IMAGE_SIZE, "image_desc",
+                                          "the image is larger than its buffer");
             return nullptr;
         }
         pImage->m_pParent = CRef<CMemObject>(pBuffer);
@@ -340,13 +365,13 @@ cl_int CMemObject::GetImageBox(const size_t* pOrigin, const size_t* pRegion, siz
 {
     if (pOrigin == nullptr || pRegion == nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "origin", "null origin or region");
     }
     for (size_t d = 0; d < 3; ++d)
     {
         if (pRegion[d] == 0 || pOrigin[d] > m_vExtent[d] || pRegion[d] > m_vExtent[d] - pOrigin[d])
         {
-            return CL_INVALID_VALUE;
+            return CDiagnostics::Refuse(CL_INVALID_VALUE, "region", "empty, or leaves the image");
         }
     }
     // A 1D array keeps its layers as rows.
@@ -376,13 +401,16 @@ void* CMemObject::Map(const size_t* pOrigin, const size_t* pRegion, cl_map_flags
     if ((nFlags & ~(CL_MAP_READ | nWrite)) != 0 ||
         ((nFlags & CL_MAP_WRITE_INVALIDATE_REGION) != 0 && (nFlags & ~nWrite) != 0))
     {
-        nError = CL_INVALID_VALUE;
+        nError = CDiagnostics::Refuse(
+            CL_INVALID_VALUE, "map_flags",
+            "unknown bits, or CL_MAP_WRITE_INVALIDATE_REGION with another flag");
         return nullptr;
     }
     if (((nFlags & CL_MAP_READ) != 0 && !HostMayRead()) ||
         ((nFlags & nWrite) != 0 && !HostMayWrite()))
     {
-        nError = CL_INVALID_OPERATION;
+        nError = CDiagnostics::Refuse(CL_INVALID_OPERATION, "buffer",
+                                      "its flags don't let the host map it this way");
         return nullptr;
     }
     SMapping mapping = {0, 0, {{0, 1, 1}, 0, 0}, nFlags, false};
@@ -390,7 +418,8 @@ void* CMemObject::Map(const size_t* pOrigin, const size_t* pRegion, cl_map_flags
     {
         if (pRegion[0] == 0 || pOrigin[0] > m_nSize || pRegion[0] > m_nSize - pOrigin[0])
         {
-            nError = CL_INVALID_VALUE;
+            nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "size",
+                                          "the region is empty or leaves the buffer");
             return nullptr;
         }
         mapping.nDeviceOffset = mapping.nHostOffset = pOrigin[0];
@@ -457,7 +486,10 @@ void CMemObject::FillMapping(void* pMapped)
 cl_int CMemObject::CheckMapped(void* pMapped)
 {
     std::lock_guard<std::mutex> lock(m_Mutex);
-    return m_Mappings.count(pMapped) != 0 ? CL_SUCCESS : CL_INVALID_VALUE;
+    return m_Mappings.count(pMapped) != 0
+               ? CDiagnostics::Refuse(CL_SUCCESS, "mapped_ptr",
+                                      "not a mapping of this memory object")
+               : CL_INVALID_VALUE;
 }
 
 void CMemObject::Unmap(void* pMapped)
@@ -480,7 +512,7 @@ cl_int CMemObject::AddDestructorCallback(PFNMemNotify pfnNotify, void* pUserData
 {
     if (pfnNotify == nullptr)
     {
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "pfn_notify", "null");
     }
     std::lock_guard<std::mutex> lock(m_Mutex);
     m_vDestructorCallbacks.emplace_back(pfnNotify, pUserData);
@@ -513,7 +545,7 @@ cl_int CMemObject::GetInfo(cl_mem_info nParam, CInfoWriter& writer)
     case CL_MEM_OFFSET:
         return writer.Value(IsBuffer() ? m_nOffset : size_t(0));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -548,7 +580,7 @@ cl_int CMemObject::GetImageInfo(cl_image_info nParam, CInfoWriter& writer) const
     case CL_IMAGE_NUM_SAMPLES:
         return writer.Value(cl_uint(0));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

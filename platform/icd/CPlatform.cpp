@@ -1,5 +1,6 @@
 #include "CPlatform.h"
 
+#include "CDiagnostics.h"
 #include "GPUFamily.h"
 
 #include "CDevice.h"
@@ -102,7 +103,7 @@ cl_int CPlatform::GetInfo(cl_platform_info nParam, CInfoWriter& writer) const
     case CL_PLATFORM_ICD_SUFFIX_KHR:
         return writer.String(m_strSuffix);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

@@ -1,7 +1,14 @@
 #include "CPlatformSettings.h"
 
+#include "CPlatform.h"
+#include "GPUFamily.h"
+
+#include <strings.h>
+
 #include <cctype>
+#include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <sstream>
 
 namespace XAN_Platform
@@ -16,20 +23,41 @@ bool IsSet(const char* pValue)
     return pValue != nullptr && *pValue != '\0' && std::string(pValue) != "0";
 }
 
-// A family name as devices carry it: letters only, first capital, the rest small.
-std::string DeviceName(const char* pValue)
+// The newer families the platform knows besides the default; the older ones are listed with
+// the kernel-binary code, which needs them for the address width.
+bool IsKnownFamily(const std::string& strName)
+{
+    static const char* const s_Newer[] = {"larkspur", "sorrel", "yarrow", "tansy"};
+    for (const char* pName : s_Newer)
+    {
+        if (strcasecmp(pName, strName.c_str()) == 0)
+        {
+            return true;
+        }
+    }
+    return IsOlderGPUFamily(strName);
+}
+
+// A family name as devices carry it: first letter capital, the rest small.
+std::string DeviceName(const char* pValue, std::vector<std::string>& vWarnings)
 {
     std::string strName = pValue != nullptr ? pValue : "";
+    if (strName.empty())
+    {
+        return DEFAULT_DEVICE;
+    }
+    if (!IsKnownFamily(strName))
+    {
+        vWarnings.push_back("NORDVANE_OCL_DEVICE: unknown GPU family \"" + strName +
+                            "\", using \"" + DEFAULT_DEVICE + "\"");
+        return DEFAULT_DEVICE;
+    }
     for (size_t i = 0; i < strName.size(); ++i)
     {
-        if (!std::isalpha(static_cast<unsigned char>(strName[i])))
-        {
-            return DEFAULT_DEVICE;
-        }
         strName[i] = char(i == 0 ? std::toupper(static_cast<unsigned char>(strName[i]))
                                  : std::tolower(static_cast<unsigned char>(strName[i])));
     }
-    return strName.empty() ? DEFAULT_DEVICE : strName;
+    return strName;
 }
 
 // A build number: digits with at most one dot inside.
@@ -55,39 +83,58 @@ std::string Build(const char* pValue)
     return strBuild;
 }
 
-bool ListHas(const char* pList, const std::string& strItem)
+// The names of the comma list; unknown names are left out with a warning.
+std::set<std::string> HiddenExtensions(const char* pList, std::vector<std::string>& vWarnings)
 {
+    std::set<std::string> setNames;
     std::stringstream stream(pList != nullptr ? pList : "");
     std::string strEntry;
     while (std::getline(stream, strEntry, ','))
     {
-        if (strEntry == strItem)
+        if (strEntry == CPlatform::EVENT_CALLBACK_EXTENSION ||
+            strEntry == CPlatform::OBJECT_METADATA_EXTENSION)
         {
-            return true;
+            setNames.insert(strEntry);
+        }
+        else if (!strEntry.empty())
+        {
+            vWarnings.push_back("NORDVANE_OCL_HIDE_EXTENSIONS: unknown extension \"" + strEntry +
+                                "\" ignored; only " + CPlatform::EVENT_CALLBACK_EXTENSION +
+                                " and " + CPlatform::OBJECT_METADATA_EXTENSION + " can be hidden");
         }
     }
-    return false;
+    return setNames;
 }
 } // namespace
 
 CPlatformSettings::CPlatformSettings(const char* pDevice, const char* pBuild, const char* pHide,
                                      const char* pCPUDevice, const char* pSecondPlatform,
-                                     const char* pBuildOptions)
-    : m_strDeviceName(DeviceName(pDevice)), m_strBuild(Build(pBuild)),
-      m_bHideEventCallback(ListHas(pHide, "cl_xan_event_callback")),
-      m_bHideObjectMetadata(ListHas(pHide, "cl_xan_object_metadata")),
+                                     const char* pBuildOptions, const char* pDiagnostics)
+    : m_strDeviceName(DeviceName(pDevice, m_vWarnings)), m_strBuild(Build(pBuild)),
       m_bCPUDevice(IsSet(pCPUDevice)), m_bSecondPlatform(IsSet(pSecondPlatform)),
-      m_strBuildOptions(pBuildOptions != nullptr ? pBuildOptions : "")
+      m_strBuildOptions(pBuildOptions != nullptr ? pBuildOptions : ""),
+      m_bDiagnostics(IsSet(pDiagnostics))
 {
+    const std::set<std::string> setHidden = HiddenExtensions(pHide, m_vWarnings);
+    m_bHideEventCallback = setHidden.count(CPlatform::EVENT_CALLBACK_EXTENSION) != 0;
+    m_bHideObjectMetadata = setHidden.count(CPlatform::OBJECT_METADATA_EXTENSION) != 0;
 }
 
 const CPlatformSettings& CPlatformSettings::Get()
 {
-    static const CPlatformSettings settings(
-        std::getenv("NORDVANE_OCL_DEVICE"), std::getenv("NORDVANE_OCL_BUILD"),
-        std::getenv("NORDVANE_OCL_HIDE_EXTENSIONS"), std::getenv("NORDVANE_OCL_CPU_DEVICE"),
-        std::getenv("NORDVANE_OCL_SECOND_PLATFORM"), std::getenv("NORDVANE_OCL_BUILD_OPTIONS"));
+    static const CPlatformSettings settings = []
+    {
+        CPlatformSettings read(
+            std::getenv("NORDVANE_OCL_DEVICE"), std::getenv("NORDVANE_OCL_BUILD"),
+            std::getenv("NORDVANE_OCL_HIDE_EXTENSIONS"), std::getenv("NORDVANE_OCL_CPU_DEVICE"),
+            std::getenv("NORDVANE_OCL_SECOND_PLATFORM"), std::getenv("NORDVANE_OCL_BUILD_OPTIONS"),
+            std::getenv("NORDVANE_OCL_DIAGNOSTICS"));
+        for (const std::string& strWarning : read.GetWarnings())
+        {
+            std::fprintf(stderr, "Nordvane OpenCL: %s\n", strWarning.c_str());
+        }
+        return read;
+    }();
     return settings;
 }
-
 } // namespace XAN_Platform

@@ -2,6 +2,7 @@
 #define XAN_PLATFORM_CPLATFORMSETTINGS_H
 
 #include <string>
+#include <vector>
 
 namespace XAN_Platform
 {
@@ -15,7 +16,7 @@ public:
     // Reads the given values the way the environment is read; unset is null.
     CPlatformSettings(const char* pDevice, const char* pBuild, const char* pHide,
                       const char* pCPUDevice, const char* pSecondPlatform,
-                      const char* pBuildOptions);
+                      const char* pBuildOptions, const char* pDiagnostics);
 
     // The GPU's name, capitalised, such as "Larkspur".
     const std::string& GetDeviceName() const { return m_strDeviceName; }
@@ -27,15 +28,22 @@ public:
     bool HasSecondPlatform() const { return m_bSecondPlatform; }
     // Options added to every build that doesn't ask to ignore the environment.
     const std::string& GetBuildOptions() const { return m_strBuildOptions; }
+    // Whether refusals and out-of-bounds accesses are reported on stderr.
+    bool ReportsDiagnostics() const { return m_bDiagnostics; }
+    // What the values held that the platform doesn't know, and what it used instead.
+    const std::vector<std::string>& GetWarnings() const { return m_vWarnings; }
 
 private:
+    // First: the values below add to it as they are read.
+    std::vector<std::string> m_vWarnings;
     std::string m_strDeviceName;
     std::string m_strBuild;
-    bool m_bHideEventCallback;
-    bool m_bHideObjectMetadata;
+    bool m_bHideEventCallback = false;
+    bool m_bHideObjectMetadata = false;
     bool m_bCPUDevice;
     bool m_bSecondPlatform;
     std::string m_strBuildOptions;
+    bool m_bDiagnostics;
 };
 } // namespace XAN_Platform
 

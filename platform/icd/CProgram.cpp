@@ -2,6 +2,7 @@
 
 #include "CContext.h"
 #include "CDevice.h"
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 #include "CKernelBinary.h"
 #include "CKernelImage.h"
@@ -11,6 +12,15 @@
 
 namespace XAN_Platform
 {
+namespace
+{
+// The first line of a build log: the reason a refusal reports.
+std::string FirstLine(const std::string& strLog)
+{
+    return strLog.substr(0, strLog.find('\n'));
+}
+} // namespace
+
 CProgram::CProgram(CContext* pContext, const std::string& strSource, bool bFromSource)
     : CCLObject(OT_Program, true), m_pContext(pContext), m_strSource(strSource),
       m_bFromSource(bFromSource)
@@ -48,7 +58,8 @@ CProgram* CProgram::CreateWithBinary(CContext* pContext, const std::vector<CDevi
         }
         if (!bValid)
         {
-            nError = CL_INVALID_BINARY;
+            nError = CDiagnostics::Refuse(CL_INVALID_BINARY, "binaries",
+                                          "binary " + std::to_string(i) + ": " + strError);
         }
         pProgram->m_vBuilds.emplace_back();
         pProgram->m_vBuilds.back().pDevice = vDevices[i];
@@ -73,7 +84,8 @@ cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptio
     std::lock_guard<std::mutex> lock(m_Mutex);
     if (m_nKernels != 0)
     {
-        return CL_INVALID_OPERATION;
+        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "program",
+                                    std::to_string(m_nKernels) + " kernels of it are alive");
     }
     const std::string strOptions = pOptions != nullptr ? pOptions : "";
     cl_int nResult = CL_SUCCESS;
@@ -92,7 +104,8 @@ cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptio
         if (!CProgramBuilder::ParseOptions(strOptions, CPlatformSettings::Get().GetBuildOptions(),
                                            options, build.strLog))
         {
-            nResult = CL_INVALID_BUILD_OPTIONS;
+            nResult =
+                CDiagnostics::Refuse(CL_INVALID_BUILD_OPTIONS, "options", FirstLine(build.strLog));
             continue;
         }
         if (m_bFromSource)
@@ -114,7 +127,8 @@ cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptio
             build.vKernels.clear();
             if (nResult == CL_SUCCESS)
             {
-                nResult = CL_BUILD_PROGRAM_FAILURE;
+                nResult = CDiagnostics::Refuse(CL_BUILD_PROGRAM_FAILURE, "program",
+                                               FirstLine(build.strLog));
             }
         }
     }
@@ -140,7 +154,8 @@ CProgram::FindKernel(const std::string& strName,
     std::lock_guard<std::mutex> lock(m_Mutex);
     if (FirstBuilt() == nullptr)
     {
-        return CL_INVALID_PROGRAM_EXECUTABLE;
+        return CDiagnostics::Refuse(CL_INVALID_PROGRAM_EXECUTABLE, "program",
+                                    "not built for any device");
     }
     for (const SDeviceBuild& build : m_vBuilds)
     {
@@ -152,7 +167,9 @@ CProgram::FindKernel(const std::string& strName,
             }
         }
     }
-    return vImages.empty() ? CL_INVALID_KERNEL_NAME : CL_SUCCESS;
+    return vImages.empty() ? CDiagnostics::Refuse(CL_INVALID_KERNEL_NAME, "kernel_name",
+                                                  "the program has no kernel \"" + strName + "\"")
+                           : CL_SUCCESS;
 }
 
 cl_int CProgram::GetKernelNames(std::vector<std::string>& vNames)
@@ -161,7 +178,8 @@ cl_int CProgram::GetKernelNames(std::vector<std::string>& vNames)
     const SDeviceBuild* pBuild = FirstBuilt();
     if (pBuild == nullptr)
     {
-        return CL_INVALID_PROGRAM_EXECUTABLE;
+        return CDiagnostics::Refuse(CL_INVALID_PROGRAM_EXECUTABLE, "program",
+                                    "not built for any device");
     }
     for (const std::shared_ptr<const CKernelImage>& pImage : pBuild->vKernels)
     {
@@ -245,7 +263,7 @@ cl_int CProgram::GetInfo(cl_program_info nParam, CInfoWriter& writer)
         return CL_SUCCESS;
     }
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 
@@ -258,7 +276,7 @@ cl_int CProgram::GetBuildInfo(const CDevice* pDevice, cl_program_build_info nPar
                      [pDevice](const SDeviceBuild& build) { return build.pDevice == pDevice; });
     if (it == m_vBuilds.end())
     {
-        return CL_INVALID_DEVICE;
+        return CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "the program isn't for it");
     }
     switch (nParam)
     {
@@ -273,7 +291,7 @@ cl_int CProgram::GetBuildInfo(const CDevice* pDevice, cl_program_build_info nPar
                                                        ? CL_PROGRAM_BINARY_TYPE_EXECUTABLE
                                                        : CL_PROGRAM_BINARY_TYPE_NONE));
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

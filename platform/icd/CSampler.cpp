@@ -1,6 +1,7 @@
 #include "CSampler.h"
 
 #include "CContext.h"
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 
 namespace XAN_Platform
@@ -83,7 +84,7 @@ cl_int CSampler::GetInfo(cl_sampler_info nParam, CInfoWriter& writer)
     case CL_SAMPLER_PROPERTIES:
         return writer.Array(m_vProperties);
     default:
-        return CL_INVALID_VALUE;
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "param_name", "unknown");
     }
 }
 } // namespace XAN_Platform

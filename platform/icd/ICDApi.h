@@ -2,6 +2,7 @@
 #define XAN_PLATFORM_ICDAPI_H
 
 #include "CCLObject.h"
+#include "CDiagnostics.h"
 #include "CInfoWriter.h"
 #include "cl_xan_ext.h"
 
@@ -267,24 +268,44 @@ template <class F> auto GuardedCreate(cl_int* pErrcodeRet, F&& fn) -> decltype(f
         return nullptr;
     }
 }
-// clRetain* of an object of type T; nInvalid for a handle that isn't one.
-template <class T> cl_int RetainObject(const void* pHandle, cl_int nInvalid)
+// The refusal of a handle, argument pArgument, that names no live object of the type asked for.
+inline cl_int BadHandle(cl_int nInvalid, const char* pArgument, const void* pHandle)
+{
+    return CDiagnostics::Refuse(nInvalid, pArgument,
+                                pHandle == nullptr ? "null"
+                                                   : "no live object of its type on this platform");
+}
+
+// The live object of type T a handle names, or null with the refusal set through pErrcodeRet.
+template <class T>
+T* FindOr(const void* pHandle, cl_int nInvalid, const char* pArgument, cl_int* pErrcodeRet)
 {
     T* pObject = CCLObject::Find<T>(pHandle);
     if (pObject == nullptr)
     {
-        return nInvalid;
+        SetError(pErrcodeRet, BadHandle(nInvalid, pArgument, pHandle));
+    }
+    return pObject;
+}
+
+// clRetain* of an object of type T; nInvalid for a handle that isn't one.
+template <class T> cl_int RetainObject(const char* pArgument, const void* pHandle, cl_int nInvalid)
+{
+    T* pObject = CCLObject::Find<T>(pHandle);
+    if (pObject == nullptr)
+    {
+        return BadHandle(nInvalid, pArgument, pHandle);
     }
     pObject->Retain();
     return CL_SUCCESS;
 }
 
-template <class T> cl_int ReleaseObject(const void* pHandle, cl_int nInvalid)
+template <class T> cl_int ReleaseObject(const char* pArgument, const void* pHandle, cl_int nInvalid)
 {
     T* pObject = CCLObject::Find<T>(pHandle);
     if (pObject == nullptr)
     {
-        return nInvalid;
+        return BadHandle(nInvalid, pArgument, pHandle);
     }
     pObject->Release();
     return CL_SUCCESS;
@@ -292,13 +313,13 @@ template <class T> cl_int ReleaseObject(const void* pHandle, cl_int nInvalid)
 
 // clGet*Info of an object of type T, answered by its GetInfo.
 template <class T, class TParam>
-cl_int QueryInfo(const void* pHandle, cl_int nInvalid, TParam nParam, size_t nValueSize,
-                 void* pValue, size_t* pSizeRet)
+cl_int QueryInfo(const char* pArgument, const void* pHandle, cl_int nInvalid, TParam nParam,
+                 size_t nValueSize, void* pValue, size_t* pSizeRet)
 {
     T* pObject = CCLObject::Find<T>(pHandle);
     if (pObject == nullptr)
     {
-        return nInvalid;
+        return BadHandle(nInvalid, pArgument, pHandle);
     }
     CInfoWriter writer(nValueSize, pValue, pSizeRet);
     return Guarded([&] { return pObject->GetInfo(nParam, writer); });

@@ -1,4 +1,5 @@
 #include "CCLObject.h"
+#include "CDiagnostics.h"
 #include "ICDApi.h"
 
 #include <tuple>
@@ -47,76 +48,131 @@ template <cl_int nError = CL_INVALID_OPERATION, class TFunction> void Unsupporte
     slot = &SUnsupported<nError, TFunction>::Call;
 }
 
+// An entry point as the dispatch table offers it: a refusal is reported with its reason.
+template <auto pfnEntry> struct SReported;
+
+template <class TResult, class... TArgs, TResult (*pfnEntry)(TArgs...)> struct SReported<pfnEntry>
+{
+    static TResult CL_API_CALL Call(TArgs... args)
+    {
+        CDiagnostics::BeginCall();
+        if constexpr (std::is_same<TResult, cl_int>::value)
+        {
+            const cl_int nError = pfnEntry(args...);
+            CDiagnostics::EndCall(s_pName, nError);
+            return nError;
+        }
+        else if constexpr (sizeof...(TArgs) != 0 &&
+                           std::is_same<typename std::tuple_element<sizeof...(TArgs) - 1,
+                                                                    std::tuple<TArgs...>>::type,
+                                        cl_int*>::value)
+        {
+            // The status comes back through errcode_ret, which the caller may leave null.
+            std::tuple<TArgs...> tupleArgs(args...);
+            cl_int*& pErrcodeRet = std::get<sizeof...(TArgs) - 1>(tupleArgs);
+            cl_int* const pCallers = pErrcodeRet;
+            cl_int nError = CL_SUCCESS;
+            pErrcodeRet = &nError;
+            TResult result = std::apply(pfnEntry, tupleArgs);
+            CDiagnostics::EndCall(s_pName, nError);
+            if (pCallers != nullptr)
+            {
+                *pCallers = nError;
+            }
+            return result;
+        }
+        else
+        {
+            return pfnEntry(args...);
+        }
+    }
+
+    static const char* s_pName;
+};
+
+template <class TResult, class... TArgs, TResult (*pfnEntry)(TArgs...)>
+const char* SReported<pfnEntry>::s_pName = "";
+
+template <auto pfnEntry, class TFunction> void Reported(TFunction& slot, const char* pName)
+{
+    SReported<pfnEntry>::s_pName = pName;
+    slot = &SReported<pfnEntry>::Call;
+}
+
 cl_icd_dispatch MakeDispatch()
 {
     using namespace Api;
     cl_icd_dispatch d = {};
-    d.clGetPlatformIDs = clGetPlatformIDs;
-    d.clGetPlatformInfo = clGetPlatformInfo;
-    d.clGetDeviceIDs = clGetDeviceIDs;
-    d.clGetDeviceInfo = clGetDeviceInfo;
-    d.clCreateContext = clCreateContext;
-    d.clCreateContextFromType = clCreateContextFromType;
-    d.clRetainContext = clRetainContext;
-    d.clReleaseContext = clReleaseContext;
-    d.clGetContextInfo = clGetContextInfo;
-    d.clCreateCommandQueue = clCreateCommandQueue;
-    d.clRetainCommandQueue = clRetainCommandQueue;
-    d.clReleaseCommandQueue = clReleaseCommandQueue;
-    d.clGetCommandQueueInfo = clGetCommandQueueInfo;
+    Reported<&clGetPlatformIDs>(d.clGetPlatformIDs, "clGetPlatformIDs");
+    Reported<&clGetPlatformInfo>(d.clGetPlatformInfo, "clGetPlatformInfo");
+    Reported<&clGetDeviceIDs>(d.clGetDeviceIDs, "clGetDeviceIDs");
+    Reported<&clGetDeviceInfo>(d.clGetDeviceInfo, "clGetDeviceInfo");
+    Reported<&clCreateContext>(d.clCreateContext, "clCreateContext");
+    Reported<&clCreateContextFromType>(d.clCreateContextFromType, "clCreateContextFromType");
+    Reported<&clRetainContext>(d.clRetainContext, "clRetainContext");
+    Reported<&clReleaseContext>(d.clReleaseContext, "clReleaseContext");
+    Reported<&clGetContextInfo>(d.clGetContextInfo, "clGetContextInfo");
+    Reported<&clCreateCommandQueue>(d.clCreateCommandQueue, "clCreateCommandQueue");
+    Reported<&clRetainCommandQueue>(d.clRetainCommandQueue, "clRetainCommandQueue");
+    Reported<&clReleaseCommandQueue>(d.clReleaseCommandQueue, "clReleaseCommandQueue");
+    Reported<&clGetCommandQueueInfo>(d.clGetCommandQueueInfo, "clGetCommandQueueInfo");
     Unsupported(d.clSetCommandQueueProperty);
-    d.clCreateBuffer = clCreateBuffer;
-    d.clCreateImage2D = clCreateImage2D;
-    d.clCreateImage3D = clCreateImage3D;
-    d.clRetainMemObject = clRetainMemObject;
-    d.clReleaseMemObject = clReleaseMemObject;
-    d.clGetSupportedImageFormats = clGetSupportedImageFormats;
-    d.clGetMemObjectInfo = clGetMemObjectInfo;
-    d.clGetImageInfo = clGetImageInfo;
-    d.clCreateSampler = clCreateSampler;
-    d.clRetainSampler = clRetainSampler;
-    d.clReleaseSampler = clReleaseSampler;
-    d.clGetSamplerInfo = clGetSamplerInfo;
-    d.clCreateProgramWithSource = clCreateProgramWithSource;
-    d.clCreateProgramWithBinary = clCreateProgramWithBinary;
-    d.clRetainProgram = clRetainProgram;
-    d.clReleaseProgram = clReleaseProgram;
-    d.clBuildProgram = clBuildProgram;
-    d.clUnloadCompiler = clUnloadCompiler;
-    d.clGetProgramInfo = clGetProgramInfo;
-    d.clGetProgramBuildInfo = clGetProgramBuildInfo;
-    d.clCreateKernel = clCreateKernel;
-    d.clCreateKernelsInProgram = clCreateKernelsInProgram;
-    d.clRetainKernel = clRetainKernel;
-    d.clReleaseKernel = clReleaseKernel;
-    d.clSetKernelArg = clSetKernelArg;
-    d.clGetKernelInfo = clGetKernelInfo;
-    d.clGetKernelWorkGroupInfo = clGetKernelWorkGroupInfo;
-    d.clWaitForEvents = clWaitForEvents;
-    d.clGetEventInfo = clGetEventInfo;
-    d.clRetainEvent = clRetainEvent;
-    d.clReleaseEvent = clReleaseEvent;
-    d.clGetEventProfilingInfo = clGetEventProfilingInfo;
-    d.clFlush = clFlush;
-    d.clFinish = clFinish;
-    d.clEnqueueReadBuffer = clEnqueueReadBuffer;
-    d.clEnqueueWriteBuffer = clEnqueueWriteBuffer;
-    d.clEnqueueCopyBuffer = clEnqueueCopyBuffer;
-    d.clEnqueueReadImage = clEnqueueReadImage;
-    d.clEnqueueWriteImage = clEnqueueWriteImage;
-    d.clEnqueueCopyImage = clEnqueueCopyImage;
-    d.clEnqueueCopyImageToBuffer = clEnqueueCopyImageToBuffer;
-    d.clEnqueueCopyBufferToImage = clEnqueueCopyBufferToImage;
-    d.clEnqueueMapBuffer = clEnqueueMapBuffer;
-    d.clEnqueueMapImage = clEnqueueMapImage;
-    d.clEnqueueUnmapMemObject = clEnqueueUnmapMemObject;
-    d.clEnqueueNDRangeKernel = clEnqueueNDRangeKernel;
-    d.clEnqueueTask = clEnqueueTask;
+    Reported<&clCreateBuffer>(d.clCreateBuffer, "clCreateBuffer");
+    Reported<&clCreateImage2D>(d.clCreateImage2D, "clCreateImage2D");
+    Reported<&clCreateImage3D>(d.clCreateImage3D, "clCreateImage3D");
+    Reported<&clRetainMemObject>(d.clRetainMemObject, "clRetainMemObject");
+    Reported<&clReleaseMemObject>(d.clReleaseMemObject, "clReleaseMemObject");
+    Reported<&clGetSupportedImageFormats>(d.clGetSupportedImageFormats,
+                                          "clGetSupportedImageFormats");
+    Reported<&clGetMemObjectInfo>(d.clGetMemObjectInfo, "clGetMemObjectInfo");
+    Reported<&clGetImageInfo>(d.clGetImageInfo, "clGetImageInfo");
+    Reported<&clCreateSampler>(d.clCreateSampler, "clCreateSampler");
+    Reported<&clRetainSampler>(d.clRetainSampler, "clRetainSampler");
+    Reported<&clReleaseSampler>(d.clReleaseSampler, "clReleaseSampler");
+    Reported<&clGetSamplerInfo>(d.clGetSamplerInfo, "clGetSamplerInfo");
+    Reported<&clCreateProgramWithSource>(d.clCreateProgramWithSource, "clCreateProgramWithSource");
+    Reported<&clCreateProgramWithBinary>(d.clCreateProgramWithBinary, "clCreateProgramWithBinary");
+    Reported<&clRetainProgram>(d.clRetainProgram, "clRetainProgram");
+    Reported<&clReleaseProgram>(d.clReleaseProgram, "clReleaseProgram");
+    Reported<&clBuildProgram>(d.clBuildProgram, "clBuildProgram");
+    Reported<&clUnloadCompiler>(d.clUnloadCompiler, "clUnloadCompiler");
+    Reported<&clGetProgramInfo>(d.clGetProgramInfo, "clGetProgramInfo");
+    Reported<&clGetProgramBuildInfo>(d.clGetProgramBuildInfo, "clGetProgramBuildInfo");
+    Reported<&clCreateKernel>(d.clCreateKernel, "clCreateKernel");
+    Reported<&clCreateKernelsInProgram>(d.clCreateKernelsInProgram, "clCreateKernelsInProgram");
+    Reported<&clRetainKernel>(d.clRetainKernel, "clRetainKernel");
+    Reported<&clReleaseKernel>(d.clReleaseKernel, "clReleaseKernel");
+    Reported<&clSetKernelArg>(d.clSetKernelArg, "clSetKernelArg");
+    Reported<&clGetKernelInfo>(d.clGetKernelInfo, "clGetKernelInfo");
+    Reported<&clGetKernelWorkGroupInfo>(d.clGetKernelWorkGroupInfo, "clGetKernelWorkGroupInfo");
+    Reported<&clWaitForEvents>(d.clWaitForEvents, "clWaitForEvents");
+    Reported<&clGetEventInfo>(d.clGetEventInfo, "clGetEventInfo");
+    Reported<&clRetainEvent>(d.clRetainEvent, "clRetainEvent");
+    Reported<&clReleaseEvent>(d.clReleaseEvent, "clReleaseEvent");
+    Reported<&clGetEventProfilingInfo>(d.clGetEventProfilingInfo, "clGetEventProfilingInfo");
+    Reported<&clFlush>(d.clFlush, "clFlush");
+    Reported<&clFinish>(d.clFinish, "clFinish");
+    Reported<&clEnqueueReadBuffer>(d.clEnqueueReadBuffer, "clEnqueueReadBuffer");
+    Reported<&clEnqueueWriteBuffer>(d.clEnqueueWriteBuffer, "clEnqueueWriteBuffer");
+    Reported<&clEnqueueCopyBuffer>(d.clEnqueueCopyBuffer, "clEnqueueCopyBuffer");
+    Reported<&clEnqueueReadImage>(d.clEnqueueReadImage, "clEnqueueReadImage");
+    Reported<&clEnqueueWriteImage>(d.clEnqueueWriteImage, "clEnqueueWriteImage");
+    Reported<&clEnqueueCopyImage>(d.clEnqueueCopyImage, "clEnqueueCopyImage");
+    Reported<&clEnqueueCopyImageToBuffer>(d.clEnqueueCopyImageToBuffer,
+                                          "clEnqueueCopyImageToBuffer");
+    Reported<&clEnqueueCopyBufferToImage>(d.clEnqueueCopyBufferToImage,
+                                          "clEnqueueCopyBufferToImage");
+    Reported<&clEnqueueMapBuffer>(d.clEnqueueMapBuffer, "clEnqueueMapBuffer");
+    Reported<&clEnqueueMapImage>(d.clEnqueueMapImage, "clEnqueueMapImage");
+    Reported<&clEnqueueUnmapMemObject>(d.clEnqueueUnmapMemObject, "clEnqueueUnmapMemObject");
+    Reported<&clEnqueueNDRangeKernel>(d.clEnqueueNDRangeKernel, "clEnqueueNDRangeKernel");
+    Reported<&clEnqueueTask>(d.clEnqueueTask, "clEnqueueTask");
     Unsupported(d.clEnqueueNativeKernel);
-    d.clEnqueueMarker = clEnqueueMarker;
-    d.clEnqueueWaitForEvents = clEnqueueWaitForEvents;
-    d.clEnqueueBarrier = clEnqueueBarrier;
-    d.clGetExtensionFunctionAddress = clGetExtensionFunctionAddress;
+    Reported<&clEnqueueMarker>(d.clEnqueueMarker, "clEnqueueMarker");
+    Reported<&clEnqueueWaitForEvents>(d.clEnqueueWaitForEvents, "clEnqueueWaitForEvents");
+    Reported<&clEnqueueBarrier>(d.clEnqueueBarrier, "clEnqueueBarrier");
+    Reported<&clGetExtensionFunctionAddress>(d.clGetExtensionFunctionAddress,
+                                             "clGetExtensionFunctionAddress");
     // No OpenGL context can be shared with this platform.
     Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLBuffer);
     Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLTexture2D);
@@ -128,37 +184,43 @@ cl_icd_dispatch MakeDispatch()
     Unsupported<CL_INVALID_CONTEXT>(d.clEnqueueReleaseGLObjects);
     Unsupported<CL_INVALID_OPERATION>(d.clGetGLContextInfoKHR);
 
-    d.clSetEventCallback = clSetEventCallback;
-    d.clCreateSubBuffer = clCreateSubBuffer;
-    d.clSetMemObjectDestructorCallback = clSetMemObjectDestructorCallback;
-    d.clCreateUserEvent = clCreateUserEvent;
-    d.clSetUserEventStatus = clSetUserEventStatus;
-    d.clEnqueueReadBufferRect = clEnqueueReadBufferRect;
-    d.clEnqueueWriteBufferRect = clEnqueueWriteBufferRect;
-    d.clEnqueueCopyBufferRect = clEnqueueCopyBufferRect;
+    Reported<&clSetEventCallback>(d.clSetEventCallback, "clSetEventCallback");
+    Reported<&clCreateSubBuffer>(d.clCreateSubBuffer, "clCreateSubBuffer");
+    Reported<&clSetMemObjectDestructorCallback>(d.clSetMemObjectDestructorCallback,
+                                                "clSetMemObjectDestructorCallback");
+    Reported<&clCreateUserEvent>(d.clCreateUserEvent, "clCreateUserEvent");
+    Reported<&clSetUserEventStatus>(d.clSetUserEventStatus, "clSetUserEventStatus");
+    Reported<&clEnqueueReadBufferRect>(d.clEnqueueReadBufferRect, "clEnqueueReadBufferRect");
+    Reported<&clEnqueueWriteBufferRect>(d.clEnqueueWriteBufferRect, "clEnqueueWriteBufferRect");
+    Reported<&clEnqueueCopyBufferRect>(d.clEnqueueCopyBufferRect, "clEnqueueCopyBufferRect");
     Unsupported<CL_INVALID_DEVICE>(d.clCreateSubDevicesEXT);
-    d.clRetainDeviceEXT = clRetainDevice;
-    d.clReleaseDeviceEXT = clReleaseDevice;
+    Reported<&clRetainDevice>(d.clRetainDeviceEXT, "clRetainDevice");
+    Reported<&clReleaseDevice>(d.clReleaseDeviceEXT, "clReleaseDevice");
     Unsupported<CL_INVALID_CONTEXT>(d.clCreateEventFromGLsyncKHR);
 
     Unsupported<CL_DEVICE_PARTITION_FAILED>(d.clCreateSubDevices);
-    d.clRetainDevice = clRetainDevice;
-    d.clReleaseDevice = clReleaseDevice;
-    d.clCreateImage = clCreateImage;
+    Reported<&clRetainDevice>(d.clRetainDevice, "clRetainDevice");
+    Reported<&clReleaseDevice>(d.clReleaseDevice, "clReleaseDevice");
+    Reported<&clCreateImage>(d.clCreateImage, "clCreateImage");
     Unsupported<CL_INVALID_VALUE>(d.clCreateProgramWithBuiltInKernels);
     Unsupported(d.clCompileProgram);
     Unsupported(d.clLinkProgram);
-    d.clUnloadPlatformCompiler = clUnloadPlatformCompiler;
-    d.clGetKernelArgInfo = clGetKernelArgInfo;
-    d.clEnqueueFillBuffer = clEnqueueFillBuffer;
-    d.clEnqueueFillImage = clEnqueueFillImage;
-    d.clEnqueueMigrateMemObjects = clEnqueueMigrateMemObjects;
-    d.clEnqueueMarkerWithWaitList = clEnqueueMarkerWithWaitList;
-    d.clEnqueueBarrierWithWaitList = clEnqueueBarrierWithWaitList;
-    d.clGetExtensionFunctionAddressForPlatform = clGetExtensionFunctionAddressForPlatform;
+    Reported<&clUnloadPlatformCompiler>(d.clUnloadPlatformCompiler, "clUnloadPlatformCompiler");
+    Reported<&clGetKernelArgInfo>(d.clGetKernelArgInfo, "clGetKernelArgInfo");
+    Reported<&clEnqueueFillBuffer>(d.clEnqueueFillBuffer, "clEnqueueFillBuffer");
+    Reported<&clEnqueueFillImage>(d.clEnqueueFillImage, "clEnqueueFillImage");
+    Reported<&clEnqueueMigrateMemObjects>(d.clEnqueueMigrateMemObjects,
+                                          "clEnqueueMigrateMemObjects");
+    Reported<&clEnqueueMarkerWithWaitList>(d.clEnqueueMarkerWithWaitList,
+                                           "clEnqueueMarkerWithWaitList");
+    Reported<&clEnqueueBarrierWithWaitList>(d.clEnqueueBarrierWithWaitList,
+                                            "clEnqueueBarrierWithWaitList");
+    Reported<&clGetExtensionFunctionAddressForPlatform>(d.clGetExtensionFunctionAddressForPlatform,
+                                                        "clGetExtensionFunctionAddressForPlatform");
     Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLTexture);
 
-    d.clCreateCommandQueueWithProperties = clCreateCommandQueueWithProperties;
+    Reported<&clCreateCommandQueueWithProperties>(d.clCreateCommandQueueWithProperties,
+                                                  "clCreateCommandQueueWithProperties");
     Unsupported(d.clCreatePipe);
     Unsupported(d.clGetPipeInfo);
     Unsupported(d.clSVMAlloc);
@@ -168,7 +230,8 @@ cl_icd_dispatch MakeDispatch()
     Unsupported(d.clEnqueueSVMMemFill);
     Unsupported(d.clEnqueueSVMMap);
     Unsupported(d.clEnqueueSVMUnmap);
-    d.clCreateSamplerWithProperties = clCreateSamplerWithProperties;
+    Reported<&clCreateSamplerWithProperties>(d.clCreateSamplerWithProperties,
+                                             "clCreateSamplerWithProperties");
     Unsupported(d.clSetKernelArgSVMPointer);
     Unsupported(d.clSetKernelExecInfo);
     Unsupported(d.clGetKernelSubGroupInfoKHR);

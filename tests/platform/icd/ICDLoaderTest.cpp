@@ -100,42 +100,16 @@ TEST(ICDLoaderTest, OnlyTheLoaderEntryPointsLeaveTheLibrary)
     dlclose(pLibrary);
 }
 
-TEST(ICDLoaderTest, HandlesThatArentObjectsAreRefused)
+TEST(ICDLoaderTest, CallsWithoutAnObjectOfThePlatformAreAnsweredByTheLoader)
 {
-    cl_platform_id platform = NordvanePlatform();
-    cl_device_id device = FirstDevice(platform);
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    cl_mem buffer = clCreateBuffer(context, CL_MEM_READ_WRITE, 64, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-
-    // A handle that carries the platform's dispatch table but is no object of it, and an
-    // object of another type, reach the platform and are refused there.
-    struct
-    {
-        void* pDispatch;
-        char vRest[64];
-    } fake = {*reinterpret_cast<void**>(buffer), {}};
-    size_t nSize = 0;
-    EXPECT_EQ(CL_INVALID_MEM_OBJECT,
-              clGetMemObjectInfo(reinterpret_cast<cl_mem>(&fake), CL_MEM_SIZE, sizeof(nSize),
-                                 &nSize, nullptr));
-    EXPECT_EQ(CL_INVALID_MEM_OBJECT, clReleaseMemObject(reinterpret_cast<cl_mem>(context)));
-    EXPECT_EQ(CL_SUCCESS, clReleaseMemObject(buffer));
-    EXPECT_EQ(CL_INVALID_COMMAND_QUEUE, clFinish(reinterpret_cast<cl_command_queue>(context)));
+    // DiagnosticsTest holds the refusals that reach the platform.
+    cl_device_id device = FirstDevice(NordvanePlatform());
     EXPECT_EQ(CL_INVALID_VALUE, clGetPlatformIDs(0, nullptr, nullptr));
-    EXPECT_EQ(CL_INVALID_VALUE, clGetDeviceInfo(device, 0x7FFF, sizeof(nSize), &nSize, nullptr));
-    // Too small a value buffer is refused; the size query alone succeeds.
-    char vShort[4];
-    EXPECT_EQ(CL_INVALID_VALUE,
-              clGetDeviceInfo(device, CL_DEVICE_NAME, sizeof(vShort), vShort, nullptr));
-    EXPECT_EQ(CL_SUCCESS, clGetDeviceInfo(device, CL_DEVICE_NAME, 0, nullptr, &nSize));
-    EXPECT_EQ(sizeof("Larkspur"), nSize);
+    cl_int nError = CL_SUCCESS;
     EXPECT_EQ(nullptr, clCreateContext(nullptr, 0, nullptr, nullptr, nullptr, &nError));
     EXPECT_EQ(CL_INVALID_VALUE, nError);
-    const cl_context_properties vBad[] = {0x7777, 1, 0};
-    EXPECT_EQ(nullptr, clCreateContext(vBad, 1, &device, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_PROPERTY, nError);
-    clReleaseContext(context);
+    // The size query alone succeeds.
+    size_t nSize = 0;
+    EXPECT_EQ(CL_SUCCESS, clGetDeviceInfo(device, CL_DEVICE_NAME, 0, nullptr, &nSize));
+    EXPECT_EQ(sizeof("Larkspur"), nSize);
 }

@@ -2,6 +2,7 @@
 
 #include "support/TestSupport.h"
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,7 +17,29 @@ namespace XAN_Test
 namespace
 {
 const char* const CHILD_MARKER = "XAN_ICD_TEST_CHILD";
+const char* const CHILD_STDERR = "child-stderr.txt";
+
+class CChildTest : public ::testing::Test
+{
+public:
+    explicit CChildTest(void (*pfnBody)()) : m_pfnBody(pfnBody) {}
+    void TestBody() override { m_pfnBody(); }
+
+private:
+    void (*m_pfnBody)();
+};
 } // namespace
+
+bool RegisterChildTest(const char* pName, void (*pfnBody)())
+{
+    if (IsChild())
+    {
+        ::testing::RegisterTest("Child", pName, nullptr, nullptr, __FILE__, __LINE__,
+                                [pfnBody]() -> ::testing::Test*
+                                { return new CChildTest(pfnBody); });
+    }
+    return true;
+}
 
 cl_platform_id NordvanePlatform()
 {
@@ -107,7 +130,8 @@ bool IsChild()
 }
 
 int RunInChild(const std::string& strTest,
-               const std::vector<std::pair<std::string, std::string>>& vEnvironment)
+               const std::vector<std::pair<std::string, std::string>>& vEnvironment,
+               std::string* pStderr)
 {
     std::vector<std::string> vStrings;
     for (char** pp = environ; *pp != nullptr; ++pp)
@@ -128,15 +152,25 @@ int RunInChild(const std::string& strTest,
     std::string strExecutable = "/proc/self/exe";
     std::string strFilter = "--gtest_filter=" + strTest;
     char* vArgs[] = {&strExecutable[0], &strFilter[0], nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (pStderr != nullptr)
+    {
+        posix_spawn_file_actions_addopen(&actions, 2, CHILD_STDERR, O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
+    }
     pid_t pid = 0;
-    if (posix_spawn(&pid, strExecutable.c_str(), nullptr, nullptr, vArgs, vEnv.data()) != 0)
+    const int nSpawn =
+        posix_spawn(&pid, strExecutable.c_str(), &actions, nullptr, vArgs, vEnv.data());
+    posix_spawn_file_actions_destroy(&actions);
+    int nStatus = 0;
+    if (nSpawn != 0 || waitpid(pid, &nStatus, 0) != pid || !WIFEXITED(nStatus))
     {
         return -1;
     }
-    int nStatus = 0;
-    if (waitpid(pid, &nStatus, 0) != pid || !WIFEXITED(nStatus))
+    if (pStderr != nullptr)
     {
-        return -1;
+        *pStderr = ReadFile(CHILD_STDERR);
     }
     return WEXITSTATUS(nStatus);
 }

@@ -29,11 +29,21 @@ std::string KernelSource(const std::string& strName, const std::string& strArgum
                          const std::string& strBody, const std::string& strDeclarations = "");
 
 // Runs the single test strTest of this executable in a child process with the given
-// environment added; the child's exit status, or -1 when it couldn't run.
+// environment added; the child's exit status, or -1 when it couldn't run. With pStderr, what
+// the child wrote to stderr.
 int RunInChild(const std::string& strTest,
-               const std::vector<std::pair<std::string, std::string>>& vEnvironment);
+               const std::vector<std::pair<std::string, std::string>>& vEnvironment,
+               std::string* pStderr = nullptr);
 // True inside such a child.
 bool IsChild();
+
+// Registers a test that only a child process runs: it isn't listed, so that ctest doesn't show
+// it as skipped in every run. Its name is "Child.Name".
+bool RegisterChildTest(const char* pName, void (*pfnBody)());
+#define XAN_CHILD_TEST(Name)                                                                       \
+    void Name##ChildBody();                                                                        \
+    const bool g_b##Name##Registered = XAN_Test::RegisterChildTest(#Name, Name##ChildBody);        \
+    void Name##ChildBody()
 
 // A context and an in-order queue on the default GPU, and helpers to build and run kernels.
 class CLFixture : public ::testing::Test

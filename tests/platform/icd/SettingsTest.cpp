@@ -8,20 +8,14 @@
 
 using namespace XAN_Test;
 
-// A child case runs only inside the child process its parent case starts.
-#define XAN_CHILD_ONLY()                                                                           \
-    if (!IsChild())                                                                                \
-    GTEST_SKIP() << "runs in a child process with its own environment"
-
 TEST(SettingsTest, OlderFamilyDevice)
 {
-    EXPECT_EQ(0, RunInChild("SettingsChild.OlderFamily",
+    EXPECT_EQ(0, RunInChild("Child.OlderFamily",
                             {{"NORDVANE_OCL_DEVICE", "fennel"}, {"NORDVANE_OCL_BUILD", "1445.5"}}));
 }
 
-TEST(SettingsChild, OlderFamily)
+XAN_CHILD_TEST(OlderFamily)
 {
-    XAN_CHILD_ONLY();
     cl_device_id device = FirstDevice(NordvanePlatform());
     ASSERT_NE(nullptr, device);
     EXPECT_EQ("Fennel", DeviceString(device, CL_DEVICE_NAME));
@@ -60,14 +54,13 @@ TEST(SettingsChild, OlderFamily)
 
 TEST(SettingsTest, HiddenExtensions)
 {
-    EXPECT_EQ(0, RunInChild("SettingsChild.HiddenExtensions",
+    EXPECT_EQ(0, RunInChild("Child.HiddenExtensions",
                             {{"NORDVANE_OCL_HIDE_EXTENSIONS",
                               "cl_xan_event_callback,cl_xan_object_metadata"}}));
 }
 
-TEST(SettingsChild, HiddenExtensions)
+XAN_CHILD_TEST(HiddenExtensions)
 {
-    XAN_CHILD_ONLY();
     cl_platform_id platform = NordvanePlatform();
     ASSERT_NE(nullptr, platform);
     EXPECT_EQ("cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64",
@@ -83,13 +76,12 @@ TEST(SettingsChild, HiddenExtensions)
 TEST(SettingsTest, ExtraCPUDeviceAndSecondPlatform)
 {
     EXPECT_EQ(
-        0, RunInChild("SettingsChild.ExtraCPUDeviceAndSecondPlatform",
+        0, RunInChild("Child.ExtraCPUDeviceAndSecondPlatform",
                       {{"NORDVANE_OCL_CPU_DEVICE", "1"}, {"NORDVANE_OCL_SECOND_PLATFORM", "1"}}));
 }
 
-TEST(SettingsChild, ExtraCPUDeviceAndSecondPlatform)
+XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
 {
-    XAN_CHILD_ONLY();
     cl_uint nCount = 0;
     clGetPlatformIDs(0, nullptr, &nCount);
     ASSERT_EQ(2u, nCount);
@@ -131,13 +123,12 @@ TEST(SettingsChild, ExtraCPUDeviceAndSecondPlatform)
 
 TEST(SettingsTest, BuildOptionsFromTheEnvironment)
 {
-    EXPECT_EQ(0, RunInChild("SettingsChild.BuildOptionsFromTheEnvironment",
+    EXPECT_EQ(0, RunInChild("Child.BuildOptionsFromTheEnvironment",
                             {{"NORDVANE_OCL_BUILD_OPTIONS", "-g -bogus"}}));
 }
 
-TEST(SettingsChild, BuildOptionsFromTheEnvironment)
+XAN_CHILD_TEST(BuildOptionsFromTheEnvironment)
 {
-    XAN_CHILD_ONLY();
     cl_device_id device = FirstDevice(NordvanePlatform());
     cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
@@ -152,4 +143,35 @@ TEST(SettingsChild, BuildOptionsFromTheEnvironment)
     EXPECT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, "-ignore-env", nullptr, nullptr));
     clReleaseProgram(program);
     clReleaseContext(context);
+}
+
+TEST(SettingsTest, UnknownValuesWarnOnceAndSayWhatIsUsed)
+{
+    std::string strStderr;
+    EXPECT_EQ(0, RunInChild("Child.UnknownValues",
+                            {{"NORDVANE_OCL_DEVICE", "parsnip"},
+                             {"NORDVANE_OCL_HIDE_EXTENSIONS", "cl_xan_event_callback,cl_bogus"}},
+                            &strStderr));
+    const char* const vWarnings[] = {
+        "NORDVANE_OCL_DEVICE: unknown GPU family \"parsnip\", using \"Larkspur\"\n",
+        "NORDVANE_OCL_HIDE_EXTENSIONS: unknown extension \"cl_bogus\" ignored; only "
+        "cl_xan_event_callback and cl_xan_object_metadata can be hidden\n"};
+    for (const char* pWarning : vWarnings)
+    {
+        const size_t nAt = strStderr.find(pWarning);
+        EXPECT_NE(std::string::npos, nAt) << strStderr;
+        EXPECT_EQ(std::string::npos, strStderr.find(pWarning, nAt + 1)) << "twice: " << strStderr;
+    }
+}
+
+XAN_CHILD_TEST(UnknownValues)
+{
+    for (int i = 0; i < 2; ++i)
+    {
+        cl_platform_id platform = NordvanePlatform();
+        ASSERT_NE(nullptr, platform);
+        EXPECT_EQ("Larkspur", DeviceString(FirstDevice(platform), CL_DEVICE_NAME));
+        EXPECT_EQ("cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64 cl_xan_object_metadata",
+                  PlatformString(platform, CL_PLATFORM_EXTENSIONS));
+    }
 }

@@ -1,0 +1,219 @@
+// Launch files: the values they give, and the file, line and key of every fault.
+#include "CLaunchDescription.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <cstring>
+#include <fstream>
+#include <set>
+
+using namespace XAN_Launch;
+
+namespace
+{
+// The head every launch below shares: the program file exists in the test's folder.
+const std::string HEAD = "program = \"k.il\"\n"
+                         "kernel = \"k\"\n"
+                         "global = [8]\n";
+
+class CLaunchDescriptionTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mkdir("cases", 0755);
+        std::ofstream("cases/k.il") << "il_cs_2_0\nend\n";
+        std::ofstream("cases/data.bin", std::ios::binary) << std::string("\x01\x02\x03\x04", 4);
+    }
+
+    bool Parse(const std::string& strText)
+    {
+        return m_Launch.Parse(strText, "cases/t.toml", m_strError);
+    }
+
+    CLaunchDescription m_Launch;
+    std::string m_strError;
+};
+
+template <class T> std::vector<T> As(const std::vector<uint8_t>& vBytes)
+{
+    std::vector<T> v(vBytes.size() / sizeof(T));
+    std::memcpy(v.data(), vBytes.data(), v.size() * sizeof(T));
+    return v;
+}
+} // namespace
+
+TEST_F(CLaunchDescriptionTest, EveryArgumentKindAndContentForm)
+{
+    ASSERT_TRUE(Parse("program = \"k.il\"\n"
+                      "kernel = \"k\"\n"
+                      "options = \"-g\"\n"
+                      "device = \"fennel\"\n"
+                      "global = [8, 4]\n"
+                      "local = [4, 2]\n"
+                      "offset = [1, 2]\n"
+                      "[[args]]\n"
+                      "kind = \"buffer\"\n"
+                      "name = \"a\"\n"
+                      "type = \"int\"\n"
+                      "count = 3\n"
+                      "access = \"read_only\"\n"
+                      "values = [1, -2, \"0xFFFFFFFF\"]\n"
+                      "[[args]]\n"
+                      "kind = \"buffer\"\n"
+                      "type = \"float3\"\n"
+                      "count = 2\n"
+                      "range = { start = 0.5, step = 1 }\n"
+                      "expect = { fill = 2.5 }\n"
+                      "[[args]]\n"
+                      "kind = \"buffer\"\n"
+                      "type = \"uchar\"\n"
+                      "count = 4\n"
+                      "file = \"data.bin\"\n"
+                      "[[args]]\n"
+                      "kind = \"buffer\"\n"
+                      "type = \"ulong\"\n"
+                      "count = 100\n"
+                      "random = { seed = 7, min = 10, max = 12 }\n"
+                      "[[args]]\n"
+                      "kind = \"scalar\"\n"
+                      "type = \"short2\"\n"
+                      "value = [3, -4]\n"
+                      "[[args]]\n"
+                      "kind = \"local\"\n"
+                      "size = 64\n"
+                      "[[args]]\n"
+                      "kind = \"image\"\n"
+                      "order = \"RG\"\n"
+                      "channel_type = \"UNSIGNED_INT16\"\n"
+                      "width = 2\n"
+                      "height = 3\n"
+                      "fill = 9\n"
+                      "[[args]]\n"
+                      "kind = \"sampler\"\n"
+                      "normalized = true\n"
+                      "addressing = \"repeat\"\n"
+                      "filter = \"linear\"\n"))
+        << m_strError;
+    EXPECT_EQ("cases/k.il", m_Launch.GetProgramPath());
+    EXPECT_EQ("il_cs_2_0\nend\n", m_Launch.GetProgramText());
+    EXPECT_EQ("-g", m_Launch.GetOptions());
+    EXPECT_EQ("fennel", m_Launch.GetDevice());
+    EXPECT_EQ(2u, m_Launch.GetDimensions());
+    EXPECT_EQ(4u, m_Launch.GetGlobalSize()[1]);
+    ASSERT_NE(nullptr, m_Launch.GetLocalSize());
+    EXPECT_EQ(2u, m_Launch.GetLocalSize()[1]);
+    EXPECT_EQ(2u, m_Launch.GetOffset()[1]);
+    const std::vector<SLaunchArg>& vArgs = m_Launch.GetArgs();
+    ASSERT_EQ(8u, vArgs.size());
+    EXPECT_EQ("a", vArgs[0].strName);
+    EXPECT_TRUE(vArgs[0].bReadOnly);
+    EXPECT_EQ(std::vector<int32_t>({1, -2, -1}), As<int32_t>(vArgs[0].vBytes));
+    // Three lanes take the room of four.
+    EXPECT_EQ(std::vector<float>({0.5f, 1.5f, 2.5f, 0.0f, 3.5f, 4.5f, 5.5f, 0.0f}),
+              As<float>(vArgs[1].vBytes));
+    EXPECT_TRUE(vArgs[1].bHasExpected);
+    EXPECT_EQ(std::vector<float>({2.5f, 2.5f, 2.5f, 0.0f, 2.5f, 2.5f, 2.5f, 0.0f}),
+              As<float>(vArgs[1].vExpected));
+    EXPECT_EQ(std::vector<uint8_t>({1, 2, 3, 4}), vArgs[2].vBytes);
+    std::vector<uint64_t> vRandom = As<uint64_t>(vArgs[3].vBytes);
+    for (uint64_t n : vRandom)
+    {
+        EXPECT_TRUE(n >= 10 && n <= 12) << n;
+    }
+    EXPECT_EQ(3u, std::set<uint64_t>(vRandom.begin(), vRandom.end()).size());
+    EXPECT_EQ(std::vector<int16_t>({3, -4}), As<int16_t>(vArgs[4].vBytes));
+    EXPECT_EQ(AK_Local, vArgs[5].eKind);
+    EXPECT_EQ(64u, vArgs[5].nLocalSize);
+    EXPECT_EQ(AK_Image, vArgs[6].eKind);
+    EXPECT_EQ(std::vector<uint16_t>(12, 9), As<uint16_t>(vArgs[6].vBytes));
+    EXPECT_EQ(2u, vArgs[6].nImageDimensions);
+    EXPECT_TRUE(vArgs[7].bNormalizedCoords);
+    EXPECT_EQ("repeat", vArgs[7].strAddressing);
+    EXPECT_EQ("linear", vArgs[7].strFilter);
+}
+
+TEST_F(CLaunchDescriptionTest, SeededValuesAreTheSameEveryTime)
+{
+    const std::string strText = HEAD + "[[args]]\nkind = \"buffer\"\ntype = \"float\"\n"
+                                       "count = 16\nrandom = { seed = 3, min = -1, max = 1 }\n";
+    ASSERT_TRUE(Parse(strText)) << m_strError;
+    const std::vector<uint8_t> vFirst = m_Launch.GetArgs()[0].vBytes;
+    ASSERT_TRUE(Parse(strText)) << m_strError;
+    EXPECT_EQ(vFirst, m_Launch.GetArgs()[0].vBytes);
+    EXPECT_EQ(nullptr, m_Launch.GetLocalSize());
+}
+
+TEST_F(CLaunchDescriptionTest, FaultsNameFileLineAndKey)
+{
+    const std::string strBuffer = "[[args]]\nkind = \"buffer\"\ntype = \"int\"\n";
+    const struct
+    {
+        std::string strText;
+        const char* pError;
+    } vCases[] = {
+        {"kernel = \"k\"\nglobal = [1]\n", "t.toml:1: program: missing"},
+        {"program = \"none.il\"\nkernel = \"k\"\nglobal = [1]\n",
+         "t.toml:1: program: can't read \"cases/none.il\""},
+        {"program = 3\n", "t.toml:1: program: expected a string"},
+        {"program = \"k.il\"\nglobal = [1]\n", "t.toml:1: kernel: missing"},
+        {"program = \"k.il\"\nkernel = \"k\"\n", "t.toml:1: global: missing"},
+        {"program = \"k.il\"\nkernel = \"k\"\nglobal = [1, 2, 3, 4]\n",
+         "t.toml:3: global: expected an array of 1 to 3 integers"},
+        {"program = \"k.il\"\nkernel = \"k\"\nglobal = [0]\n",
+         "t.toml:3: global[0]: expected an integer of at least 1"},
+        {HEAD + "local = [4, 2]\n", "t.toml:4: local: expected as many sizes as global has"},
+        {HEAD + "globl = [8]\n", "t.toml:4: globl: unknown key"},
+        {HEAD + "args = 3\n", "t.toml:4: args: expected [[args]] tables"},
+        {HEAD + "[[args]]\nkind = \"pointer\"\n",
+         "t.toml:5: args[0].kind: \"pointer\" is none of buffer, scalar, local, image, sampler"},
+        {HEAD + strBuffer + "count = 2.5\n",
+         "t.toml:7: args[0].count: expected a non-negative integer"},
+        {HEAD + strBuffer, "t.toml:4: args[0].count: missing"},
+        {HEAD + strBuffer + "count = 0\n", "t.toml:7: args[0].count: must not be 0"},
+        {HEAD + "[[args]]\nkind = \"buffer\"\ntype = \"int5\"\ncount = 1\n",
+         "t.toml:6: args[0].type: unknown type \"int5\""},
+        {HEAD + strBuffer + "count = 2\nvalues = [1]\n",
+         "t.toml:8: args[0].values: 1 values for 2 int"},
+        {HEAD + strBuffer + "count = 1\nvalues = [1.5]\n",
+         "t.toml:8: args[0].values[0]: expected an integer"},
+        {HEAD + strBuffer + "count = 1\nvalues = [\"0xZZ\"]\n",
+         "t.toml:8: args[0].values[0]: expected a number or hexadecimal bits"},
+        {HEAD + strBuffer + "count = 1\nfill = 1\nvalues = [1]\n",
+         "t.toml:8: args[0].fill: given together with values"},
+        {HEAD + strBuffer + "count = 1\nrange = { start = 1 }\n",
+         "t.toml:8: args[0].range.step: missing"},
+        {HEAD + strBuffer + "count = 1\nrange = { start = 1, step = 1, stop = 3 }\n",
+         "t.toml:8: args[0].range.stop: unknown key"},
+        {HEAD + strBuffer + "count = 1\nrandom = { seed = 1, min = 5, max = 4 }\n",
+         "t.toml:8: args[0].random.max: below min"},
+        {HEAD + strBuffer + "count = 2\nfile = \"data.bin\"\n",
+         "t.toml:8: args[0].file: \"data.bin\" has 4 bytes, 8 expected"},
+        {HEAD + strBuffer + "count = 1\nexpect = {}\n",
+         "args[0].expect.values: missing: give one of values, fill, range, random or file"},
+        {HEAD + strBuffer + "count = 1\naccess = \"write_only\"\n",
+         "t.toml:8: args[0].access: \"write_only\" is none of read_only, read_write"},
+        {HEAD + "[[args]]\nkind = \"scalar\"\ntype = \"float4\"\nvalue = 1.0\n",
+         "t.toml:7: args[0].value: expected 4 numbers"},
+        {HEAD + "[[args]]\nkind = \"local\"\n", "t.toml:4: args[0].size: missing"},
+        {HEAD + "[[args]]\nkind = \"image\"\norder = \"RGBA\"\nchannel_type = \"FLOAT\"\n",
+         "t.toml:4: args[0].width: missing"},
+        {HEAD + "[[args]]\nkind = \"sampler\"\nfilter = \"cubic\"\n",
+         "t.toml:6: args[0].filter: \"cubic\" is none of nearest, linear"},
+        {"program = \"k.il\"\nkernel = \n", "t.toml:2: "},
+    };
+    for (const auto& c : vCases)
+    {
+        EXPECT_FALSE(Parse(c.strText)) << c.strText;
+        EXPECT_NE(std::string::npos, m_strError.find(c.pError))
+            << c.strText << "\ngave: " << m_strError << "\nexpected: " << c.pError;
+    }
+}
+
+TEST_F(CLaunchDescriptionTest, MissingLaunchFile)
+{
+    EXPECT_FALSE(m_Launch.Load("absent.toml", m_strError));
+    EXPECT_EQ("absent.toml: can't read the file", m_strError);
+}

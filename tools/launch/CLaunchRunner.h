@@ -1,0 +1,51 @@
+#ifndef XAN_TOOLS_CLAUNCHRUNNER_H
+#define XAN_TOOLS_CLAUNCHRUNNER_H
+
+#include "CLaunchDescription.h"
+
+#include <CL/cl.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace XAN_Launch
+{
+// Runs a launch description through the standard OpenCL API on one device: builds the
+// program, makes the arguments, enqueues the kernel and reads every buffer and image back.
+class CLaunchRunner
+{
+public:
+    // The contents of argument i after the launch; empty for arguments without contents.
+    typedef std::vector<std::vector<uint8_t>> Contents;
+
+    CLaunchRunner(cl_context context, cl_device_id device, cl_command_queue queue)
+        : m_Context(context), m_Device(device), m_Queue(queue)
+    {
+    }
+    CLaunchRunner(const CLaunchRunner&) = delete;
+    CLaunchRunner& operator=(const CLaunchRunner&) = delete;
+    ~CLaunchRunner();
+
+    // False with the call that failed, its error and, for a build, the log in strError.
+    bool Run(const CLaunchDescription& launch, Contents& vContents, std::string& strError);
+
+    // The arguments whose contents differ from their expected ones, one line each with the
+    // first element that differs; empty when everything matches.
+    static std::string Compare(const CLaunchDescription& launch, const Contents& vContents);
+
+private:
+    bool Check(cl_int nError, const std::string& strCall, std::string& strError);
+    void Release();
+
+    cl_context m_Context;
+    cl_device_id m_Device;
+    cl_command_queue m_Queue;
+    cl_program m_Program = nullptr;
+    cl_kernel m_Kernel = nullptr;
+    std::vector<cl_mem> m_vMemory;
+    std::vector<cl_sampler> m_vSamplers;
+};
+} // namespace XAN_Launch
+
+#endif
