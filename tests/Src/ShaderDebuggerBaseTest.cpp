@@ -273,6 +273,37 @@ uint32_t Bits(float f)
     std::memcpy(&n, &f, 4);
     return n;
 }
+
+struct ExpectedRow
+{
+    const char* pName;
+    unsigned short mask;
+    uint32_t nComponents;
+    // The raw bits of the four values.
+    std::vector<uint32_t> vValues;
+    std::vector<uint32_t> vTypes;
+};
+
+void ExpectRows(const std::deque<CShaderDebuggerVariable>& rows,
+                const std::vector<ExpectedRow>& expected)
+{
+    ASSERT_EQ(expected.size(), rows.size());
+    for (size_t i = 0; i < rows.size(); ++i)
+    {
+        const CShaderDebuggerVariable& row = rows[i];
+        SCOPED_TRACE(::testing::Message() << "row " << i << " " << row.strName);
+        EXPECT_EQ(expected[i].pName, row.strName);
+        EXPECT_EQ(expected[i].mask, row.mask);
+        EXPECT_EQ(expected[i].nComponents, row.nComponents);
+        std::vector<uint32_t> vValues;
+        for (float f : row.value)
+        {
+            vValues.push_back(Bits(f));
+        }
+        EXPECT_EQ(expected[i].vValues, vValues);
+        EXPECT_EQ(expected[i].vTypes, std::vector<uint32_t>(row.nDataType, row.nDataType + 4));
+    }
+}
 } // namespace
 
 TEST_F(BaseTest, TheViewHoldsTheThreadsValuesSortedByName)
@@ -291,38 +322,13 @@ TEST_F(BaseTest, TheViewHoldsTheThreadsValuesSortedByName)
     ShaderUtils::ThreadID id(1, 1);
     std::unique_ptr<CShaderDebuggerVariables> pView(m_pDebugger->GetVariables(id));
     ASSERT_NE(nullptr, pView);
-    const std::deque<CShaderDebuggerVariable>& rows = pView->GetVariableList();
-    ASSERT_EQ(3u, rows.size());
-
-    struct Row
-    {
-        const char* pName;
-        unsigned short mask;
-        uint32_t nComponents;
-        std::vector<uint32_t> vValues;
-        std::vector<uint32_t> vTypes;
-    };
-    const Row expected[] = {
-        {"m0", COMP_x, 1, {404, 0, 0, 0}, {3, 0, 0, 0}},
-        // Written at an earlier instruction: no components of this step.
-        {"r0", 0, 4, {204, 205, 206, 207}, {4, 4, 4, 4}},
-        {"r1", COMP_xy, 4, {104, 105, 106, 107}, {4, 4, 4, 4}},
-    };
-    for (size_t i = 0; i < 3; ++i)
-    {
-        const CShaderDebuggerVariable& row = rows[i];
-        EXPECT_EQ(expected[i].pName, row.strName);
-        EXPECT_EQ(expected[i].mask, row.mask) << row.strName;
-        EXPECT_EQ(expected[i].nComponents, row.nComponents) << row.strName;
-        std::vector<uint32_t> vValues;
-        for (float f : row.value)
-        {
-            vValues.push_back(Bits(f));
-        }
-        EXPECT_EQ(expected[i].vValues, vValues) << row.strName;
-        EXPECT_EQ(expected[i].vTypes, std::vector<uint32_t>(row.nDataType, row.nDataType + 4))
-            << row.strName;
-    }
+    ExpectRows(pView->GetVariableList(),
+               {
+                   {"m0", COMP_x, 1, {404, 0, 0, 0}, {3, 0, 0, 0}},
+                   // Written at an earlier instruction: no components of this step.
+                   {"r0", 0, 4, {204, 205, 206, 207}, {4, 4, 4, 4}},
+                   {"r1", COMP_xy, 4, {104, 105, 106, 107}, {4, 4, 4, 4}},
+               });
     EXPECT_EQ(1, pView->GetThreadID().x);
     EXPECT_EQ(2u, pView->GetWorkSize()[0]);
     EXPECT_EQ(1u, pView->GetWorkSize()[1]);
@@ -345,31 +351,17 @@ TEST(VariablesTest, RowsKeepOnlyTheComponentsInUse)
     view.AddVariable("c", 0, 9, NULL, 4u);
     view.AddVariable("a", COMP_w, 1, values, 1u);
 
-    struct Row
-    {
-        const char* pName;
-        unsigned short mask;
-        uint32_t nComponents;
-        std::vector<float> vValues;
-        std::vector<uint32_t> vTypes;
-    };
-    const Row before[] = {
-        {"b", COMP_xy, 2, {1, 2, 0, 0}, {4, 3, 0, 0}},
-        {"a", COMP_x, 3, {1, 2, 3, 0}, {2, 2, 2, 0}},
-        // More than four components count as four; no values read as zeros.
-        {"c", 0, 4, {0, 0, 0, 0}, {4, 4, 4, 4}},
-        {"a", COMP_w, 1, {1, 0, 0, 0}, {1, 0, 0, 0}},
-    };
-    ASSERT_EQ(4u, view.GetVariableList().size());
-    for (size_t i = 0; i < 4; ++i)
-    {
-        const CShaderDebuggerVariable& row = view.GetVariableList()[i];
-        EXPECT_EQ(before[i].pName, row.strName);
-        EXPECT_EQ(before[i].mask, row.mask);
-        EXPECT_EQ(before[i].nComponents, row.nComponents);
-        EXPECT_EQ(before[i].vValues, std::vector<float>(row.value, row.value + 4)) << i;
-        EXPECT_EQ(before[i].vTypes, std::vector<uint32_t>(row.nDataType, row.nDataType + 4)) << i;
-    }
+    const uint32_t n1 = Bits(1.0f);
+    const uint32_t n2 = Bits(2.0f);
+    const uint32_t n3 = Bits(3.0f);
+    ExpectRows(view.GetVariableList(),
+               {
+                   {"b", COMP_xy, 2, {n1, n2, 0, 0}, {4, 3, 0, 0}},
+                   {"a", COMP_x, 3, {n1, n2, n3, 0}, {2, 2, 2, 0}},
+                   // More than four components count as four; no values read as zeros.
+                   {"c", 0, 4, {0, 0, 0, 0}, {4, 4, 4, 4}},
+                   {"a", COMP_w, 1, {n1, 0, 0, 0}, {1, 0, 0, 0}},
+               });
 
     // Ascending by name; rows of one name keep their order.
     view.Sort();
