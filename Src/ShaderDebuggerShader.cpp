@@ -1,5 +1,7 @@
 #include "ShaderDebuggerShader.h"
 
+#include "ShaderDebuggerBase.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -134,8 +136,8 @@ void ShaderInfo::Reset()
     std::memset(nFlags, 0, sizeof(nFlags));
 }
 
-CShaderDebuggerShader::CShaderDebuggerShader(IShaderDebugger* pDebugger, const void* pShaderData,
-                                             size_t nSize)
+CShaderDebuggerShader::CShaderDebuggerShader(CShaderDebuggerBase* pDebugger,
+                                             const void* pShaderData, size_t nSize)
     : m_bIsDebugging(false), m_nCurrentInstruction(0), m_nCurrentSourceInstruction(0),
       m_nNextInstruction(0), m_nNextSourceInstruction(0), m_pShaderData(NULL),
       m_nShaderDataSize(nSize), m_pDebugger(pDebugger)
@@ -158,6 +160,11 @@ CShaderDebuggerShader::~CShaderDebuggerShader()
     // end their part in their own destructors.
     CShaderDebuggerShader::EndDebugging();
     std::free(m_pShaderData);
+}
+
+CShaderDebuggerHost* CShaderDebuggerShader::GetHost() const
+{
+    return m_pDebugger != NULL ? m_pDebugger->GetHost() : NULL;
 }
 
 bool CShaderDebuggerShader::StartDebugging(unsigned int mode)

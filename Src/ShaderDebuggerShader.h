@@ -10,6 +10,7 @@
 
 namespace XAN_ShaderDebugger
 {
+class CShaderDebuggerBase;
 
 // Register components, as a 16-bit mask.
 const unsigned short COMP_x = 1;
@@ -179,11 +180,10 @@ struct ShaderInfo
 };
 
 // The base of every engine's shader object: the code, its analysis and the position of the run.
-// The owning debugger is held by its interface, which is all that the base asks of it.
 class CShaderDebuggerShader
 {
 public:
-    CShaderDebuggerShader(IShaderDebugger* pDebugger, const void* pShaderData, size_t nSize);
+    CShaderDebuggerShader(CShaderDebuggerBase* pDebugger, const void* pShaderData, size_t nSize);
     virtual ~CShaderDebuggerShader();
 
     CShaderDebuggerShader(const CShaderDebuggerShader&) = delete;
@@ -215,12 +215,9 @@ public:
 
     const unsigned char* GetShaderData() const { return m_pShaderData; }
     size_t GetShaderDataSize() const { return m_nShaderDataSize; }
-    IShaderDebugger* GetDebugger() const { return m_pDebugger; }
+    CShaderDebuggerBase* GetDebugger() const { return m_pDebugger; }
     // The host that assertions report to; null without a debugger.
-    CShaderDebuggerHost* GetHost() const
-    {
-        return m_pDebugger != NULL ? m_pDebugger->GetHost() : NULL;
-    }
+    CShaderDebuggerHost* GetHost() const;
 
 protected:
     ShaderInfo m_Info;
@@ -237,7 +234,7 @@ protected:
     unsigned char* m_pShaderData;
     size_t m_nShaderDataSize;
     // Not owned; the debugger owns the shader.
-    IShaderDebugger* m_pDebugger;
+    CShaderDebuggerBase* m_pDebugger;
 };
 } // namespace XAN_ShaderDebugger
 

@@ -1,5 +1,6 @@
 #include "ShaderDebuggerIL/ShaderDebuggerInstructionIL.h"
 
+#include "ShaderDebuggerBase.h"
 #include "ShaderDebuggerIL/ShaderDebuggerUtilsIL.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
@@ -137,7 +138,7 @@ unsigned int* CopyTokens(const unsigned int* pTokens, unsigned int nCount)
 }
 } // namespace
 
-CShaderDebuggerInstructionIL::CShaderDebuggerInstructionIL(IShaderDebugger* pDebugger)
+CShaderDebuggerInstructionIL::CShaderDebuggerInstructionIL(CShaderDebuggerBase* pDebugger)
     : m_OpCode(IL_OP_UNKNOWN), m_pTokens(NULL), m_nLength(0), m_nReadTokens(0),
       m_nDestRegTokenOffset(0), m_nSrcRegTokenOffsets(), m_nExtendedSrcRegTokenOffsetsCount(0),
       m_pExtendedSrcRegTokenOffsets(NULL), m_pDebugger(pDebugger)

@@ -18,7 +18,7 @@ class CShaderDebuggerInstructionIL
 {
 public:
     // The debugger is only asked for the host that assertions report to; it may be null.
-    explicit CShaderDebuggerInstructionIL(IShaderDebugger* pDebugger);
+    explicit CShaderDebuggerInstructionIL(CShaderDebuggerBase* pDebugger);
     CShaderDebuggerInstructionIL(const CShaderDebuggerInstructionIL& other);
     CShaderDebuggerInstructionIL& operator=(const CShaderDebuggerInstructionIL& other);
     ~CShaderDebuggerInstructionIL();
@@ -85,7 +85,7 @@ private:
     unsigned int m_nSrcRegTokenOffsets[MAX_BASE_SRC_REG_COUNT];
     unsigned int m_nExtendedSrcRegTokenOffsetsCount;
     unsigned int* m_pExtendedSrcRegTokenOffsets;
-    IShaderDebugger* m_pDebugger;
+    CShaderDebuggerBase* m_pDebugger;
 };
 } // namespace XAN_ShaderDebugger
 

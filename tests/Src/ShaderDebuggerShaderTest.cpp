@@ -141,21 +141,22 @@ TEST(RegisterTest, OrderIsStrictWeakAndAgreesWithEquality)
 TEST(ShaderDebuggerShaderTest, KeepsItsOwnCopyOfTheData)
 {
     XAN_Test::CRecordingHost host;
+    XAN_Test::CTestDebugger* pDebugger = host.AttachDebugger();
     unsigned char data[5] = {1, 2, 3, 4, 5};
-    XAN_Test::CTestShader shader(&host, data, sizeof(data));
+    XAN_Test::CTestShader shader(pDebugger, data, sizeof(data));
     data[0] = 9;
     ASSERT_NE(nullptr, shader.GetShaderData());
     EXPECT_EQ(5u, shader.GetShaderDataSize());
     EXPECT_EQ(1, shader.GetShaderData()[0]);
     EXPECT_EQ(&host, shader.GetHost());
-    EXPECT_EQ(&host, shader.GetDebugger());
+    EXPECT_EQ(pDebugger, shader.GetDebugger());
 
-    XAN_Test::CTestShader empty(&host);
+    XAN_Test::CTestShader empty(pDebugger);
     EXPECT_EQ(nullptr, empty.GetShaderData());
     EXPECT_EQ(0u, empty.GetShaderDataSize());
 
     // Without a source the buffer exists but isn't filled.
-    XAN_Test::CTestShader unfilled(&host, NULL, 8);
+    XAN_Test::CTestShader unfilled(pDebugger, NULL, 8);
     EXPECT_NE(nullptr, unfilled.GetShaderData());
     EXPECT_TRUE(host.m_vLines.empty());
 
@@ -166,7 +167,7 @@ TEST(ShaderDebuggerShaderTest, KeepsItsOwnCopyOfTheData)
 TEST(ShaderDebuggerShaderTest, StartDebuggingNeedsADebuggableModeAndResetsThePosition)
 {
     XAN_Test::CRecordingHost host;
-    XAN_Test::CTestShader shader(&host);
+    XAN_Test::CTestShader shader(host.AttachDebugger());
 
     EXPECT_FALSE(shader.StartDebugging(1));
     EXPECT_TRUE(host.HasAssert("IsShaderDebuggable(mode)"));
@@ -198,7 +199,7 @@ TEST(ShaderDebuggerShaderTest, StartDebuggingNeedsADebuggableModeAndResetsThePos
 TEST(ShaderDebuggerShaderTest, GetShaderInfoCopiesTheRecord)
 {
     XAN_Test::CRecordingHost host;
-    XAN_Test::CTestShader shader(&host);
+    XAN_Test::CTestShader shader(host.AttachDebugger());
     shader.Info().strError[0] = shader.Info().strError[1] = shader.Info().strError[2] = "refused";
 
     ShaderInfo info;

@@ -21,7 +21,7 @@ size_t HugeCount()
 class TokenStreamTest : public ::testing::Test
 {
 protected:
-    TokenStreamTest() : m_Shader(&m_Host) {}
+    TokenStreamTest() : m_Shader(m_Host.AttachDebugger()) {}
 
     XAN_Test::CRecordingHost m_Host;
     XAN_Test::CTestShader m_Shader;

@@ -44,7 +44,7 @@ Register Reg(RegisterType type, int number, unsigned short mask, unsigned int in
 class InstructionILTest : public ::testing::Test
 {
 protected:
-    InstructionILTest() : m_Instruction(&m_Host) {}
+    InstructionILTest() : m_Instruction(m_Host.AttachDebugger()) {}
 
     // Decodes the first instruction of the tokens; the stream stays for further decodes.
     bool Decode(const std::vector<unsigned int>& vTokens)
