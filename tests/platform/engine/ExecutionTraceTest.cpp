@@ -253,6 +253,56 @@ TEST(ExecutionTrace, IfAndElseRecordOnlyTheWorkItemsThatRunThem)
     }
 }
 
+TEST(ExecutionTrace, SwitchLabelsRecordTheWorkItemsThatEnterThere)
+{
+    // i % 3 chooses: 0 enters at case 0 and falls through case 1, 1 enters at
+    // case 1, 2 at the default.
+    CExecutionTrace trace;
+    RunTraced(Kernel("umod r3.x, r0.x, l0.w\n"
+                     "switch r3.x\n"
+                     "case 0\n"
+                     "iadd r2.x, r0.x, l0.y\n"
+                     "case 1\n"
+                     "iadd r2.y, r0.x, l0.z\n"
+                     "break\n"
+                     "default\n"
+                     "imul r2.x, r0.x, l0.w\n"
+                     "break\n"
+                     "endswitch\n"),
+              &trace);
+    const uint32_t E = TF_Executed, A = TF_ActiveAfter, N = 0; // N: no record
+    const struct
+    {
+        uint32_t nInstruction;
+        uint32_t vFlags[3]; // by i % 3
+    } vCases[] = {
+        {BODY + 1, {E, E, E}},             // switch: everybody waits for a label
+        {BODY + 2, {A, N, N}},             // case 0
+        {BODY + 3, {E | A, N, N}},         //
+        {BODY + 4, {E | A, A, N}},         // case 1: falls through, enters
+        {BODY + 6, {E, E, N}},             // break
+        {BODY + 7, {N, N, A}},             // default
+        {BODY + 9, {N, N, E}},             // break
+        {BODY + 10, {A, A, A}},            // endswitch: everybody back
+        {BODY + 11, {E | A, E | A, E | A}} // behind it
+    };
+    for (const auto& test : vCases)
+    {
+        const std::map<uint32_t, std::vector<SInstance>> instances =
+            Instances(trace, test.nInstruction);
+        for (uint32_t i = 0; i < 8; ++i)
+        {
+            const uint32_t nFlags = test.vFlags[i % 3];
+            ASSERT_EQ(nFlags == N ? 0u : 1u, instances.count(i)) << test.nInstruction << " " << i;
+            if (nFlags != N)
+            {
+                EXPECT_EQ(nFlags, instances.at(i).at(0).nFlags & ~TF_HasValue)
+                    << test.nInstruction << " " << i;
+            }
+        }
+    }
+}
+
 TEST(ExecutionTrace, LoopRecordsEveryPassWithItsIteration)
 {
     // Work-item i makes i % 3 + 1 passes, leaving by break at the next one.
