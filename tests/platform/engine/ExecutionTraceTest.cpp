@@ -44,6 +44,30 @@ std::string Kernel(const std::string& strBody, const std::string& strFunctions =
            strFunctions + "end\n";
 }
 
+// for (strCounter = 0; strCounter < strLimit; ++strCounter) strBody; with r5.x as
+// scratch: mov, whileloop, ige, break_logicalnz, the body, iadd, endloop.
+std::string CountedLoop(const std::string& strCounter, const std::string& strLimit,
+                        const std::string& strBody)
+{
+    return "mov " + strCounter + ", l1.x\n" + "whileloop\n" + "ige r5.x, " + strCounter + ", " +
+           strLimit + "\n" + "break_logicalnz r5.x\n" + strBody + "iadd " + strCounter + ", " +
+           strCounter + ", l0.y\n" + "endloop\n";
+}
+
+// Work-item i makes i % 3 + 1 passes, leaving by break at the next one; the
+// whileloop is the body's third instruction, the passes count in r2.x.
+std::string UnevenLoop()
+{
+    return Kernel("umod r3.x, r0.x, l0.w\n"
+                  "mov r4.x, l1.x\n"
+                  "whileloop\n"
+                  "ilt r5.x, r3.x, r4.x\n"
+                  "break_logicalnz r5.x\n"
+                  "iadd r2.x, r2.x, l0.y\n"
+                  "iadd r4.x, r4.x, l0.y\n"
+                  "endloop\n");
+}
+
 const uint32_t BODY = 4;      // number of the body's first instruction
 const uint32_t BODY_LINE = 9; // and its line
 
@@ -305,17 +329,8 @@ TEST(ExecutionTrace, SwitchLabelsRecordTheWorkItemsThatEnterThere)
 
 TEST(ExecutionTrace, LoopRecordsEveryPassWithItsIteration)
 {
-    // Work-item i makes i % 3 + 1 passes, leaving by break at the next one.
     CExecutionTrace trace;
-    RunTraced(Kernel("umod r3.x, r0.x, l0.w\n"
-                     "mov r4.x, l1.x\n"
-                     "whileloop\n"
-                     "ilt r5.x, r3.x, r4.x\n"
-                     "break_logicalnz r5.x\n"
-                     "iadd r2.x, r2.x, l0.y\n"
-                     "iadd r4.x, r4.x, l0.y\n"
-                     "endloop\n"),
-              &trace);
+    RunTraced(UnevenLoop(), &trace);
     const uint32_t nLoop = BODY + 2;
     const std::map<uint32_t, std::vector<SInstance>> vWhile = Instances(trace, nLoop);
     const std::map<uint32_t, std::vector<SInstance>> vBreak = Instances(trace, BODY + 4);
@@ -349,19 +364,8 @@ TEST(ExecutionTrace, LoopRecordsEveryPassWithItsIteration)
 TEST(ExecutionTrace, NestedLoopsStackTheirIterationsOutermostFirst)
 {
     CExecutionTrace trace;
-    RunTraced(Kernel("mov r4.x, l1.x\n"
-                     "whileloop\n"
-                     "ige r5.x, r4.x, l0.w\n"
-                     "break_logicalnz r5.x\n"
-                     "mov r6.x, l1.x\n"
-                     "whileloop\n"
-                     "ige r5.x, r6.x, l0.z\n"
-                     "break_logicalnz r5.x\n"
-                     "imad r2.x, r4.x, l1.y, r6.x\n"
-                     "iadd r6.x, r6.x, l0.y\n"
-                     "endloop\n"
-                     "iadd r4.x, r4.x, l0.y\n"
-                     "endloop\n"),
+    RunTraced(Kernel(CountedLoop("r4.x", "l0.w",
+                                 CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n"))),
               &trace);
     const uint32_t nOuter = BODY + 1;
     const uint32_t nInner = BODY + 5;
@@ -392,23 +396,9 @@ TEST(ExecutionTrace, CallInALoopKeepsTheCallersLoopsBeneathTheCallees)
     // The function behind the kernel's: func 1025 is #16 (no line), its mov #17 at
     // line 22.
     CExecutionTrace trace;
-    RunTraced(Kernel("mov r4.x, l1.x\n"
-                     "whileloop\n"
-                     "ige r5.x, r4.x, l0.z\n"
-                     "break_logicalnz r5.x\n"
-                     "call 1025\n"
-                     "iadd r4.x, r4.x, l0.y\n"
-                     "endloop\n",
-                     "func 1025\n"
-                     "mov r6.x, l1.x\n"
-                     "whileloop\n"
-                     "ige r5.x, r6.x, l0.z\n"
-                     "break_logicalnz r5.x\n"
-                     "imad r2.x, r4.x, l1.y, r6.x\n"
-                     "iadd r6.x, r6.x, l0.y\n"
-                     "endloop\n"
-                     "ret\n"
-                     "endfunc\n"),
+    RunTraced(Kernel(CountedLoop("r4.x", "l0.z", "call 1025\n"),
+                     "func 1025\n" + CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n") +
+                         "ret\nendfunc\n"),
               &trace);
     EXPECT_EQ(CExecutionTrace::NO_LINE, trace.GetLine(16));
     EXPECT_EQ(22u, trace.GetLine(17));
@@ -521,14 +511,7 @@ TEST(ExecutionTrace, PrivateStoreRecordsTheFourWordsAtItsAddress)
 
 TEST(ExecutionTrace, FilterAndBoundLimitTheRecords)
 {
-    const std::string strLoop = Kernel("umod r3.x, r0.x, l0.w\n"
-                                       "mov r4.x, l1.x\n"
-                                       "whileloop\n"
-                                       "ilt r5.x, r3.x, r4.x\n"
-                                       "break_logicalnz r5.x\n"
-                                       "iadd r2.x, r2.x, l0.y\n"
-                                       "iadd r4.x, r4.x, l0.y\n"
-                                       "endloop\n");
+    const std::string strLoop = UnevenLoop();
     CExecutionTrace full;
     RunTraced(strLoop, &full);
     const size_t nAll = full.GetRecords().size();
