@@ -1,6 +1,7 @@
 #include "CILEngine.h"
 
 #include "CDeviceMemory.h"
+#include "CExecutionTrace.h"
 #include "CILExecutor.h"
 #include "CILProgram.h"
 #include "CWorkerPool.h"
@@ -178,6 +179,13 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
         return result;
     }
     state.vConstantBuffers[1] = desc.vConstantBuffer1;
+    state.pTrace = desc.pTrace;
+    if (state.pTrace != nullptr)
+    {
+        uint64_t vOffset[3] = {0, 0, 0};
+        std::copy_n(desc.vGlobalOffset, desc.nWorkDim, vOffset);
+        state.pTrace->Begin(program, state.vLocalSize, state.vGroupCount, vOffset);
+    }
 
     // The buffers stay alive until the launch ends, even if they are released
     // meanwhile.
@@ -189,8 +197,9 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
     }
 
     const unsigned int nCores = CWorkerPool::Instance().GetHelperCount() + 1;
+    const unsigned int nWanted = state.pTrace != nullptr ? 1 : desc.nThreads;
     const uint64_t nThreads =
-        std::min<uint64_t>(desc.nThreads != 0 ? desc.nThreads : nCores, state.nGroupTotal);
+        std::min<uint64_t>(nWanted != 0 ? nWanted : nCores, state.nGroupTotal);
     std::atomic<bool> bOutOfMemory{false};
     CWorkerPool::Instance().Run(unsigned(nThreads),
                                 [&state, &bOutOfMemory](unsigned int)

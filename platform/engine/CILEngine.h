@@ -9,6 +9,7 @@
 namespace XAN_Platform
 {
 class CDeviceMemory;
+class CExecutionTrace;
 class CILProgram;
 
 enum ELaunchStatus
@@ -33,6 +34,8 @@ struct SLaunchDesc
     uint32_t nMaxGroupSize = 256;     // the largest group a null local size may pick
     uint64_t nInstructionBudget = DEFAULT_INSTRUCTION_BUDGET; // per launch, counted per group
     uint32_t nThreads = 0; // 0: every core; 1: one thread, for full determinism
+    // Records what the launch executes; a traced launch runs on the calling thread.
+    CExecutionTrace* pTrace = nullptr;
 
     static const uint64_t DEFAULT_INSTRUCTION_BUDGET = 1ull << 32;
 };

@@ -68,6 +68,11 @@ CILExecutor::CILExecutor(SLaunchState& state)
     m_vExec.assign(m_nStride, 0);
     m_vLocal.assign(state.nLocalMemoryBytes, 0);
     m_vPrivate.assign(size_t(state.nPrivateMemoryBytes) * m_nLanes, 0);
+    if (state.pTrace != nullptr)
+    {
+        m_vTraceBefore.assign(m_nStride, 0);
+        m_vTraceValues.assign(4 * m_nStride, 0);
+    }
 }
 
 void CILExecutor::Run()
@@ -201,6 +206,16 @@ void CILExecutor::PrepareGroup(uint64_t nGroup)
 void CILExecutor::RunGroup(uint64_t nGroup)
 {
     PrepareGroup(nGroup);
+    if (m_State.pTrace != nullptr)
+    {
+        RunInstructions<true>();
+        return;
+    }
+    RunInstructions<false>();
+}
+
+template <bool bTraced> void CILExecutor::RunInstructions()
+{
     const SInstruction* pInstructions = m_Instructions.data();
     const SOperationInfo* pTable = OperationTable();
     for (;;)
@@ -210,12 +225,111 @@ void CILExecutor::RunGroup(uint64_t nGroup)
             return;
         }
         const SInstruction& instruction = pInstructions[m_nPc++];
-        (this->*pTable[instruction.nOpcode].pfnExecute)(instruction);
+        if constexpr (bTraced)
+        {
+            TraceInstruction(instruction);
+        }
+        else
+        {
+            (this->*pTable[instruction.nOpcode].pfnExecute)(instruction);
+        }
         if (m_nActive == 0 && !Resume())
         {
             return;
         }
     }
+}
+
+// ---------------------------------------------------------------------------
+// Tracing. An instruction's loops are those open when it begins, and a whileloop
+// is in its own loop: the positions the debugger names.
+
+void CILExecutor::TraceInstruction(const SInstruction& instruction)
+{
+    const uint32_t nIndex = m_nPc - 1;
+    const auto pfnExecute = OperationTable()[instruction.nOpcode].pfnExecute;
+    if (!m_State.pTrace->IsTraced(nIndex))
+    {
+        (this->*pfnExecute)(instruction);
+        return;
+    }
+    std::copy_n(m_vExec.begin(), m_nLanes, m_vTraceBefore.begin());
+    CollectLoops();
+    if (instruction.nOpcode == IL_OP_WHILELOOP)
+    {
+        m_vTraceLoops.push_back({nIndex, 0});
+    }
+    (this->*pfnExecute)(instruction);
+    // A macro's outputs reach the destination when it returns, which records then.
+    if (instruction.nOpcode != IL_OP_MCALL || !instruction.bHasDest)
+    {
+        RecordExecution(instruction, nIndex, m_vTraceBefore.data());
+    }
+}
+
+void CILExecutor::CollectLoops()
+{
+    m_vTraceLoops.clear();
+    for (const SFrame& frame : m_vFrames)
+    {
+        if (frame.eType == FT_Loop)
+        {
+            m_vTraceLoops.push_back({frame.nConstruct, frame.nIteration});
+        }
+    }
+}
+
+void CILExecutor::RecordExecution(const SInstruction& instruction, uint32_t nIndex,
+                                  const uint32_t* pBefore)
+{
+    m_State.pTrace->Record(nIndex, m_vTraceLoops, m_nGroupId, m_nLanes, pBefore, m_vExec.data(),
+                           TraceValues(instruction));
+}
+
+const uint32_t* const* CILExecutor::TraceValues(const SInstruction& instruction)
+{
+    const uint32_t nOpCode = instruction.nOpcode;
+    if (nOpCode == IL_OP_UAV_RAW_STORE || nOpCode == IL_OP_UAV_BYTE_STORE ||
+        nOpCode == IL_OP_UAV_SHORT_STORE)
+    {
+        // What the debugger shows of a store to private memory: the four words at
+        // its address.
+        const SAddressSource address = FetchAddress(instruction, 0, false);
+        if (address.eSpace != MS_Private)
+        {
+            return nullptr;
+        }
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            uint32_t* pColumn = &m_vTraceValues[c * m_nStride];
+            for (size_t l = 0; l < m_nLanes; ++l)
+            {
+                const uint8_t* pWord = Translate(MS_Private, AddressOf(address, l) + 4 * c, l, 4);
+                pColumn[l] = 0;
+                if (pWord != nullptr)
+                {
+                    std::memcpy(&pColumn[l], pWord, 4);
+                }
+            }
+            m_ppTraceValues[c] = pColumn;
+        }
+        return m_ppTraceValues;
+    }
+    if (!instruction.bHasDest || Operand(instruction, 0).nKind == OK_Memory)
+    {
+        return nullptr;
+    }
+    // The whole register, whatever the instruction's mask.
+    SOperand whole = Operand(instruction, 0);
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        whole.vSwizzle[c] = uint8_t(c);
+    }
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        m_ppTraceValues[c] = FetchRaw(whole, c, &m_vTraceValues[c * m_nStride]);
+    }
+    return m_ppTraceValues;
 }
 
 // ---------------------------------------------------------------------------
@@ -395,7 +509,7 @@ void CILExecutor::SetExec(const uint32_t* pMask)
 CILExecutor::SFrame& CILExecutor::PushFrame(EFrameType eType, uint32_t nConstruct)
 {
     const size_t nDepth = m_vFrames.size();
-    m_vFrames.push_back({eType, nConstruct, 0, 0});
+    m_vFrames.push_back({eType, nConstruct, 0, 0, 0});
     const size_t nNeeded = (nDepth + 1) * MASKS_PER_FRAME * m_nStride;
     if (m_vFrameMasks.size() < nNeeded)
     {
@@ -569,6 +683,7 @@ void CILExecutor::ExecEndLoop(const SInstruction& instruction)
     m_nActive = nActive;
     if (m_nActive != 0)
     {
+        ++m_vFrames[nDepth].nIteration;
         m_nPc = instruction.nTarget + 1;
         return;
     }
@@ -774,6 +889,11 @@ void CILExecutor::ReturnFromFrame()
     }
     const SOperand& dest = Operand(call, 0);
     CommitOperand(dest, dest.nMask, ppValues);
+    if (m_State.pTrace != nullptr && m_State.pTrace->IsTraced(frame.nConstruct))
+    {
+        CollectLoops();
+        RecordExecution(call, frame.nConstruct, m_vExec.data());
+    }
 }
 
 bool CILExecutor::Resume()

@@ -1,6 +1,7 @@
 #ifndef XAN_PLATFORM_CILEXECUTOR_H
 #define XAN_PLATFORM_CILEXECUTOR_H
 
+#include "CExecutionTrace.h"
 #include "CILEngine.h"
 #include "CILProgram.h"
 
@@ -68,6 +69,7 @@ struct SLaunchState
     uint32_t nLocalMemoryBytes = 0;
     uint32_t nPrivateMemoryBytes = 0; // per work-item, a multiple of 16
     uint64_t nBudget = 0;
+    CExecutionTrace* pTrace = nullptr;
 
     std::atomic<uint64_t> nNextGroup{0};
     std::atomic<uint64_t> nExecuted{0};
@@ -122,6 +124,7 @@ private:
         uint32_t nConstruct; // instruction that opened it
         uint32_t nReturn;    // call: the instruction to continue with
         size_t nPending;     // switch: lanes that haven't entered a case yet
+        uint32_t nIteration; // loop: the passes completed
     };
 
     static const unsigned int MASKS_PER_FRAME = 4;
@@ -134,6 +137,14 @@ private:
     static const uint64_t CHARGE_INTERVAL = 4096;
 
     void RunGroup(uint64_t nGroup);
+    // The instruction loop; the traced one records around each instruction.
+    template <bool bTraced> void RunInstructions();
+    void TraceInstruction(const SInstruction& instruction);
+    void CollectLoops();
+    // Records an execution with the loops that enclose it now and the lanes that
+    // were active before it (pBefore) and are now.
+    void RecordExecution(const SInstruction& instruction, uint32_t nIndex, const uint32_t* pBefore);
+    const uint32_t* const* TraceValues(const SInstruction& instruction);
     void PrepareGroup(uint64_t nGroup);
     bool ChargeBudget();
     bool Resume();
@@ -317,6 +328,13 @@ private:
     uint32_t m_nPc;
     uint64_t m_nGroup; // flat
     uint64_t m_nGroupId[3];
+
+    // Tracing only: the execution mask before the instruction, the values recorded,
+    // the enclosing loops.
+    std::vector<uint32_t> m_vTraceBefore;
+    std::vector<uint32_t> m_vTraceValues;
+    std::vector<STraceLoop> m_vTraceLoops;
+    const uint32_t* m_ppTraceValues[4] = {nullptr, nullptr, nullptr, nullptr};
 
     SMemoryRange m_LastRange; // the range of the last global access
     uint64_t m_nPendingInstructions;

@@ -569,6 +569,10 @@ bool CILProgramLoader::Build()
 {
     SBody body;
     size_t nMacro = 0;
+    // The macros are the first nodes of the call graph, in their order, wherever
+    // they stand, so that an mcall names its callee's node before its mdef is met.
+    m_vCallGraph.resize(m_Program.m_vMacros.size());
+    m_vNodeLines.resize(m_Program.m_vMacros.size());
     for (const SRawElement& element : m_vElements)
     {
         const uint32_t nNext = uint32_t(m_Program.m_vInstructions.size());
@@ -586,9 +590,8 @@ bool CILProgramLoader::Build()
         {
             body.eKind = SBody::BK_Macro;
             body.nMacro = nMacro++;
-            body.nNode = m_vCallGraph.size();
-            m_vCallGraph.emplace_back();
-            m_vNodeLines.push_back(element.nLine);
+            body.nNode = body.nMacro;
+            m_vNodeLines[body.nNode] = element.nLine;
             m_Program.m_vMacros[body.nMacro].nEntry = nNext;
             continue;
         }
@@ -695,7 +698,6 @@ bool CILProgramLoader::BuildInstruction(const SRawElement& element, SBody& body)
                                            std::to_string(macro.nLabel) + " takes");
         }
         instruction.nTarget = it->second;
-        // Leading macros are the first nodes of the call graph, in their order.
         m_vCallGraph[body.nNode].insert(it->second);
     }
     else if (IsCall(nOpCode))

@@ -449,6 +449,15 @@ cl_int clEnqueueNDRangeKernel(cl_command_queue command_queue, cl_kernel kernel, 
                               const size_t* local_work_size, cl_uint num_events_in_wait_list,
                               const cl_event* event_wait_list, cl_event* event)
 {
+    return EnqueueKernel(command_queue, kernel, work_dim, global_work_offset, global_work_size,
+                         local_work_size, num_events_in_wait_list, event_wait_list, event, nullptr);
+}
+
+cl_int EnqueueKernel(cl_command_queue command_queue, cl_kernel kernel, cl_uint work_dim,
+                     const size_t* global_work_offset, const size_t* global_work_size,
+                     const size_t* local_work_size, cl_uint num_events_in_wait_list,
+                     const cl_event* event_wait_list, cl_event* event, CExecutionTrace* pTrace)
+{
     CCommandQueue* pQueue = CCLObject::Find<CCommandQueue>(command_queue);
     if (pQueue == nullptr)
     {
@@ -474,6 +483,7 @@ cl_int clEnqueueNDRangeKernel(cl_command_queue command_queue, cl_kernel kernel, 
                                             "its program isn't built for the queue's device");
             }
             SLaunchDesc desc;
+            desc.pTrace = pTrace;
             cl_int nError = SetGeometry(*pImage, work_dim, global_work_offset, global_work_size,
                                         local_work_size, desc);
             std::vector<CRef<CMemObject>> vMemory;

@@ -14,6 +14,8 @@
 // none of them under their own names, so that they never stand in for another library's.
 namespace XAN_Platform
 {
+class CExecutionTrace;
+
 namespace Api
 {
 // Platforms, devices, contexts, extensions: ApiPlatform.cpp
@@ -83,6 +85,11 @@ cl_int clEnqueueNDRangeKernel(cl_command_queue command_queue, cl_kernel kernel, 
 cl_int clEnqueueTask(cl_command_queue command_queue, cl_kernel kernel,
                      cl_uint num_events_in_wait_list, const cl_event* event_wait_list,
                      cl_event* event);
+// clEnqueueNDRangeKernel whose launch fills an execution trace (none if null).
+cl_int EnqueueKernel(cl_command_queue command_queue, cl_kernel kernel, cl_uint work_dim,
+                     const size_t* global_work_offset, const size_t* global_work_size,
+                     const size_t* local_work_size, cl_uint num_events_in_wait_list,
+                     const cl_event* event_wait_list, cl_event* event, CExecutionTrace* pTrace);
 cl_int clEnqueueMigrateMemObjects(cl_command_queue command_queue, cl_uint num_mem_objects,
                                   const cl_mem* mem_objects, cl_mem_migration_flags flags,
                                   cl_uint num_events_in_wait_list, const cl_event* event_wait_list,
