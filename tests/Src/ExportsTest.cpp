@@ -112,10 +112,11 @@ DynamicInfo ReadDynamicInfo(const std::string& strImage)
     return info;
 }
 
+// Given by the build: __FILE__ may be relative (a compiler cache rewrites it), and tests run
+// in a temporary directory.
 std::string PublicHeaderPath()
 {
-    const std::string strThis = __FILE__;
-    return strThis.substr(0, strThis.rfind("/tests/")) + "/include/XANOpenCLDebug.h";
+    return XAN_PUBLIC_HEADER_PATH;
 }
 } // namespace
 
