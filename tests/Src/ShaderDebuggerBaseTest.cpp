@@ -176,18 +176,6 @@ TEST_F(BaseTest, LastErrorIsPendingOnce)
     EXPECT_EQ("y", strError);
 }
 
-TEST_F(BaseTest, TrackingRegistersAreCopies)
-{
-    std::set<std::string> registers = {"r1", "r0"};
-    EXPECT_TRUE(m_pDebugger->SetTrackingRegisters(registers));
-    registers.insert("r2");
-    std::set<std::string> out;
-    m_pDebugger->GetTrackingRegisters(out);
-    EXPECT_EQ((std::set<std::string>{"r0", "r1"}), out);
-    m_pDebugger->SetTrackSelectedRegisters(true);
-    EXPECT_TRUE(m_pDebugger->IsTrackSelectedRegisters());
-}
-
 TEST_F(BaseTest, ShaderQueriesForwardToTheCurrentShader)
 {
     std::string strText = "stale";
@@ -231,12 +219,6 @@ TEST_F(BaseTest, ShaderQueriesForwardToTheCurrentShader)
         pDebugger->SetCurrentShader(new CWatchedShader(pDebugger, &bThirdDeleted));
     }
     EXPECT_TRUE(bThirdDeleted);
-}
-
-TEST_F(BaseTest, DrawExecutes)
-{
-    EXPECT_TRUE(m_pDebugger->Draw());
-    EXPECT_EQ(1u, m_pDebugger->m_nExecuteCalls);
 }
 
 namespace

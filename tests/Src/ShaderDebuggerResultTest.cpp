@@ -253,5 +253,8 @@ TEST_F(ResultTest, BufferCopiesKeepTheHostAndOwnTheirData)
     assigned = *pBuffer;
     EXPECT_EQ(&m_Host, assigned.GetHost());
     EXPECT_EQ((std::vector<uint32_t>{9, 2, 3}), Words(&assigned));
+    CShaderDebuggerBuffer& self = assigned;
+    assigned = self;
+    EXPECT_EQ((std::vector<uint32_t>{9, 2, 3}), Words(&assigned));
     delete pBuffer;
 }

@@ -21,7 +21,7 @@ class CTestDebugger : public XAN_ShaderDebugger::CShaderDebuggerBase
 {
 public:
     explicit CTestDebugger(XAN_ShaderDebugger::CShaderDebuggerHost* pHost)
-        : CShaderDebuggerBase(pHost), m_CurrentInstruction(0), m_nExecuteCalls(0)
+        : CShaderDebuggerBase(pHost), m_CurrentInstruction(0)
     {
     }
     ~CTestDebugger() override
@@ -59,11 +59,7 @@ public:
         return false;
     }
     using CShaderDebuggerBase::GetShaderInfo;
-    bool Execute() override
-    {
-        ++m_nExecuteCalls;
-        return true;
-    }
+    bool Execute() override { return false; }
     bool Step() override { return false; }
     bool Back() override { return false; }
     bool Run() override { return false; }
@@ -101,7 +97,6 @@ public:
     XAN_ShaderDebugger::ProgramCounter m_CurrentInstruction;
     // Owned.
     std::map<std::string, XAN_ShaderDebugger::CShaderDebuggerResult*> m_Results;
-    unsigned int m_nExecuteCalls;
 };
 
 class CRecordingHost : public XAN_ShaderDebugger::CShaderDebuggerHost

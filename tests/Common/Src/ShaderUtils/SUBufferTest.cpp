@@ -135,19 +135,6 @@ TEST(SUBufferTest, CreateRefusesBadFormatsAndASecondCreate)
     EXPECT_EQ(1u, log.Count("SDU_Assert( m_pData == NULL )"));
 }
 
-TEST(SUBufferTest, CreateFromValuesFillsTheFirstSubResource)
-{
-    const uint8_t initial[6] = {1, 2, 3, 4, 5, 6};
-    SUBuffer buffer;
-    ASSERT_TRUE(buffer.Create(7, 3, 2, 0, BT_Image2D, BF_R8, 5, initial));
-    EXPECT_EQ(7u, buffer.GetDesc().m_nShaderType);
-    EXPECT_EQ(5u, buffer.GetDesc().m_nReserved0);
-    EXPECT_EQ(1u, buffer.GetDesc().m_nReserved5);
-    EXPECT_EQ(1u, buffer.GetDepth());
-    EXPECT_EQ(1u, buffer.GetDesc().m_nArraySize);
-    EXPECT_EQ(std::vector<uint8_t>(initial, initial + 6), Bytes(buffer));
-}
-
 TEST(SUBufferTest, UpdateSubResourcesCopiesRangesAndPitches)
 {
     ConsistencyLogTail log("XANOpenCLDebugAPIConsistency.log");
@@ -185,31 +172,6 @@ TEST(SUBufferTest, UpdateSubResourcesCopiesRangesAndPitches)
 
     SUBuffer empty;
     EXPECT_FALSE(empty.UpdateSubResources(all, 0, 0, 1));
-}
-
-TEST(SUBufferTest, CopiesOwnTheirData)
-{
-    SUBuffer buffer;
-    ASSERT_TRUE(buffer.Create(MakeDesc(BF_R16, 3, 1), NULL));
-    buffer.GetSubResource(0)[1] = 7;
-
-    SUBuffer copy(buffer);
-    buffer.GetSubResource(0)[1] = 8;
-    EXPECT_EQ(7, copy.GetSubResource(0)[1]);
-    EXPECT_EQ(buffer.GetDataSize(), copy.GetDataSize());
-
-    SUBuffer assigned;
-    ASSERT_TRUE(assigned.Create(MakeDesc(BF_RGBA32, 9, 9), NULL));
-    assigned = copy;
-    EXPECT_EQ(BF_R16, assigned.GetFormat());
-    EXPECT_EQ(6u, assigned.GetDataSize());
-    SUBuffer& self = assigned;
-    assigned = self;
-    EXPECT_EQ(7, assigned.GetSubResource(0)[1]);
-
-    SUBuffer none;
-    SUBuffer noneCopy(none);
-    EXPECT_EQ(nullptr, noneCopy.GetSubResource(0));
 }
 
 TEST(SUBufferTest, DimensionsAndValidThreads)
