@@ -589,6 +589,7 @@ bool CILProgramLoader::Build()
             m_vCallGraph.emplace_back();
             m_vNodeLines.push_back(element.nLine);
             m_Program.m_vMacros[body.nMacro].nEntry = nNext;
+            m_vMacroNodes.push_back(body.nNode);
             continue;
         }
         if (nOpCode == IL_OP_FUNC)
@@ -694,8 +695,7 @@ bool CILProgramLoader::BuildInstruction(const SRawElement& element, SBody& body)
                                            std::to_string(macro.nLabel) + " takes");
         }
         instruction.nTarget = it->second;
-        // Leading macros are the first nodes of the call graph, in their order.
-        m_vCallGraph[body.nNode].insert(it->second);
+        m_vMacroCalls.emplace_back(body.nNode, it->second);
     }
     else if (IsCall(nOpCode))
     {
@@ -1122,6 +1122,10 @@ bool CILProgramLoader::ResolveCalls()
         }
         m_Program.m_vInstructions[call.nInstruction].nTarget = it->second;
         m_vCallGraph[call.nCaller].insert(m_FunctionNodes.at(call.nLabel));
+    }
+    for (const std::pair<size_t, size_t>& call : m_vMacroCalls)
+    {
+        m_vCallGraph[call.first].insert(m_vMacroNodes[call.second]);
     }
     return true;
 }

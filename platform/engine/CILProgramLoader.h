@@ -10,6 +10,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace XAN_Platform
@@ -154,6 +155,10 @@ private:
     std::vector<SCallFixup> m_vCalls;
     std::vector<std::set<size_t>> m_vCallGraph;
     std::vector<uint32_t> m_vNodeLines;
+    // The call-graph node of each macro, and the macros each node calls, joined once all
+    // macros have their nodes: a macro may stand behind the code that calls it.
+    std::vector<size_t> m_vMacroNodes;
+    std::vector<std::pair<size_t, size_t>> m_vMacroCalls;
 };
 } // namespace XAN_Platform
 
