@@ -30,7 +30,7 @@ std::vector<Seed>& Seeds()
 
 const size_t PATCH_BYTES = 7;
 
-uint32_t Read32(const uint8_t* pData)
+uint32_t Read32(const void* pData)
 {
     uint32_t nValue = 0;
     std::memcpy(&nValue, pData, sizeof(nValue));
@@ -41,13 +41,6 @@ void Analyze(const std::string& strName, const std::vector<char>& vBinary)
 {
     XAN_Test::CAnalysisHost host(strName, 0);
     XAN_Test::CAnalyzedShaderIL shader(&host, vBinary);
-    std::vector<XAN_ShaderDebugger::Register> vExpanded;
-    std::vector<XAN_ShaderDebugger::Register> vOutputs;
-    for (const auto& output : shader.GetRegisterOutputs())
-    {
-        vOutputs.push_back(output.second);
-    }
-    shader.ExpandIndexedRegisters(XAN_ShaderDebugger::PatchPoint(), vOutputs, &vExpanded);
 }
 } // namespace
 
