@@ -1,0 +1,237 @@
+#ifndef SHADER_DEBUGGER_SHADER_IL_H
+#define SHADER_DEBUGGER_SHADER_IL_H
+
+#include "ShaderDebuggerFCConstruct.h"
+#include "ShaderDebuggerIL/ShaderDebuggerInstructionIL.h"
+#include "ShaderDebuggerShader.h"
+#include "ShaderDebuggerTokenStream.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <stack>
+#include <string>
+#include <vector>
+
+namespace XAN_ShaderDebugger
+{
+// Temp and literal numbers that an IL kernel can name.
+const unsigned int NUM_IL_REGISTER_INDICES = 0x10000;
+
+// The target of one patched kernel: a position and the registers to read there. g_Reg_NULL
+// stands for no register, when only the execution mask is wanted.
+struct PatchPoint
+{
+    PatchPoint() {}
+    PatchPoint(const ProgramCounter& pc, const Register& reg) : pc(pc), m_registers(1, reg) {}
+
+    ProgramCounter pc;
+    std::vector<Register> m_registers;
+};
+
+// The IL engine's model of one kernel. The constructor analyses the kernel once: the
+// instruction list, the line map, the tree of flow-control constructs, the functions, the
+// registers each instruction writes, the declarations, and the temps, literals and UAVs that
+// patched kernels will use. What the debugger can't handle is refused with its reason in the
+// shader info. Stepping and patching read these tables and never parse the IL again.
+class CShaderDebuggerShaderIL : public CShaderDebuggerShader
+{
+public:
+    struct Vec4
+    {
+        unsigned int x;
+        unsigned int y;
+        unsigned int z;
+        unsigned int w;
+
+        // Component n, 0 to 3 for x to w.
+        unsigned int& operator[](unsigned int n);
+    };
+
+    // What a function declares that patched kernels must declare again.
+    struct Declarations
+    {
+        // dcl_cb of constant buffers 2 and up: number to size.
+        std::map<uint32_t, uint32_t> constantBuffers;
+        std::vector<CShaderDebuggerInstructionIL> resources;
+        std::vector<CShaderDebuggerInstructionIL> uavs;
+        // Bytes of each private UAV, by UAV number.
+        std::map<uint32_t, uint32_t> privateUAVSizes;
+        // dcl_indexed_temp_array: array number to element count.
+        std::map<uint32_t, uint32_t> indexedTempSizes;
+    };
+
+    // The debugger's interface is all the analysis needs of its owner: the host behind it gives
+    // names, logging and the last error.
+    CShaderDebuggerShaderIL(IShaderDebugger* pDebugger, const void* pShaderData, size_t nSize);
+    ~CShaderDebuggerShaderIL() override;
+
+    void EndDebugging() override;
+    bool GetShaderText(std::string& strText, unsigned int nType) override;
+    bool GetShaderKeywords(std::vector<std::string>& vKeywords, unsigned int nType) override;
+    unsigned int GetDefaultDebugMode() override;
+    bool SetDebugMode(unsigned int nMode) override;
+    bool Draw() override;
+    unsigned int GetInstructionFromLine(unsigned int nLine) override;
+    unsigned int GetLineFromInstruction(unsigned int nInstruction) override;
+    unsigned int GetCurrentLine() override;
+    unsigned int GetNextLine() override;
+    unsigned int GetPreviousLine() override;
+
+    virtual bool PostBack();
+    virtual Register GetRegisterOutput(const ProgramCounter& pc);
+    virtual Register GetCurrentRegisterOutput();
+    virtual Register GetCurrentSrcRegister(unsigned int nSrc);
+    virtual Register GetSrcRegisterAt(const ProgramCounter& pc, unsigned int nSrc);
+    virtual unsigned int FindLineNear(unsigned int nLine, unsigned int nMaxDistance);
+
+    bool AnalyzeShader();
+    bool AnalyzeMetadata(const std::string& strMetadata);
+
+    // Computes the index of an indexed register by replaying the straight-line code before
+    // nInstruction. On success reg holds the index and no index register.
+    bool ResolveIndexRegisterToConstant(Register* reg, uint32_t nInstruction,
+                                        uint32_t nMaxInstructions);
+    // Replaces each register whose index is still a register by every element of its array.
+    bool ExpandIndexedRegisters(const PatchPoint& pp, const std::vector<Register>& vRegisters,
+                                std::vector<Register>* expandedRegisters);
+
+    // The first instruction of a function or macro. A call of a label that nothing defines isn't
+    // followed: false, with a warning in the log.
+    bool FindFunctionStart(uint32_t nLabel, uint32_t& nStart) const;
+
+    // Read access for the patcher, the stepper and tests.
+    const std::vector<CShaderDebuggerInstructionIL>& GetInstructions() const
+    {
+        return m_Instructions;
+    }
+    const std::map<uint32_t, CIL_FCConstruct*>& GetFCConstructs() const { return m_FCConstructs; }
+    const std::map<uint32_t, uint32_t>& GetFunctionScope() const { return m_FunctionScope; }
+    const std::map<uint32_t, uint32_t>& GetFunctionStart() const { return m_FunctionStart; }
+    const std::map<uint32_t, Register>& GetRegisterOutputs() const { return m_RegisterOutput; }
+    const std::map<uint32_t, Declarations>& GetDeclarations() const { return m_Declarations; }
+    const std::map<uint32_t, Vec4>& GetLiterals() const { return m_Literals; }
+    uint32_t GetOutlineMacroLabel() const { return m_OutlineMacroLabel; }
+
+protected:
+    // The state of one AnalyzeShader that the per-instruction handling shares.
+    struct AnalysisState
+    {
+        AnalysisState();
+
+        std::deque<CIL_FCConstruct*> FCStack;
+        uint32_t nLoopDepth;
+        uint32_t nMaxLoopDepth;
+        uint32_t nCurrentFunction;
+        bool bEndEncountered;
+        bool bEndMainEncountered;
+        bool bInFunction;
+        bool bInOutlineMacro;
+        bool bOutlineMacroEncountered;
+        // The instruction count at the mend of the outline macro.
+        uint32_t nOutlineMacroEnd;
+        uint32_t nLineNumber;
+        // Instruction to line, then line to instruction.
+        std::map<uint32_t, uint32_t> lineNumberMap[2];
+    };
+
+    CShaderDebuggerHost* GetDebuggerHost() const;
+    uint32_t GetLogLevel() const;
+    // Writes the reason of a refusal into the shader info and the log; answers false.
+    bool Refuse(const std::string& strReason, bool bSetLastError);
+    bool RefuseUnsupported(const CShaderDebuggerInstructionIL& instruction);
+
+    void ResetAnalysis();
+    bool ReadHeader(CInputTokenStream<unsigned int>& stream, AnalysisState& state);
+    // Passes over macro definitions, from an mdef on, counting each element as a line.
+    bool SkipMacros(CInputTokenStream<unsigned int>& stream, AnalysisState& state);
+    // Passes over the rest of one macro, up to and including its mend.
+    bool SkipMacroBody(CInputTokenStream<unsigned int>& stream, AnalysisState& state);
+    bool AnalyzeDeclaration(const CShaderDebuggerInstructionIL& instruction,
+                            const AnalysisState& state);
+    bool CloseAnalysis(const AnalysisState& state);
+    bool ReserveRegisters(const AnalysisState& state);
+    bool ChooseUAVs();
+    void LogInstructions() const;
+
+    // The per-instruction half: flow control, functions, refusals and the register written.
+    bool AnalyzeInstruction(const CShaderDebuggerInstructionIL& instruction, AnalysisState& state);
+    bool AnalyzeFlowControl(const CShaderDebuggerInstructionIL& instruction, uint32_t n,
+                            AnalysisState& state, CIL_FCConstruct*& pConstruct, bool& bHandled);
+    void AnalyzeDestination(const CShaderDebuggerInstructionIL& instruction, uint32_t n,
+                            const AnalysisState& state);
+    bool AnalyzeMacro(CInputTokenStream<unsigned int>& stream,
+                      const CShaderDebuggerInstructionIL& instruction, AnalysisState& state);
+    std::string ReadMacroName(const CInputTokenStream<unsigned int>& stream) const;
+    // The outline macro's instructions belong to the function that calls the macro.
+    void AssignOutlineMacroScope(const AnalysisState& state);
+    bool IsPrivateUAVWrite(const CShaderDebuggerInstructionIL& instruction) const;
+    // Takes a new construct into the owning list.
+    template <class TConstruct> TConstruct* NewConstruct(CIL_FCConstruct* pParent, uint32_t n);
+
+    uint32_t m_nILVersion;
+    uint32_t m_nInstructionCount;
+    uint32_t m_nLastInstruction;
+    uint32_t m_OutlineMacroLabel;
+    std::map<uint32_t, uint32_t> m_LineNumberMap[2];
+    std::vector<CShaderDebuggerInstructionIL> m_Instructions;
+    // Every construct of the kernel; m_FCConstructs only points into it.
+    std::vector<std::unique_ptr<CIL_FCConstruct>> m_vConstructs;
+    std::map<uint32_t, CIL_FCConstruct*> m_FCConstructs;
+    std::map<uint32_t, uint32_t> m_FunctionScope;
+    std::map<uint32_t, uint32_t> m_FunctionStart;
+    std::set<uint32_t> m_SamplerIDs;
+    ProgramCounter m_LastMemoryWrite;
+    std::vector<bool> m_vTempRegisterUsed;
+    uint32_t m_nTempRegisterCount;
+    uint32_t m_nPatchedTempRegisterCount;
+    std::vector<uint32_t> m_vDebuggerTempRegs;
+    std::vector<bool> m_vLiteralRegisterUsed;
+    std::deque<uint32_t> m_qUnusedLiteralRegs;
+    std::map<uint32_t, Vec4> m_Literals;
+    uint32_t m_nLiteralRegisterCount;
+    uint32_t m_nPatchedLiteralRegisterCount;
+    std::map<uint32_t, Declarations> m_Declarations;
+    uint32_t m_nRuntimeABIConstantBufferSize;
+    uint32_t m_nKernelABIConstantBufferSize;
+    uint32_t m_nOutputTempReg;
+    uint32_t m_nOutputAddrTempReg;
+    uint32_t m_nExecMaskTempReg;
+    uint32_t m_nExecMaskAddrTempReg;
+    uint32_t m_nThreadIndexTempReg;
+    uint32_t m_nOutputRegister0;
+    uint32_t m_nOutputRegister1;
+    uint32_t m_nLiteralZero;
+    uint32_t m_nLiteralOne;
+    uint32_t m_nLiteralTwo;
+    uint32_t m_nLiteralMinusOne;
+    uint32_t m_nLiteralSixteen;
+    uint32_t m_nRawUAVNum;
+    std::set<uint32_t> m_DeclaredUAVs;
+    std::set<uint32_t> m_PrivateUAVs;
+    uint32_t m_nResultUAV;
+    uint32_t m_nExecMaskUAV;
+    bool m_bSeparateDebugUAVs;
+    std::string m_strDeviceName;
+    bool m_b64BitPointers;
+    std::map<uint32_t, uint32_t> m_maxThreadPerGroup;
+    std::map<uint32_t, std::vector<uint32_t>> m_numThreadPerGroup;
+    bool m_bDumpInputsPending;
+    bool m_bKernelExecuted;
+    std::stack<uint32_t> m_FlowControlStack;
+    std::deque<PatchPoint> m_ExecuteList;
+    std::map<ProgramCounter, uint32_t> m_ExecMaskHistory;
+    std::map<uint32_t, Register> m_RegisterOutput;
+    std::map<RegisterID, unsigned short> m_InputRegisters;
+    std::map<uint32_t, unsigned short> m_OutputRegisters;
+    void* m_pPatchedShader;
+    size_t m_nPatchedShaderSize;
+    ProgramCounter m_LastPatchTarget;
+    std::vector<Register> m_LastPatchRegisters;
+};
+} // namespace XAN_ShaderDebugger
+
+#endif
