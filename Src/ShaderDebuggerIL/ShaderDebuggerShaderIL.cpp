@@ -81,7 +81,7 @@ CShaderDebuggerShaderIL::AnalysisState::AnalysisState()
 {
 }
 
-CShaderDebuggerShaderIL::CShaderDebuggerShaderIL(IShaderDebugger* pDebugger,
+CShaderDebuggerShaderIL::CShaderDebuggerShaderIL(CShaderDebuggerBase* pDebugger,
                                                  const void* pShaderData, size_t nSize)
     : CShaderDebuggerShader(pDebugger, pShaderData, nSize), m_nILVersion(0), m_nInstructionCount(0),
       m_nLastInstruction(0), m_OutlineMacroLabel(0), m_nTempRegisterCount(0),

@@ -64,9 +64,8 @@ public:
         std::map<uint32_t, uint32_t> indexedTempSizes;
     };
 
-    // The debugger's interface is all the analysis needs of its owner: the host behind it gives
-    // names, logging and the last error.
-    CShaderDebuggerShaderIL(IShaderDebugger* pDebugger, const void* pShaderData, size_t nSize);
+    // The owning debugger; the host behind it gives names, logging and the last error.
+    CShaderDebuggerShaderIL(CShaderDebuggerBase* pDebugger, const void* pShaderData, size_t nSize);
     ~CShaderDebuggerShaderIL() override;
 
     void EndDebugging() override;

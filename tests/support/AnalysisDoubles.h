@@ -7,6 +7,7 @@
 
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
+#include "TestDebugger.h"
 
 #include <memory>
 #include <string>
@@ -18,8 +19,10 @@ class CAnalysisHost : public XAN_ShaderDebugger::CShaderDebuggerHost
 {
 public:
     explicit CAnalysisHost(const std::string& strKernel, uint32_t nLogLevel = 8)
-        : CShaderDebuggerHost(NULL), m_strKernel(strKernel), m_nLogLevel(nLogLevel)
+        : CShaderDebuggerHost(NULL), m_pDebugger(new CTestDebugger(this)), m_strKernel(strKernel),
+          m_nLogLevel(nLogLevel)
     {
+        RegisterDebugger(m_pDebugger);
         XAN_ShaderDebugger::SDU_SetContext(this, false, "", "", 0, "");
     }
     ~CAnalysisHost() override { XAN_ShaderDebugger::SDU_ClearContext(this); }
@@ -51,6 +54,8 @@ public:
         return false;
     }
 
+    // Owned by the host, as a registered debugger is.
+    CTestDebugger* m_pDebugger;
     std::string m_strKernel;
     uint32_t m_nLogLevel;
     std::string m_strLastError;
@@ -62,7 +67,7 @@ class CAnalyzedShaderIL : public XAN_ShaderDebugger::CShaderDebuggerShaderIL
 {
 public:
     CAnalyzedShaderIL(CAnalysisHost* pHost, const std::vector<char>& vBinary)
-        : CShaderDebuggerShaderIL(pHost, vBinary.data(), vBinary.size())
+        : CShaderDebuggerShaderIL(pHost->m_pDebugger, vBinary.data(), vBinary.size())
     {
     }
 
