@@ -3,6 +3,7 @@
 #include "CInfoWriter.h"
 #include "CPlatform.h"
 #include "ICDApi.h"
+#include "ReportedEntry.h"
 
 #include <CL/cl_ext.h>
 
@@ -88,15 +89,17 @@ void* FindFunction(const CPlatform* pPlatform, const char* pName)
     }
     if (strName == "clCreateKeyXAN")
     {
-        return reinterpret_cast<void*>(&clCreateKeyXAN);
+        return reinterpret_cast<void*>(ReportedEntry<&clCreateKeyXAN>("clCreateKeyXAN"));
     }
     if (strName == "clObjectGetValueForKeyXAN")
     {
-        return reinterpret_cast<void*>(&clObjectGetValueForKeyXAN);
+        return reinterpret_cast<void*>(
+            ReportedEntry<&clObjectGetValueForKeyXAN>("clObjectGetValueForKeyXAN"));
     }
     if (strName == "clObjectSetValueForKeyXAN")
     {
-        return reinterpret_cast<void*>(&clObjectSetValueForKeyXAN);
+        return reinterpret_cast<void*>(
+            ReportedEntry<&clObjectSetValueForKeyXAN>("clObjectSetValueForKeyXAN"));
     }
     return nullptr;
 }

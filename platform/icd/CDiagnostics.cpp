@@ -22,7 +22,7 @@ cl_int CDiagnostics::Refuse(cl_int nError, const char* pArgument, const std::str
 {
     if (IsOn() && t_strReason.empty())
     {
-        t_strReason = std::string(pArgument) + ": " + strCause;
+        t_strReason = *pArgument != '\0' ? std::string(pArgument) + ": " + strCause : strCause;
     }
     return nError;
 }

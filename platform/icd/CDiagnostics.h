@@ -15,7 +15,8 @@ public:
     static bool IsOn();
 
     // Records why the current call is refused (the first reason of a call counts) and
-    // returns nError, so that a check reads "return CDiagnostics::Refuse(...)".
+    // returns nError, so that a check reads "return CDiagnostics::Refuse(...)". An empty
+    // pArgument: the cause concerns the whole call.
     static cl_int Refuse(cl_int nError, const char* pArgument, const std::string& strCause);
 
     // Around each entry point: forgets the reason of the last call, then prints one line for a

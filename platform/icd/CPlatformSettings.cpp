@@ -23,7 +23,7 @@ bool IsSet(const char* pValue)
     return pValue != nullptr && *pValue != '\0' && std::string(pValue) != "0";
 }
 
-// The newer families the platform knows besides the default; the older ones are listed with
+// The newer families the platform knows; the older ones are listed with
 // the kernel-binary code, which needs them for the address width.
 bool IsKnownFamily(const std::string& strName)
 {

@@ -1,6 +1,7 @@
 #include "CCLObject.h"
 #include "CDiagnostics.h"
 #include "ICDApi.h"
+#include "ReportedEntry.h"
 
 #include <tuple>
 #include <type_traits>
@@ -10,17 +11,20 @@ namespace XAN_Platform
 namespace
 {
 // An entry point the platform doesn't offer (GL sharing, SVM, pipes, native kernels, ...):
-// it answers with nError, through errcode_ret when the function returns an object.
-template <cl_int nError, class TFunction> struct SUnsupported;
+// it answers with nError, through errcode_ret when the function returns an object. One per
+// slot, so that each reports its own name.
+template <cl_int nError, auto pSlot> struct SUnsupported;
 
-template <cl_int nError, class TResult, class... TArgs>
-struct SUnsupported<nError, TResult(CL_API_CALL*)(TArgs...)>
+template <cl_int nError, class TResult, class... TArgs,
+          TResult (CL_API_CALL* cl_icd_dispatch::*pSlot)(TArgs...)>
+struct SUnsupported<nError, pSlot>
 {
     static TResult CL_API_CALL Call(TArgs... args)
     {
+        ((void)args, ...);
+        CDiagnostics::Refuse(nError, "", "not supported by this platform");
         if constexpr (std::is_same<TResult, cl_int>::value)
         {
-            ((void)args, ...);
             return nError;
         }
         else
@@ -37,66 +41,20 @@ struct SUnsupported<nError, TResult(CL_API_CALL*)(TArgs...)>
                     }
                 }
             }
-            ((void)args, ...);
             return TResult();
         }
     }
 };
 
-template <cl_int nError = CL_INVALID_OPERATION, class TFunction> void Unsupported(TFunction& slot)
+template <auto pSlot, cl_int nError = CL_INVALID_OPERATION>
+void Unsupported(cl_icd_dispatch& d, const char* pName)
 {
-    slot = &SUnsupported<nError, TFunction>::Call;
+    d.*pSlot = Api::ReportedEntry<&SUnsupported<nError, pSlot>::Call>(pName);
 }
-
-// An entry point as the dispatch table offers it: a refusal is reported with its reason.
-template <auto pfnEntry> struct SReported;
-
-template <class TResult, class... TArgs, TResult (*pfnEntry)(TArgs...)> struct SReported<pfnEntry>
-{
-    static TResult CL_API_CALL Call(TArgs... args)
-    {
-        CDiagnostics::BeginCall();
-        if constexpr (std::is_same<TResult, cl_int>::value)
-        {
-            const cl_int nError = pfnEntry(args...);
-            CDiagnostics::EndCall(s_pName, nError);
-            return nError;
-        }
-        else if constexpr (sizeof...(TArgs) != 0 &&
-                           std::is_same<typename std::tuple_element<sizeof...(TArgs) - 1,
-                                                                    std::tuple<TArgs...>>::type,
-                                        cl_int*>::value)
-        {
-            // The status comes back through errcode_ret, which the caller may leave null.
-            std::tuple<TArgs...> tupleArgs(args...);
-            cl_int*& pErrcodeRet = std::get<sizeof...(TArgs) - 1>(tupleArgs);
-            cl_int* const pCallers = pErrcodeRet;
-            cl_int nError = CL_SUCCESS;
-            pErrcodeRet = &nError;
-            TResult result = std::apply(pfnEntry, tupleArgs);
-            CDiagnostics::EndCall(s_pName, nError);
-            if (pCallers != nullptr)
-            {
-                *pCallers = nError;
-            }
-            return result;
-        }
-        else
-        {
-            return pfnEntry(args...);
-        }
-    }
-
-    static const char* s_pName;
-};
-
-template <class TResult, class... TArgs, TResult (*pfnEntry)(TArgs...)>
-const char* SReported<pfnEntry>::s_pName = "";
 
 template <auto pfnEntry, class TFunction> void Reported(TFunction& slot, const char* pName)
 {
-    SReported<pfnEntry>::s_pName = pName;
-    slot = &SReported<pfnEntry>::Call;
+    slot = Api::ReportedEntry<pfnEntry>(pName);
 }
 
 cl_icd_dispatch MakeDispatch()
@@ -116,7 +74,7 @@ cl_icd_dispatch MakeDispatch()
     Reported<&clRetainCommandQueue>(d.clRetainCommandQueue, "clRetainCommandQueue");
     Reported<&clReleaseCommandQueue>(d.clReleaseCommandQueue, "clReleaseCommandQueue");
     Reported<&clGetCommandQueueInfo>(d.clGetCommandQueueInfo, "clGetCommandQueueInfo");
-    Unsupported(d.clSetCommandQueueProperty);
+    Unsupported<&cl_icd_dispatch::clSetCommandQueueProperty>(d, "clSetCommandQueueProperty");
     Reported<&clCreateBuffer>(d.clCreateBuffer, "clCreateBuffer");
     Reported<&clCreateImage2D>(d.clCreateImage2D, "clCreateImage2D");
     Reported<&clCreateImage3D>(d.clCreateImage3D, "clCreateImage3D");
@@ -167,22 +125,30 @@ cl_icd_dispatch MakeDispatch()
     Reported<&clEnqueueUnmapMemObject>(d.clEnqueueUnmapMemObject, "clEnqueueUnmapMemObject");
     Reported<&clEnqueueNDRangeKernel>(d.clEnqueueNDRangeKernel, "clEnqueueNDRangeKernel");
     Reported<&clEnqueueTask>(d.clEnqueueTask, "clEnqueueTask");
-    Unsupported(d.clEnqueueNativeKernel);
+    Unsupported<&cl_icd_dispatch::clEnqueueNativeKernel>(d, "clEnqueueNativeKernel");
     Reported<&clEnqueueMarker>(d.clEnqueueMarker, "clEnqueueMarker");
     Reported<&clEnqueueWaitForEvents>(d.clEnqueueWaitForEvents, "clEnqueueWaitForEvents");
     Reported<&clEnqueueBarrier>(d.clEnqueueBarrier, "clEnqueueBarrier");
     Reported<&clGetExtensionFunctionAddress>(d.clGetExtensionFunctionAddress,
                                              "clGetExtensionFunctionAddress");
     // No OpenGL context can be shared with this platform.
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLBuffer);
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLTexture2D);
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLTexture3D);
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLRenderbuffer);
-    Unsupported<CL_INVALID_GL_OBJECT>(d.clGetGLObjectInfo);
-    Unsupported<CL_INVALID_GL_OBJECT>(d.clGetGLTextureInfo);
-    Unsupported<CL_INVALID_CONTEXT>(d.clEnqueueAcquireGLObjects);
-    Unsupported<CL_INVALID_CONTEXT>(d.clEnqueueReleaseGLObjects);
-    Unsupported<CL_INVALID_OPERATION>(d.clGetGLContextInfoKHR);
+    Unsupported<&cl_icd_dispatch::clCreateFromGLBuffer, CL_INVALID_CONTEXT>(d,
+                                                                            "clCreateFromGLBuffer");
+    Unsupported<&cl_icd_dispatch::clCreateFromGLTexture2D, CL_INVALID_CONTEXT>(
+        d, "clCreateFromGLTexture2D");
+    Unsupported<&cl_icd_dispatch::clCreateFromGLTexture3D, CL_INVALID_CONTEXT>(
+        d, "clCreateFromGLTexture3D");
+    Unsupported<&cl_icd_dispatch::clCreateFromGLRenderbuffer, CL_INVALID_CONTEXT>(
+        d, "clCreateFromGLRenderbuffer");
+    Unsupported<&cl_icd_dispatch::clGetGLObjectInfo, CL_INVALID_GL_OBJECT>(d, "clGetGLObjectInfo");
+    Unsupported<&cl_icd_dispatch::clGetGLTextureInfo, CL_INVALID_GL_OBJECT>(d,
+                                                                            "clGetGLTextureInfo");
+    Unsupported<&cl_icd_dispatch::clEnqueueAcquireGLObjects, CL_INVALID_CONTEXT>(
+        d, "clEnqueueAcquireGLObjects");
+    Unsupported<&cl_icd_dispatch::clEnqueueReleaseGLObjects, CL_INVALID_CONTEXT>(
+        d, "clEnqueueReleaseGLObjects");
+    Unsupported<&cl_icd_dispatch::clGetGLContextInfoKHR, CL_INVALID_OPERATION>(
+        d, "clGetGLContextInfoKHR");
 
     Reported<&clSetEventCallback>(d.clSetEventCallback, "clSetEventCallback");
     Reported<&clCreateSubBuffer>(d.clCreateSubBuffer, "clCreateSubBuffer");
@@ -193,18 +159,22 @@ cl_icd_dispatch MakeDispatch()
     Reported<&clEnqueueReadBufferRect>(d.clEnqueueReadBufferRect, "clEnqueueReadBufferRect");
     Reported<&clEnqueueWriteBufferRect>(d.clEnqueueWriteBufferRect, "clEnqueueWriteBufferRect");
     Reported<&clEnqueueCopyBufferRect>(d.clEnqueueCopyBufferRect, "clEnqueueCopyBufferRect");
-    Unsupported<CL_INVALID_DEVICE>(d.clCreateSubDevicesEXT);
+    Unsupported<&cl_icd_dispatch::clCreateSubDevicesEXT, CL_INVALID_DEVICE>(
+        d, "clCreateSubDevicesEXT");
     Reported<&clRetainDevice>(d.clRetainDeviceEXT, "clRetainDevice");
     Reported<&clReleaseDevice>(d.clReleaseDeviceEXT, "clReleaseDevice");
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateEventFromGLsyncKHR);
+    Unsupported<&cl_icd_dispatch::clCreateEventFromGLsyncKHR, CL_INVALID_CONTEXT>(
+        d, "clCreateEventFromGLsyncKHR");
 
-    Unsupported<CL_DEVICE_PARTITION_FAILED>(d.clCreateSubDevices);
+    Unsupported<&cl_icd_dispatch::clCreateSubDevices, CL_DEVICE_PARTITION_FAILED>(
+        d, "clCreateSubDevices");
     Reported<&clRetainDevice>(d.clRetainDevice, "clRetainDevice");
     Reported<&clReleaseDevice>(d.clReleaseDevice, "clReleaseDevice");
     Reported<&clCreateImage>(d.clCreateImage, "clCreateImage");
-    Unsupported<CL_INVALID_VALUE>(d.clCreateProgramWithBuiltInKernels);
-    Unsupported(d.clCompileProgram);
-    Unsupported(d.clLinkProgram);
+    Unsupported<&cl_icd_dispatch::clCreateProgramWithBuiltInKernels, CL_INVALID_VALUE>(
+        d, "clCreateProgramWithBuiltInKernels");
+    Unsupported<&cl_icd_dispatch::clCompileProgram>(d, "clCompileProgram");
+    Unsupported<&cl_icd_dispatch::clLinkProgram>(d, "clLinkProgram");
     Reported<&clUnloadPlatformCompiler>(d.clUnloadPlatformCompiler, "clUnloadPlatformCompiler");
     Reported<&clGetKernelArgInfo>(d.clGetKernelArgInfo, "clGetKernelArgInfo");
     Reported<&clEnqueueFillBuffer>(d.clEnqueueFillBuffer, "clEnqueueFillBuffer");
@@ -217,36 +187,40 @@ cl_icd_dispatch MakeDispatch()
                                             "clEnqueueBarrierWithWaitList");
     Reported<&clGetExtensionFunctionAddressForPlatform>(d.clGetExtensionFunctionAddressForPlatform,
                                                         "clGetExtensionFunctionAddressForPlatform");
-    Unsupported<CL_INVALID_CONTEXT>(d.clCreateFromGLTexture);
+    Unsupported<&cl_icd_dispatch::clCreateFromGLTexture, CL_INVALID_CONTEXT>(
+        d, "clCreateFromGLTexture");
 
     Reported<&clCreateCommandQueueWithProperties>(d.clCreateCommandQueueWithProperties,
                                                   "clCreateCommandQueueWithProperties");
-    Unsupported(d.clCreatePipe);
-    Unsupported(d.clGetPipeInfo);
-    Unsupported(d.clSVMAlloc);
-    Unsupported(d.clSVMFree);
-    Unsupported(d.clEnqueueSVMFree);
-    Unsupported(d.clEnqueueSVMMemcpy);
-    Unsupported(d.clEnqueueSVMMemFill);
-    Unsupported(d.clEnqueueSVMMap);
-    Unsupported(d.clEnqueueSVMUnmap);
+    Unsupported<&cl_icd_dispatch::clCreatePipe>(d, "clCreatePipe");
+    Unsupported<&cl_icd_dispatch::clGetPipeInfo>(d, "clGetPipeInfo");
+    Unsupported<&cl_icd_dispatch::clSVMAlloc>(d, "clSVMAlloc");
+    Unsupported<&cl_icd_dispatch::clSVMFree>(d, "clSVMFree");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMFree>(d, "clEnqueueSVMFree");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMMemcpy>(d, "clEnqueueSVMMemcpy");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMMemFill>(d, "clEnqueueSVMMemFill");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMMap>(d, "clEnqueueSVMMap");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMUnmap>(d, "clEnqueueSVMUnmap");
     Reported<&clCreateSamplerWithProperties>(d.clCreateSamplerWithProperties,
                                              "clCreateSamplerWithProperties");
-    Unsupported(d.clSetKernelArgSVMPointer);
-    Unsupported(d.clSetKernelExecInfo);
-    Unsupported(d.clGetKernelSubGroupInfoKHR);
-    Unsupported(d.clCloneKernel);
-    Unsupported(d.clCreateProgramWithIL);
-    Unsupported(d.clEnqueueSVMMigrateMem);
-    Unsupported(d.clGetDeviceAndHostTimer);
-    Unsupported(d.clGetHostTimer);
-    Unsupported(d.clGetKernelSubGroupInfo);
-    Unsupported(d.clSetDefaultDeviceCommandQueue);
-    Unsupported(d.clSetProgramReleaseCallback);
-    Unsupported(d.clSetProgramSpecializationConstant);
-    Unsupported(d.clCreateBufferWithProperties);
-    Unsupported(d.clCreateImageWithProperties);
-    Unsupported(d.clSetContextDestructorCallback);
+    Unsupported<&cl_icd_dispatch::clSetKernelArgSVMPointer>(d, "clSetKernelArgSVMPointer");
+    Unsupported<&cl_icd_dispatch::clSetKernelExecInfo>(d, "clSetKernelExecInfo");
+    Unsupported<&cl_icd_dispatch::clGetKernelSubGroupInfoKHR>(d, "clGetKernelSubGroupInfoKHR");
+    Unsupported<&cl_icd_dispatch::clCloneKernel>(d, "clCloneKernel");
+    Unsupported<&cl_icd_dispatch::clCreateProgramWithIL>(d, "clCreateProgramWithIL");
+    Unsupported<&cl_icd_dispatch::clEnqueueSVMMigrateMem>(d, "clEnqueueSVMMigrateMem");
+    Unsupported<&cl_icd_dispatch::clGetDeviceAndHostTimer>(d, "clGetDeviceAndHostTimer");
+    Unsupported<&cl_icd_dispatch::clGetHostTimer>(d, "clGetHostTimer");
+    Unsupported<&cl_icd_dispatch::clGetKernelSubGroupInfo>(d, "clGetKernelSubGroupInfo");
+    Unsupported<&cl_icd_dispatch::clSetDefaultDeviceCommandQueue>(d,
+                                                                  "clSetDefaultDeviceCommandQueue");
+    Unsupported<&cl_icd_dispatch::clSetProgramReleaseCallback>(d, "clSetProgramReleaseCallback");
+    Unsupported<&cl_icd_dispatch::clSetProgramSpecializationConstant>(
+        d, "clSetProgramSpecializationConstant");
+    Unsupported<&cl_icd_dispatch::clCreateBufferWithProperties>(d, "clCreateBufferWithProperties");
+    Unsupported<&cl_icd_dispatch::clCreateImageWithProperties>(d, "clCreateImageWithProperties");
+    Unsupported<&cl_icd_dispatch::clSetContextDestructorCallback>(d,
+                                                                  "clSetContextDestructorCallback");
     return d;
 }
 } // namespace

@@ -171,6 +171,24 @@ const SRefusal REFUSALS[] = {
          size_t nSize = 0;
          return clGetDeviceInfo(o.device, 0x7FFF, sizeof(nSize), &nSize, nullptr);
      }},
+    // Entry points without a check of their own, and those reached by name.
+    {CL_INVALID_OPERATION,
+     "clEnqueueNativeKernel: not supported by this platform (CL_INVALID_OPERATION)",
+     [](SObjects& o)
+     {
+         return clEnqueueNativeKernel(o.queue, nullptr, nullptr, 0, 0, nullptr, nullptr, 0, nullptr,
+                                      nullptr);
+     }},
+    {CL_INVALID_VALUE,
+     "clObjectGetValueForKeyXAN: object: no object of this platform (CL_INVALID_VALUE)",
+     [](SObjects&)
+     {
+         auto pfnGet = reinterpret_cast<clObjectGetValueForKeyXAN_fn>(
+             clGetExtensionFunctionAddress("clObjectGetValueForKeyXAN"));
+         int nNotAnObject = 0;
+         void* pValue = nullptr;
+         return pfnGet(&nNotAnObject, 1, &pValue);
+     }},
     {CL_INVALID_PROPERTY, "clCreateContext: properties: an unknown property (CL_INVALID_PROPERTY)",
      [](SObjects& o)
      {
