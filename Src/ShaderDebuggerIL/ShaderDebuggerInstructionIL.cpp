@@ -261,7 +261,7 @@ bool CShaderDebuggerInstructionIL::ReadInstruction(CInputTokenStream<unsigned in
     if (ILShaderUtils::HasModifierTokens(m_OpCode))
     {
         if ((nOpcodeToken & IL_PRI_MODIFIER_PRESENT) &&
-            reader.Read(nOpcodeTokenLen, 1, "stream.ReadToken(priMod)") && m_OpCode == IL_OP_DCL_CB)
+            reader.Read(nOpcodeTokenLen, 1, "stream.ReadToken(priMod)") && HasCountedData(m_OpCode))
         {
             // dcl_cb's primary modifier counts the data that follows it.
             const unsigned int priMod = tokens[nOpcodeTokenLen - 1];
@@ -308,7 +308,7 @@ bool CShaderDebuggerInstructionIL::ReadInstruction(CInputTokenStream<unsigned in
     m_nLength = nSrcRegOffset;
     const char* pTrailingText = "stream.ReadToken(tokens[m_nLength])";
     if (reader.Read(m_nLength, GetTrailingTokenCount(nOpcodeToken), pTrailingText) &&
-        m_OpCode == IL_OP_COMMENT)
+        HasCountedText(m_OpCode))
     {
         // A comment's count token gives the length of its text.
         reader.Read(m_nLength, tokens[m_nLength - 1], pTrailingText);

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <type_traits>
 
 using namespace ShaderUtils;
@@ -1076,258 +1077,40 @@ const SOperationInfo* CILExecutor::OperationTable()
             table[nOpCode].bMemoryDest = true;
         };
 
-        // Flow control.
-        for (unsigned int nOpCode : {IL_OP_IFNZ, IL_OP_IFC})
+        auto setRelation = [&table, &set](unsigned int nOpCode,
+                                          void (CILExecutor::*pfn)(const SInstruction&),
+                                          EValueClass eClass)
         {
-            set(nOpCode, &CILExecutor::ExecIf, VC_Float);
-        }
-        for (unsigned int nOpCode : {IL_OP_IF_LOGICALZ, IL_OP_IF_LOGICALNZ})
-        {
-            set(nOpCode, &CILExecutor::ExecIf, VC_Int);
-        }
-        set(IL_OP_ELSE, &CILExecutor::ExecElse, VC_Bits);
-        set(IL_OP_ENDIF, &CILExecutor::ExecEndIf, VC_Bits);
-        set(IL_OP_WHILELOOP, &CILExecutor::ExecWhileLoop, VC_Bits);
-        set(IL_OP_ENDLOOP, &CILExecutor::ExecEndLoop, VC_Bits);
-        set(IL_OP_BREAK, &CILExecutor::ExecBreak, VC_Bits);
-        set(IL_OP_BREAKC, &CILExecutor::ExecBreak, VC_Float);
-        set(IL_OP_BREAK_LOGICALZ, &CILExecutor::ExecBreak, VC_Int);
-        set(IL_OP_BREAK_LOGICALNZ, &CILExecutor::ExecBreak, VC_Int);
-        set(IL_OP_CONTINUE, &CILExecutor::ExecContinue, VC_Bits);
-        set(IL_OP_CONTINUEC, &CILExecutor::ExecContinue, VC_Float);
-        set(IL_OP_CONTINUE_LOGICALZ, &CILExecutor::ExecContinue, VC_Int);
-        set(IL_OP_CONTINUE_LOGICALNZ, &CILExecutor::ExecContinue, VC_Int);
-        for (unsigned int nOpCode : {IL_OP_IFC, IL_OP_BREAKC, IL_OP_CONTINUEC})
-        {
+            set(nOpCode, pfn, eClass);
             table[nOpCode].bRelation = true;
-        }
-        set(IL_OP_SWITCH, &CILExecutor::ExecSwitch, VC_Int);
-        set(IL_OP_CASE, &CILExecutor::ExecLabel, VC_Bits);
-        set(IL_OP_DEFAULT, &CILExecutor::ExecLabel, VC_Bits);
-        set(IL_OP_ENDSWITCH, &CILExecutor::ExecEndSwitch, VC_Bits);
-        set(IL_OP_CALL, &CILExecutor::ExecCall, VC_Bits);
-        set(IL_OP_CALLNZ, &CILExecutor::ExecCall, VC_Float);
-        set(IL_OP_CALL_LOGICALZ, &CILExecutor::ExecCall, VC_Int);
-        set(IL_OP_CALL_LOGICALNZ, &CILExecutor::ExecCall, VC_Int);
-        set(IL_OP_MCALL, &CILExecutor::ExecMacroCall, VC_Bits);
-        for (unsigned int nOpCode : {IL_OP_RET, IL_OP_RET_DYN, IL_OP_ENDFUNC, IL_OP_MEND})
-        {
-            set(nOpCode, &CILExecutor::ExecReturn, VC_Bits);
-        }
-        set(IL_OP_RET_LOGICALZ, &CILExecutor::ExecReturn, VC_Int);
-        set(IL_OP_RET_LOGICALNZ, &CILExecutor::ExecReturn, VC_Int);
-        set(IL_OP_ENDMAIN, &CILExecutor::ExecEndMain, VC_Bits);
-        set(IL_OP_END, &CILExecutor::ExecEndMain, VC_Bits);
-        // The group runs in lockstep: at a barrier every write before it is
+        };
+        // The Engine column of the instruction list. The group runs in
+        // lockstep, so fence is a no-op: at a barrier every write before it is
         // already visible to every work-item, and nobody can be left waiting.
-        set(IL_OP_FENCE, &CILExecutor::ExecNop, VC_Bits);
-        set(IL_OP_NOP, &CILExecutor::ExecNop, VC_Bits);
-
-        // Float.
-        setLaneWise(IL_OP_MOV, &CILExecutor::ExecUnary<OpMov>, VC_Float, false);
-        setLaneWise(IL_OP_ABS, &CILExecutor::ExecUnary<OpAbs>, VC_Float, false);
-        setLaneWise(IL_OP_RCP, &CILExecutor::ExecUnary<OpRcp>, VC_Float, false);
-        setLaneWise(IL_OP_RCP_VEC, &CILExecutor::ExecUnary<OpRcp>, VC_Float, false);
-        setLaneWise(IL_OP_RSQ, &CILExecutor::ExecUnary<OpRsq>, VC_Float, false);
-        setLaneWise(IL_OP_RSQ_VEC, &CILExecutor::ExecUnary<OpRsq>, VC_Float, false);
-        setLaneWise(IL_OP_SQRT, &CILExecutor::ExecUnary<OpSqrt>, VC_Float, false);
-        setLaneWise(IL_OP_SQRT_VEC, &CILExecutor::ExecUnary<OpSqrt>, VC_Float, false);
-        setLaneWise(IL_OP_EXP_VEC, &CILExecutor::ExecUnary<OpExp>, VC_Float, false);
-        setLaneWise(IL_OP_LOG_VEC, &CILExecutor::ExecUnary<OpLog>, VC_Float, false);
-        setLaneWise(IL_OP_SIN_VEC, &CILExecutor::ExecUnary<OpSin>, VC_Float, false);
-        setLaneWise(IL_OP_COS_VEC, &CILExecutor::ExecUnary<OpCos>, VC_Float, false);
-        setLaneWise(IL_OP_FLR, &CILExecutor::ExecUnary<OpFloor>, VC_Float, false);
-        setLaneWise(IL_OP_ROUND_NEGINF, &CILExecutor::ExecUnary<OpFloor>, VC_Float, false);
-        setLaneWise(IL_OP_FRC, &CILExecutor::ExecUnary<OpFraction>, VC_Float, false);
-        setLaneWise(IL_OP_ROUND_NEAREST, &CILExecutor::ExecUnary<OpRoundNearest>, VC_Float, false);
-        setLaneWise(IL_OP_ROUND_PLUSINF, &CILExecutor::ExecUnary<OpRoundUp>, VC_Float, false);
-        setLaneWise(IL_OP_ROUND_Z, &CILExecutor::ExecUnary<OpRoundZero>, VC_Float, false);
-        setLaneWise(IL_OP_ADD, &CILExecutor::ExecBinary<OpAdd>, VC_Float, false);
-        setLaneWise(IL_OP_SUB, &CILExecutor::ExecBinary<OpSub>, VC_Float, false);
-        setLaneWise(IL_OP_MUL, &CILExecutor::ExecBinary<OpMul>, VC_Float, false);
-        setLaneWise(IL_OP_DIV, &CILExecutor::ExecBinary<OpDiv>, VC_Float, false);
-        setLaneWise(IL_OP_MIN, &CILExecutor::ExecBinary<OpMin>, VC_Float, false);
-        setLaneWise(IL_OP_MAX, &CILExecutor::ExecBinary<OpMax>, VC_Float, false);
-        setLaneWise(IL_OP_EQ, &CILExecutor::ExecBinary<OpEq>, VC_Float, false);
-        setLaneWise(IL_OP_NE, &CILExecutor::ExecBinary<OpNe>, VC_Float, false);
-        setLaneWise(IL_OP_LT, &CILExecutor::ExecBinary<OpLt>, VC_Float, false);
-        setLaneWise(IL_OP_GE, &CILExecutor::ExecBinary<OpGe>, VC_Float, false);
-        setLaneWise(IL_OP_MAD, &CILExecutor::ExecTernary<OpMad>, VC_Float, false);
-        setLaneWise(IL_OP_FMA, &CILExecutor::ExecTernary<OpFma>, VC_Float, false);
-        set(IL_OP_DP3, &CILExecutor::ExecDot<3>, VC_Float);
-        set(IL_OP_DP4, &CILExecutor::ExecDot<4>, VC_Float);
-        set(IL_OP_SAMPLE, &CILExecutor::ExecSample, VC_Float);
-
-        // Conversions.
-        setLaneWise(IL_OP_FTOI, &CILExecutor::ExecUnary<OpFloatToInt>, VC_Float, false);
-        setLaneWise(IL_OP_FTOU, &CILExecutor::ExecUnary<OpFloatToUInt>, VC_Float, false);
-        setLaneWise(IL_OP_ITOF, &CILExecutor::ExecUnary<OpIntToFloat>, VC_Int, false);
-        setLaneWise(IL_OP_UTOF, &CILExecutor::ExecUnary<OpUIntToFloat>, VC_Bits, false);
-        setLaneWise(IL_OP_F2F16, &CILExecutor::ExecUnary<OpFloatToHalf>, VC_Float, false);
-        setLaneWise(IL_OP_F162F, &CILExecutor::ExecUnary<OpHalfToFloat>, VC_Bits, false);
-        setLaneWise(IL_OP_F2D, &CILExecutor::ExecToDouble<OpFloatToDouble>, VC_Float, true);
-        setLaneWise(IL_OP_ITOD, &CILExecutor::ExecToDouble<OpIntToDouble>, VC_Int, true);
-        setLaneWise(IL_OP_UTOD, &CILExecutor::ExecToDouble<OpUIntToDouble>, VC_Bits, true);
-        set(IL_OP_D2F, &CILExecutor::ExecFromDouble<OpDoubleToFloat>, VC_Double);
-        set(IL_OP_DTOI, &CILExecutor::ExecFromDouble<OpDoubleToInt>, VC_Double);
-        set(IL_OP_DTOU, &CILExecutor::ExecFromDouble<OpDoubleToUInt>, VC_Double);
-
-        // 32-bit integer.
-        setLaneWise(IL_OP_INEGATE, &CILExecutor::ExecUnary<OpINegate>, VC_Int, false);
-        setLaneWise(IL_OP_INOT, &CILExecutor::ExecUnary<OpINot>, VC_Bits, false);
-        setLaneWise(IL_OP_ICBITS, &CILExecutor::ExecUnary<OpBitCount>, VC_Bits, false);
-        set(IL_OP_FFB, &CILExecutor::ExecFirstBit, VC_Bits);
-        setLaneWise(IL_OP_IADD, &CILExecutor::ExecBinary<OpIAdd>, VC_Int, false);
-        setLaneWise(IL_OP_ISUB, &CILExecutor::ExecBinary<OpISub>, VC_Int, false);
-        setLaneWise(IL_OP_IMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Int, false);
-        setLaneWise(IL_OP_UMUL, &CILExecutor::ExecBinary<OpIMul>, VC_Bits, false);
-        setLaneWise(IL_OP_IMUL_HIGH, &CILExecutor::ExecBinary<OpIMulHigh>, VC_Int, false);
-        setLaneWise(IL_OP_UMUL_HIGH, &CILExecutor::ExecBinary<OpUMulHigh>, VC_Bits, false);
-        setLaneWise(IL_OP_IDIV, &CILExecutor::ExecBinary<OpIDiv>, VC_Int, false);
-        setLaneWise(IL_OP_IMOD, &CILExecutor::ExecBinary<OpIMod>, VC_Int, false);
-        setLaneWise(IL_OP_UDIV, &CILExecutor::ExecUnsignedDivide<false>, VC_Bits, false);
-        setLaneWise(IL_OP_UMOD, &CILExecutor::ExecUnsignedDivide<true>, VC_Bits, false);
-        setLaneWise(IL_OP_IAND, &CILExecutor::ExecBinary<OpAnd>, VC_Bits, false);
-        setLaneWise(IL_OP_IOR, &CILExecutor::ExecBinary<OpOr>, VC_Bits, false);
-        setLaneWise(IL_OP_IXOR, &CILExecutor::ExecBinary<OpXor>, VC_Bits, false);
-        setLaneWise(IL_OP_ISHL, &CILExecutor::ExecBinary<OpShl>, VC_Bits, false);
-        setLaneWise(IL_OP_ISHR, &CILExecutor::ExecBinary<OpShr>, VC_Bits, false);
-        setLaneWise(IL_OP_USHR, &CILExecutor::ExecBinary<OpUShr>, VC_Bits, false);
-        setLaneWise(IL_OP_IMIN, &CILExecutor::ExecBinary<OpIMin>, VC_Int, false);
-        setLaneWise(IL_OP_IMAX, &CILExecutor::ExecBinary<OpIMax>, VC_Int, false);
-        setLaneWise(IL_OP_UMIN, &CILExecutor::ExecBinary<OpUMin>, VC_Bits, false);
-        setLaneWise(IL_OP_UMAX, &CILExecutor::ExecBinary<OpUMax>, VC_Bits, false);
-        setLaneWise(IL_OP_IEQ, &CILExecutor::ExecBinary<OpIEq>, VC_Int, false);
-        setLaneWise(IL_OP_INE, &CILExecutor::ExecBinary<OpINe>, VC_Int, false);
-        setLaneWise(IL_OP_ILT, &CILExecutor::ExecBinary<OpILt>, VC_Int, false);
-        setLaneWise(IL_OP_IGE, &CILExecutor::ExecBinary<OpIGe>, VC_Int, false);
-        setLaneWise(IL_OP_ULT, &CILExecutor::ExecBinary<OpULt>, VC_Bits, false);
-        setLaneWise(IL_OP_UGE, &CILExecutor::ExecBinary<OpUGe>, VC_Bits, false);
-        setLaneWise(IL_OP_BFM, &CILExecutor::ExecBinary<OpBitMask>, VC_Bits, false);
-        setLaneWise(IL_OP_IMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Int, false);
-        setLaneWise(IL_OP_UMAD, &CILExecutor::ExecTernary<OpIMad>, VC_Bits, false);
-        setLaneWise(IL_OP_UBIT_EXTRACT, &CILExecutor::ExecTernary<OpUBitExtract>, VC_Bits, false);
-        setLaneWise(IL_OP_IBIT_EXTRACT, &CILExecutor::ExecTernary<OpIBitExtract>, VC_Bits, false);
-        setLaneWise(IL_OP_BFI, &CILExecutor::ExecTernary<OpBitInsert>, VC_Bits, false);
-        setLaneWise(IL_OP_CMOV_LOGICAL, &CILExecutor::ExecTernary<OpSelect>, VC_Bits, false);
-
-        // 64-bit integer.
-        setLaneWise(IL_OP_I64NEGATE, &CILExecutor::ExecUnary64<OpI64Negate>, VC_Bits, true);
-        setLaneWise(IL_OP_I64ADD, &CILExecutor::ExecBinary64<OpI64Add>, VC_Bits, true);
-        setLaneWise(IL_OP_I64SUB, &CILExecutor::ExecBinary64<OpI64Sub>, VC_Bits, true);
-        setLaneWise(IL_OP_I64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits, true);
-        setLaneWise(IL_OP_U64MUL, &CILExecutor::ExecBinary64<OpI64Mul>, VC_Bits, true);
-        setLaneWise(IL_OP_I64EQ, &CILExecutor::ExecBinary64<OpI64Eq>, VC_Bits, true);
-        setLaneWise(IL_OP_I64NE, &CILExecutor::ExecBinary64<OpI64Ne>, VC_Bits, true);
-        setLaneWise(IL_OP_I64LT, &CILExecutor::ExecBinary64<OpI64Lt>, VC_Bits, true);
-        setLaneWise(IL_OP_I64GE, &CILExecutor::ExecBinary64<OpI64Ge>, VC_Bits, true);
-        setLaneWise(IL_OP_U64LT, &CILExecutor::ExecBinary64<OpU64Lt>, VC_Bits, true);
-        setLaneWise(IL_OP_U64GE, &CILExecutor::ExecBinary64<OpU64Ge>, VC_Bits, true);
-        setLaneWise(IL_OP_I64MIN, &CILExecutor::ExecBinary64<OpI64Min>, VC_Bits, true);
-        setLaneWise(IL_OP_I64MAX, &CILExecutor::ExecBinary64<OpI64Max>, VC_Bits, true);
-        setLaneWise(IL_OP_U64MIN, &CILExecutor::ExecBinary64<OpU64Min>, VC_Bits, true);
-        setLaneWise(IL_OP_U64MAX, &CILExecutor::ExecBinary64<OpU64Max>, VC_Bits, true);
-        setLaneWise(IL_OP_I64DIV, &CILExecutor::ExecBinary64<OpI64Div>, VC_Bits, true);
-        setLaneWise(IL_OP_U64DIV, &CILExecutor::ExecBinary64<OpU64Div>, VC_Bits, true);
-        setLaneWise(IL_OP_I64MOD, &CILExecutor::ExecBinary64<OpI64Mod>, VC_Bits, true);
-        setLaneWise(IL_OP_U64MOD, &CILExecutor::ExecBinary64<OpU64Mod>, VC_Bits, true);
-        setLaneWise(IL_OP_I64SHL, &CILExecutor::ExecShift64<OpI64Shl>, VC_Bits, true);
-        setLaneWise(IL_OP_I64SHR, &CILExecutor::ExecShift64<OpI64Shr>, VC_Bits, true);
-        setLaneWise(IL_OP_U64SHR, &CILExecutor::ExecShift64<OpU64Shr>, VC_Bits, true);
-
-        // Double.
-        setLaneWise(IL_OP_DMOV, &CILExecutor::ExecUnary64<OpDMov>, VC_Double, true);
-        setLaneWise(IL_OP_DSQRT, &CILExecutor::ExecUnary64<OpDSqrt>, VC_Double, true);
-        setLaneWise(IL_OP_DADD, &CILExecutor::ExecBinary64<OpDAdd>, VC_Double, true);
-        setLaneWise(IL_OP_DSUB, &CILExecutor::ExecBinary64<OpDSub>, VC_Double, true);
-        setLaneWise(IL_OP_DMUL, &CILExecutor::ExecBinary64<OpDMul>, VC_Double, true);
-        setLaneWise(IL_OP_DDIV, &CILExecutor::ExecBinary64<OpDDiv>, VC_Double, true);
-        setLaneWise(IL_OP_DMIN, &CILExecutor::ExecBinary64<OpDMin>, VC_Double, true);
-        setLaneWise(IL_OP_DMAX, &CILExecutor::ExecBinary64<OpDMax>, VC_Double, true);
-        setLaneWise(IL_OP_DEQ, &CILExecutor::ExecBinary64<OpDEq>, VC_Double, true);
-        setLaneWise(IL_OP_DNE, &CILExecutor::ExecBinary64<OpDNe>, VC_Double, true);
-        setLaneWise(IL_OP_DLT, &CILExecutor::ExecBinary64<OpDLt>, VC_Double, true);
-        setLaneWise(IL_OP_DGE, &CILExecutor::ExecBinary64<OpDGe>, VC_Double, true);
-        setLaneWise(IL_OP_DMAD, &CILExecutor::ExecTernary64<OpDMad>, VC_Double, true);
-        setLaneWise(IL_OP_DFMA, &CILExecutor::ExecTernary64<OpDFma>, VC_Double, true);
-
-        // Global and private memory through UAVs, local memory.
-        set(IL_OP_UAV_RAW_LOAD, &CILExecutor::ExecLoad<uint32_t, false>, VC_Bits);
-        set(IL_OP_UAV_BYTE_LOAD, &CILExecutor::ExecLoad<int8_t, false>, VC_Bits);
-        set(IL_OP_UAV_UBYTE_LOAD, &CILExecutor::ExecLoad<uint8_t, false>, VC_Bits);
-        set(IL_OP_UAV_SHORT_LOAD, &CILExecutor::ExecLoad<int16_t, false>, VC_Bits);
-        set(IL_OP_UAV_USHORT_LOAD, &CILExecutor::ExecLoad<uint16_t, false>, VC_Bits);
-        setMemory(IL_OP_UAV_RAW_STORE, &CILExecutor::ExecStore<4, false>);
-        setMemory(IL_OP_UAV_BYTE_STORE, &CILExecutor::ExecStore<1, false>);
-        setMemory(IL_OP_UAV_SHORT_STORE, &CILExecutor::ExecStore<2, false>);
-        set(IL_OP_LDS_LOAD, &CILExecutor::ExecLoad<uint32_t, true>, VC_Bits);
-        set(IL_OP_LDS_LOAD_BYTE, &CILExecutor::ExecLoad<int8_t, true>, VC_Bits);
-        set(IL_OP_LDS_LOAD_UBYTE, &CILExecutor::ExecLoad<uint8_t, true>, VC_Bits);
-        set(IL_OP_LDS_LOAD_SHORT, &CILExecutor::ExecLoad<int16_t, true>, VC_Bits);
-        set(IL_OP_LDS_LOAD_USHORT, &CILExecutor::ExecLoad<uint16_t, true>, VC_Bits);
-        set(IL_OP_LDS_STORE, &CILExecutor::ExecStore<4, true>, VC_Bits);
-        set(IL_OP_LDS_STORE_BYTE, &CILExecutor::ExecStore<1, true>, VC_Bits);
-        set(IL_OP_LDS_STORE_SHORT, &CILExecutor::ExecStore<2, true>, VC_Bits);
-        set(IL_OP_LDS_LOAD_VEC, &CILExecutor::ExecLoadVec, VC_Bits);
-        setMemory(IL_OP_LDS_STORE_VEC, &CILExecutor::ExecStoreVec);
-
-        // Atomics: the UAV forms, then the local ones; each without and with a
-        // returned value.
-        struct SAtomic
-        {
-            unsigned int nUAV, nUAVRead, nLDS, nLDSRead;
-            void (CILExecutor::*pfnGlobal)(const SInstruction&);
-            void (CILExecutor::*pfnLocal)(const SInstruction&);
-        };
-        const SAtomic atomics[] = {
-            {IL_OP_UAV_ADD, IL_OP_UAV_READ_ADD, IL_OP_LDS_ADD, IL_OP_LDS_READ_ADD,
-             &CILExecutor::ExecAtomic<AtomicAdd, false>, &CILExecutor::ExecAtomic<AtomicAdd, true>},
-            {IL_OP_UAV_SUB, IL_OP_UAV_READ_SUB, IL_OP_LDS_SUB, IL_OP_LDS_READ_SUB,
-             &CILExecutor::ExecAtomic<AtomicSub, false>, &CILExecutor::ExecAtomic<AtomicSub, true>},
-            {IL_OP_UAV_RSUB, IL_OP_UAV_READ_RSUB, IL_OP_LDS_RSUB, IL_OP_LDS_READ_RSUB,
-             &CILExecutor::ExecAtomic<AtomicRSub, false>,
-             &CILExecutor::ExecAtomic<AtomicRSub, true>},
-            {IL_OP_UAV_MIN, IL_OP_UAV_READ_MIN, IL_OP_LDS_MIN, IL_OP_LDS_READ_MIN,
-             &CILExecutor::ExecAtomic<AtomicMin, false>, &CILExecutor::ExecAtomic<AtomicMin, true>},
-            {IL_OP_UAV_MAX, IL_OP_UAV_READ_MAX, IL_OP_LDS_MAX, IL_OP_LDS_READ_MAX,
-             &CILExecutor::ExecAtomic<AtomicMax, false>, &CILExecutor::ExecAtomic<AtomicMax, true>},
-            {IL_OP_UAV_UMIN, IL_OP_UAV_READ_UMIN, IL_OP_LDS_UMIN, IL_OP_LDS_READ_UMIN,
-             &CILExecutor::ExecAtomic<AtomicUMin, false>,
-             &CILExecutor::ExecAtomic<AtomicUMin, true>},
-            {IL_OP_UAV_UMAX, IL_OP_UAV_READ_UMAX, IL_OP_LDS_UMAX, IL_OP_LDS_READ_UMAX,
-             &CILExecutor::ExecAtomic<AtomicUMax, false>,
-             &CILExecutor::ExecAtomic<AtomicUMax, true>},
-            {IL_OP_UAV_AND, IL_OP_UAV_READ_AND, IL_OP_LDS_AND, IL_OP_LDS_READ_AND,
-             &CILExecutor::ExecAtomic<AtomicAnd, false>, &CILExecutor::ExecAtomic<AtomicAnd, true>},
-            {IL_OP_UAV_OR, IL_OP_UAV_READ_OR, IL_OP_LDS_OR, IL_OP_LDS_READ_OR,
-             &CILExecutor::ExecAtomic<AtomicOr, false>, &CILExecutor::ExecAtomic<AtomicOr, true>},
-            {IL_OP_UAV_XOR, IL_OP_UAV_READ_XOR, IL_OP_LDS_XOR, IL_OP_LDS_READ_XOR,
-             &CILExecutor::ExecAtomic<AtomicXor, false>, &CILExecutor::ExecAtomic<AtomicXor, true>},
-            {IL_OP_UAV_CMP, IL_OP_UAV_READ_CMP_XCHG, IL_OP_LDS_CMP, IL_OP_LDS_READ_CMP_XCHG,
-             &CILExecutor::ExecAtomic<AtomicCompareExchange, false>,
-             &CILExecutor::ExecAtomic<AtomicCompareExchange, true>},
-            {IL_OP_UNKNOWN, IL_OP_UAV_READ_XCHG, IL_OP_UNKNOWN, IL_OP_LDS_READ_XCHG,
-             &CILExecutor::ExecAtomic<AtomicExchange, false>,
-             &CILExecutor::ExecAtomic<AtomicExchange, true>},
-            {IL_OP_UAV_UINC, IL_OP_UAV_READ_UINC, IL_OP_LDS_INC, IL_OP_LDS_READ_INC,
-             &CILExecutor::ExecAtomic<AtomicIncrement, false>,
-             &CILExecutor::ExecAtomic<AtomicIncrement, true>},
-            {IL_OP_UAV_UDEC, IL_OP_UAV_READ_UDEC, IL_OP_LDS_DEC, IL_OP_LDS_READ_DEC,
-             &CILExecutor::ExecAtomic<AtomicDecrement, false>,
-             &CILExecutor::ExecAtomic<AtomicDecrement, true>},
-        };
-        for (const SAtomic& atomic : atomics)
-        {
-            for (unsigned int nOpCode : {atomic.nUAV, atomic.nUAVRead})
-            {
-                set(nOpCode, atomic.pfnGlobal, VC_Bits);
-            }
-            for (unsigned int nOpCode : {atomic.nLDS, atomic.nLDSRead})
-            {
-                set(nOpCode, atomic.pfnLocal, VC_Bits);
-            }
-        }
-        table[IL_OP_UNKNOWN] = SOperationInfo();
+#define NONE
+#define LOADER
+#define IGNORED
+#define OP(Class, ...) set(nOpCode, &CILExecutor::__VA_ARGS__, VC_##Class)
+#define LANE(Class, ...) setLaneWise(nOpCode, &CILExecutor::__VA_ARGS__, VC_##Class, false)
+#define PAIRS(Class, ...) setLaneWise(nOpCode, &CILExecutor::__VA_ARGS__, VC_##Class, true)
+#define MEMORY(...) setMemory(nOpCode, &CILExecutor::__VA_ARGS__)
+#define RELATION(Class, ...) setRelation(nOpCode, &CILExecutor::__VA_ARGS__, VC_##Class)
+#define IL_OPCODE(Name, Value, Mnemonic, Operands, Trailing, Modifiers, Text, Engine)              \
+    {                                                                                              \
+        static_assert(IL_OP_##Name < IL_OP_LAST || std::string_view(#Engine) == "NONE",            \
+                      "an extended form has no operation of its own");                             \
+        [[maybe_unused]] const unsigned int nOpCode = IL_OP_##Name;                                \
+        Engine;                                                                                    \
+    }
+#include "ShaderUtils/IL/ILInstructions.def"
+#undef NONE
+#undef LOADER
+#undef IGNORED
+#undef OP
+#undef LANE
+#undef PAIRS
+#undef MEMORY
+#undef RELATION
         return table;
     }();
     return s_Table.data();

@@ -7,7 +7,9 @@
 #include "ShaderUtils/IL/ILShaderUtils.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
+#include <string_view>
 
 using namespace ShaderUtils;
 
@@ -77,30 +79,29 @@ std::pair<uint32_t, uint32_t> SpecialColumn(uint32_t nType)
     }
 }
 
-// dcl_wavesize is no declaration to the opcode predicates, but it declares.
-bool IsDeclarationElement(uint32_t nOpCode)
-{
-    return ILShaderUtils::IsDeclaration(nOpCode) || nOpCode == IL_OP_DCL_WAVESIZE;
-}
-
 // Declarations that describe bindings the flat address space makes unnecessary,
-// or hints without meaning for this device.
+// or hints without meaning for this device: IGNORED in the instruction list.
 bool IsIgnoredDeclaration(uint32_t nOpCode)
 {
-    switch (nOpCode)
+    static const std::set<uint32_t> s_Codes = []
     {
-    case IL_OP_DCL_CB:
-    case IL_OP_DCL_RAW_UAV:
-    case IL_OP_DCL_ARENA_UAV:
-    case IL_OP_DCL_UAV:
-    case IL_OP_DCL_TYPED_UAV:
-    case IL_OP_DCL_RESOURCE:
-    case IL_OP_DCL_WAVESIZE:
-    case IL_OP_DCL_GLOBAL_FLAGS:
-        return true;
-    default:
-        return false;
+        std::set<uint32_t> codes;
+#define IL_OPCODE(Name, Value, Mnemonic, Operands, Trailing, Modifiers, Text, Engine)              \
+    if (std::string_view(#Engine) == "IGNORED")                                                    \
+    {                                                                                              \
+        codes.insert(IL_OP_##Name);                                                                \
     }
+#include "ShaderUtils/IL/ILInstructions.def"
+        return codes;
+    }();
+    return s_Codes.count(nOpCode) != 0;
+}
+
+// dcl_wavesize is no declaration to the opcode predicates, but it declares
+// (nothing the engine uses).
+bool IsDeclarationElement(uint32_t nOpCode)
+{
+    return ILShaderUtils::IsDeclaration(nOpCode) || IsIgnoredDeclaration(nOpCode);
 }
 } // namespace
 
@@ -211,7 +212,7 @@ bool CILProgramLoader::ReadInstruction(SRawElement& element)
     element.nInstMod = m_Layout.nInstMod;
     element.bHasDest = m_Layout.bHasDest;
     const uint32_t nOpCode = element.OpCode();
-    if (ILShaderUtils::HasModifierTokens(nOpCode) && nOpCode != IL_OP_DCL_CB &&
+    if (ILShaderUtils::HasModifierTokens(nOpCode) && !HasCountedData(nOpCode) &&
         (m_Layout.nPriModifier != 0 || m_Layout.nSecModifier != 0))
     {
         return Fail(element.nLine, OpName(nOpCode) + " has an instruction modifier");
@@ -228,7 +229,7 @@ bool CILProgramLoader::ReadInstruction(SRawElement& element)
             return false;
         }
     }
-    if (nOpCode != IL_OP_COMMENT)
+    if (!HasCountedText(nOpCode))
     {
         const uint32_t* pTrailing = m_pTokens + m_nPos + m_Layout.nTrailingOffset;
         element.vTrailing.assign(pTrailing, pTrailing + m_Layout.nTrailingCount);

@@ -14,6 +14,27 @@ namespace
 // elements, so that no instruction passes the decoder's limit.
 const std::size_t MAX_COMMENT_BYTES = 16000;
 const std::size_t MAX_SHOWN_WORD = 60;
+
+// The word as it can be shown on a terminal: text that is no text (a binary
+// given as IL) shows its bytes as "\xNN".
+std::string Printable(const std::string& strWord)
+{
+    static const char HEX[] = "0123456789abcdef";
+    std::string strShown;
+    for (char c : strWord)
+    {
+        const unsigned char n = static_cast<unsigned char>(c);
+        if (n >= 0x20 && n < 0x7F && c != '\\')
+        {
+            strShown += c;
+        }
+        else
+        {
+            strShown += {'\\', 'x', HEX[n >> 4], HEX[n & 0xF]};
+        }
+    }
+    return strShown;
+}
 } // namespace
 
 std::string ILAsmError::ToString() const
@@ -22,7 +43,7 @@ std::string ILAsmError::ToString() const
         "line " + std::to_string(nLine) + ", column " + std::to_string(nColumn) + ": " + strMessage;
     if (!strWord.empty())
     {
-        strText += " '" + strWord + "'";
+        strText += " '" + Printable(strWord) + "'";
     }
     return strText;
 }

@@ -18,6 +18,7 @@ struct ILAsmError
     std::string strMessage;
 
     // "line 3, column 5: unknown opcode 'movv'"
+    // Bytes outside printable ASCII in the word show as "\xNN".
     std::string ToString() const;
 };
 

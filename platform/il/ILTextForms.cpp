@@ -3,7 +3,6 @@
 #include "ShaderUtils/IL/ILShaderUtils.h"
 
 #include <array>
-#include <cstring>
 
 using namespace ShaderUtils;
 
@@ -42,85 +41,104 @@ const char* const g_pShaderTypeNames[] = {"vs", "ps", "gs", "cs", "hs", "ds"};
 const unsigned int CONTROL_BITS = IL_CONTROL_MASK << IL_CONTROL_SHIFT;
 const unsigned int ALL_UPPER_BITS = 0xFFFF0000u;
 
-bool StartsWith(const char* pName, const char* pPrefix)
-{
-    return std::strncmp(pName, pPrefix, std::strlen(pPrefix)) == 0;
-}
-
-bool IsOneOf(unsigned int nOpCode, std::initializer_list<unsigned int> codes)
-{
-    for (unsigned int nCode : codes)
-    {
-        if (nCode == nOpCode)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
 template <std::size_t N> void SetFields(ILTextForm& form, const ILControlField* const (&fields)[N])
 {
     form.ppFields = fields;
     form.nFields = N;
 }
 
-void ChooseFields(unsigned int nOpCode, const char* pName, ILTextForm& form)
+// The Text column of ILInstructions.def.
+enum ERowText
 {
-    if (StartsWith(pName, "uav_") || StartsWith(pName, "srv_") || StartsWith(pName, "append_buf_"))
-    {
-        SetFields(form, g_pMemoryAccessFields);
-    }
-    else if (StartsWith(pName, "lds_") || StartsWith(pName, "gds_") ||
-             IsOneOf(nOpCode,
-                     {IL_OP_DCL_LDS, IL_OP_DCL_GDS, IL_OP_DCL_STRUCT_LDS, IL_OP_DCL_STRUCT_GDS}))
-    {
-        SetFields(form, g_pLocalAccessFields);
-    }
-    else if (IsOneOf(nOpCode, {IL_OP_DCL_UAV, IL_OP_DCL_RAW_UAV, IL_OP_DCL_STRUCT_UAV,
-                               IL_OP_DCL_ARENA_UAV, IL_OP_DCL_TYPED_UAV, IL_OP_DCL_TYPELESS_UAV,
-                               IL_OP_DCL_RESOURCE, IL_OP_DCL_RAW_SRV, IL_OP_DCL_STRUCT_SRV}))
-    {
-        SetFields(form, g_pResourceDclFields);
-    }
-    else if (IsOneOf(nOpCode, {IL_OP_LOAD, IL_OP_LOAD_FPTR, IL_OP_RESINFO, IL_OP_BUFINFO,
-                               IL_OP_SAMPLEINFO, IL_OP_SAMPLEPOS}))
-    {
-        SetFields(form, g_pResourceFields);
-    }
-    else if (ILShaderUtils::IsSampleOp(nOpCode) || StartsWith(pName, "fetch4") ||
-             nOpCode == IL_OP_GETLOD)
-    {
-        SetFields(form, g_pSampleFields);
-    }
-    else if (IsOneOf(nOpCode, {IL_OP_IFC, IL_OP_BREAKC, IL_OP_CONTINUEC}))
-    {
-        SetFields(form, g_pRelopFields);
-    }
-    else if (nOpCode == IL_OP_FENCE)
-    {
-        SetFields(form, g_pFenceFields);
-    }
-}
+    TEXT_PLAIN,
+    TEXT_MEMORY,           // uav_, srv_ and append_buf_ operations: id, a64
+    TEXT_LOCAL,            // lds_ and gds_ operations and declarations: id
+    TEXT_RESOURCE_DCL,     // UAV and resource declarations: id, type
+    TEXT_RESOURCE_DCL_HEX, // ... with bit-pattern values
+    TEXT_TYPELESS_UAV,     // ... with stride and length as suffixes
+    TEXT_RESOURCE,         // load and the resource queries: resource
+    TEXT_SAMPLE,           // sample, fetch4 and getlod: resource, sampler
+    TEXT_RELOP,
+    TEXT_FENCE,
+    TEXT_LITERAL, // bit-pattern values
+    TEXT_COMMENT,
+    TEXT_MDEF,
+    TEXT_MCALL,
+    TEXT_COUNT,
+    TEXT_CB,
+    TEXT_CONTROL_VALUE,
+};
 
-ILTextShape ChooseShape(unsigned int nOpCode)
+struct SRowText
 {
-    switch (nOpCode)
+    unsigned int nOpCode;
+    ERowText text;
+};
+
+const SRowText g_RowTexts[] = {
+#define IL_OPCODE(Name, Value, Mnemonic, Operands, Trailing, Modifiers, Text, Engine)              \
+    {IL_OP_##Name, TEXT_##Text},
+#include "ShaderUtils/IL/ILInstructions.def"
+};
+
+void ApplyRowText(ERowText text, ILTextForm& form)
+{
+    switch (text)
     {
-    case IL_OP_COMMENT:
-        return IL_SHAPE_COMMENT;
-    case IL_OP_MDEF:
-        return IL_SHAPE_MDEF;
-    case IL_OP_MCALL:
-        return IL_SHAPE_MCALL;
-    case IL_OP_DCL_NUM_THREAD_PER_GROUP:
-        return IL_SHAPE_COUNT;
-    case IL_OP_DCL_CB:
-        return IL_SHAPE_CB;
-    case IL_OP_DCL_WAVESIZE:
-        return IL_SHAPE_CONTROL_VALUE;
-    default:
-        return IL_SHAPE_PLAIN;
+    case TEXT_PLAIN:
+        break;
+    case TEXT_MEMORY:
+        SetFields(form, g_pMemoryAccessFields);
+        break;
+    case TEXT_LOCAL:
+        SetFields(form, g_pLocalAccessFields);
+        break;
+    case TEXT_RESOURCE_DCL_HEX:
+        form.bHexValues = true;
+        SetFields(form, g_pResourceDclFields);
+        break;
+    case TEXT_TYPELESS_UAV:
+        form.ppTrailingNames = g_pTypelessUavTrailing;
+        form.nTrailingNames = 2;
+        SetFields(form, g_pResourceDclFields);
+        break;
+    case TEXT_RESOURCE_DCL:
+        SetFields(form, g_pResourceDclFields);
+        break;
+    case TEXT_RESOURCE:
+        SetFields(form, g_pResourceFields);
+        break;
+    case TEXT_SAMPLE:
+        SetFields(form, g_pSampleFields);
+        break;
+    case TEXT_RELOP:
+        SetFields(form, g_pRelopFields);
+        break;
+    case TEXT_FENCE:
+        SetFields(form, g_pFenceFields);
+        break;
+    case TEXT_LITERAL:
+        form.bHexValues = true;
+        break;
+    case TEXT_COMMENT:
+        form.shape = IL_SHAPE_COMMENT;
+        break;
+    case TEXT_MDEF:
+        form.shape = IL_SHAPE_MDEF;
+        break;
+    case TEXT_MCALL:
+        form.shape = IL_SHAPE_MCALL;
+        break;
+    case TEXT_COUNT:
+        form.shape = IL_SHAPE_COUNT;
+        break;
+    case TEXT_CB:
+        form.shape = IL_SHAPE_CB;
+        form.bHexValues = true;
+        break;
+    case TEXT_CONTROL_VALUE:
+        form.shape = IL_SHAPE_CONTROL_VALUE;
+        break;
     }
 }
 
@@ -137,25 +155,12 @@ void FindExtendedForm(unsigned int nOpCode, ILTextForm& form)
     }
 }
 
-ILTextForm MakeForm(unsigned int nOpCode)
+ILTextForm MakeForm(unsigned int nOpCode, ERowText text)
 {
     ILTextForm form;
-    const ILOpCodeDesc* pDesc = FindOpCodeDesc(nOpCode);
-    if (pDesc == nullptr)
-    {
-        return form;
-    }
-    form.shape = ChooseShape(nOpCode);
     form.bModifierFlags = ILShaderUtils::HasModifierTokens(nOpCode);
     form.bDeclaration = ILShaderUtils::IsDeclaration(nOpCode);
-    form.bHexValues = IsOneOf(
-        nOpCode, {IL_OP_DCL_LITERAL, IL_OP_DCL_CB, IL_OP_DCL_RESOURCE, IL_OP_DCL_TYPED_UAV});
-    if (nOpCode == IL_OP_DCL_TYPELESS_UAV)
-    {
-        form.ppTrailingNames = g_pTypelessUavTrailing;
-        form.nTrailingNames = 2;
-    }
-    ChooseFields(nOpCode, pDesc->pName, form);
+    ApplyRowText(text, form);
     FindExtendedForm(nOpCode, form);
 
     unsigned int nUsed = form.nExtendedBit;
@@ -178,10 +183,17 @@ const ILTextForm& GetILTextForm(unsigned int nOpCode)
 {
     static const std::array<ILTextForm, IL_OP_LAST> s_forms = []
     {
+        // A code without a row keeps the plain form; of a code's rows the
+        // first one counts.
         std::array<ILTextForm, IL_OP_LAST> forms;
-        for (unsigned int nCode = 0; nCode < IL_OP_LAST; ++nCode)
+        std::array<bool, IL_OP_LAST> made{};
+        for (const SRowText& row : g_RowTexts)
         {
-            forms[nCode] = MakeForm(nCode);
+            if (row.nOpCode < IL_OP_LAST && !made[row.nOpCode])
+            {
+                forms[row.nOpCode] = MakeForm(row.nOpCode, row.text);
+                made[row.nOpCode] = true;
+            }
         }
         return forms;
     }();

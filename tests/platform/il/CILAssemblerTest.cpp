@@ -268,6 +268,13 @@ TEST(CILAssemblerTest, BadTextNamesLineColumnAndWordAndWritesNothing)
     std::vector<unsigned int> vTokens;
     ASSERT_FALSE(assembler.Assemble("il_cs_2_0\nmov r0, q1", vTokens));
     EXPECT_EQ("line 2, column 9: unknown register 'q1'", assembler.GetError().ToString());
+    // A binary given as text: its bytes are shown, not sent to the terminal.
+    ASSERT_FALSE(assembler.Assemble(std::string("\x7f"
+                                                "ELF\x02\x01\\",
+                                                8),
+                                    vTokens));
+    EXPECT_EQ("line 1, column 1: unknown opcode '\\x7fELF\\x02\\x01\\x5c'",
+              assembler.GetError().ToString());
 }
 
 TEST(CILAssemblerTest, InstructionsPastTheDecoderLimitAreRefused)

@@ -126,7 +126,9 @@ std::string Values(unsigned int nCount, bool bHex, unsigned int nIndex)
     return strText;
 }
 
-std::string MakeStatement(const ILOpCodeDesc& desc, unsigned int nIndex)
+} // namespace
+
+std::string MakeILStatement(const ILOpCodeDesc& desc, unsigned int nIndex)
 {
     const unsigned int nOpCode = GetILOpCode(desc.nOpCode);
     const ILTextForm& form = GetILTextForm(nOpCode);
@@ -168,7 +170,7 @@ std::string MakeStatement(const ILOpCodeDesc& desc, unsigned int nIndex)
     return strOperands.empty() ? strText : strText + " " + strOperands;
 }
 
-bool CanAssemble(unsigned int nOpCode)
+bool IsILStatementOpCode(unsigned int nOpCode)
 {
     ILOperandCounts counts{};
     return nOpCode != IL_OP_COMMENT &&
@@ -176,6 +178,8 @@ bool CanAssemble(unsigned int nOpCode)
            GetOperandCounts(nOpCode, 0, counts) == IL_DESC_OK;
 }
 
+namespace
+{
 std::vector<std::string> MakeStatements()
 {
     std::vector<std::string> vStatements;
@@ -184,9 +188,9 @@ std::vector<std::string> MakeStatements()
     {
         for (std::size_t i = 0; i < nSize; ++i)
         {
-            if (CanAssemble(GetILOpCode(pTable[i].nOpCode)))
+            if (IsILStatementOpCode(GetILOpCode(pTable[i].nOpCode)))
             {
-                vStatements.push_back(MakeStatement(pTable[i], nIndex++));
+                vStatements.push_back(MakeILStatement(pTable[i], nIndex++));
             }
         }
     };

@@ -1,6 +1,8 @@
 #ifndef XAN_TEST_IL_CORPUS_H
 #define XAN_TEST_IL_CORPUS_H
 
+#include "ShaderUtils/IL/ILFormat.h"
+
 #include <string>
 #include <vector>
 
@@ -14,6 +16,14 @@ namespace XAN_Test
 // and without an index modifier, extension tokens, negative temp numbers,
 // macros, mcall with and without output, dcl_cb with data, dcl_literal and
 // comments of many lengths (the longest becomes several comment elements).
+
+// A statement of the opcode of a row, its operand forms and suffixes chosen
+// by nIndex from those of the corpus.
+std::string MakeILStatement(const ShaderUtils::ILOpCodeDesc& desc, unsigned int nIndex);
+
+// Whether an opcode is written as a statement of its own: not a comment, a
+// hull-shader phase marker or a row without operand description.
+bool IsILStatementOpCode(unsigned int nOpCode);
 
 // The statements, each a line of text without the header.
 const std::vector<std::string>& GetILCorpusStatements();

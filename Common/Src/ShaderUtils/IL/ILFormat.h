@@ -237,13 +237,44 @@ inline bool GetILNegate(unsigned int nModifier, unsigned int nComponent)
     return ((nModifier >> (nComponent * IL_SRC_COMPONENT_SHIFT)) & IL_SRC_NEGATE) != 0;
 }
 
-// One row of the opcode description tables. The kind tells the destination
-// and the number of sources (see GetOperandCounts).
+// The operands of an opcode (the Operands column of ILInstructions.def).
+enum ILOperandShape : unsigned char
+{
+    IL_OPERANDS_NONE, // no description
+    IL_OPERANDS_S0,
+    IL_OPERANDS_S1,
+    IL_OPERANDS_S2,
+    IL_OPERANDS_S3,
+    IL_OPERANDS_D_S0,
+    IL_OPERANDS_D_S1,
+    IL_OPERANDS_D_S2,
+    IL_OPERANDS_D_S3,
+    IL_OPERANDS_D_S4,
+    IL_OPERANDS_D_S5,
+    IL_OPERANDS_D_S6,
+    IL_OPERANDS_MCALL, // counted by instMod
+    IL_OPERANDS_CB,    // one source, or counted data after a primary modifier
+};
+
+// The tokens after the operands (the Trailing column).
+enum ILTrailing : unsigned char
+{
+    IL_TRAILING_T0,
+    IL_TRAILING_T1,
+    IL_TRAILING_T2,
+    IL_TRAILING_T4,
+    IL_TRAILING_TCOUNT, // as many as the control field says
+    IL_TRAILING_TTEXT,  // a count token, then that many text tokens
+};
+
+// One row of the opcode description tables, made from ILInstructions.def.
 struct ILOpCodeDesc
 {
     const char* pName;
     unsigned int nOpCode;
-    unsigned int nKind;
+    ILOperandShape operands;
+    ILTrailing trailing;
+    bool bModifierFlags; // bits 30 and 31 flag the modifier tokens
 };
 
 // The main table (row 0 is "none") and the declaration table. A lookup by
@@ -263,7 +294,7 @@ enum ILDescStatus
 {
     IL_DESC_OK,
     IL_DESC_UNKNOWN_OPCODE, // neither table holds the code
-    IL_DESC_UNKNOWN_KIND,   // the row's kind describes no operands ("none")
+    IL_DESC_UNKNOWN_KIND,   // the row describes no operands ("none")
     IL_DESC_BAD_MCALL,      // mcall with more than one output
 };
 
@@ -287,8 +318,14 @@ unsigned int GetSrcRegCount(unsigned int nOpcodeToken, unsigned int nInstMod);
 const char* GetOpCodeName(unsigned int nOpCode);
 
 // Tokens after the last operand. For comment this is its count token; the
-// counted text tokens follow it.
+// counted text tokens follow it (HasCountedText).
 unsigned int GetTrailingTokenCount(unsigned int nOpcodeToken);
+
+// Whether the trailing count token of an opcode counts text tokens after it.
+bool HasCountedText(unsigned int nOpCode);
+
+// Whether a primary modifier of the opcode counts data tokens (dcl_cb).
+bool HasCountedData(unsigned int nOpCode);
 
 // Text name of a register type, null for 29 and from IL_REGTYPE_LAST on.
 // Types 5 and 33 are both "v", 11 and 34 both "o".

@@ -153,7 +153,7 @@ ILDecodeStatus DecodeILInstruction(const unsigned int* pTokens, std::size_t nAva
         if (inst.nOpcodeToken & IL_PRI_MODIFIER_PRESENT)
         {
             inst.nPriModifier = reader.Read();
-            if (inst.nOpCode == IL_OP_DCL_CB)
+            if (HasCountedData(inst.nOpCode))
             {
                 inst.nCbDataOffset = reader.GetPos();
                 inst.nCbDataCount = inst.nPriModifier;
@@ -181,7 +181,7 @@ ILDecodeStatus DecodeILInstruction(const unsigned int* pTokens, std::size_t nAva
         reader.ReadOperand(src);
     }
     inst.nTrailingOffset = reader.GetPos();
-    if (inst.nOpCode == IL_OP_COMMENT)
+    if (HasCountedText(inst.nOpCode))
     {
         reader.Skip(reader.Read());
     }

@@ -1,6 +1,6 @@
 #include "ShaderUtils/IL/ILShaderUtils.h"
 
-#include "ShaderUtils/IL/ILOpCodes.h"
+#include "ShaderUtils/IL/ILFormat.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -142,9 +142,8 @@ bool IsAtomicWithResult(unsigned int nOpCode)
 
 bool HasModifierTokens(unsigned int nOpCode)
 {
-    return !IsOneOf(nOpCode, {IL_OP_MDEF, IL_OP_DCL_TYPED_UAV, IL_OP_DCL_TYPELESS_UAV,
-                              IL_OP_SRV_RAW_LOAD, IL_OP_SRV_STRUCT_LOAD, IL_OP_DCL_RESOURCE,
-                              IL_OP_UAV_RAW_LOAD, IL_OP_UAV_ARENA_LOAD, IL_OP_UAV_ARENA_STORE});
+    const ILOpCodeDesc* pDesc = FindOpCodeDesc(nOpCode);
+    return pDesc == nullptr || pDesc->bModifierFlags;
 }
 
 bool HasInstMod(unsigned int nOpCode)

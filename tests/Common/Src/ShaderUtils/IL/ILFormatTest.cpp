@@ -97,7 +97,7 @@ TEST(ILFormatTest, ExtendedFormsAreABaseCodePlusOneControlBit)
         ++nExtended;
         const ILOpCodeDesc* pBase = FindOpCodeDesc(GetILOpCode(desc.nOpCode));
         ASSERT_NE(nullptr, pBase) << desc.pName;
-        EXPECT_EQ(pBase->nKind, desc.nKind) << desc.pName;
+        EXPECT_EQ(pBase->operands, desc.operands) << desc.pName;
         const unsigned int nControl = GetILControl(desc.nOpCode);
         EXPECT_EQ(desc.nOpCode, pBase->nOpCode | (nControl << IL_CONTROL_SHIFT)) << desc.pName;
         EXPECT_EQ(0u, nControl & (nControl - 1)) << desc.pName;
