@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 using namespace XAN_Platform;
 
 namespace
@@ -126,9 +128,12 @@ BENCHMARK(BM_Assemble)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Disassemble)->Unit(benchmark::kMillisecond);
 
 // Prints lines per second of each benchmark and its ratio to the baseline.
+// Colours only on a terminal: a pipe or a file gets plain text.
 class CRatioReporter : public benchmark::ConsoleReporter
 {
 public:
+    CRatioReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
+
     void ReportRuns(const std::vector<Run>& runs) override
     {
         ConsoleReporter::ReportRuns(runs);
