@@ -62,7 +62,8 @@ struct ILTextForm
     bool bDeclaration = false;
 };
 
-// The form of a code field below IL_OP_LAST; other codes get a plain form.
+// The form of a code field below IL_OP_LAST, by the Text column of its first
+// row in ILInstructions.def; other codes get a plain form.
 const ILTextForm& GetILTextForm(unsigned int nOpCode);
 
 // Register type names of the text. Types 33 and 34 share "v" and "o" with 5

@@ -108,42 +108,50 @@ TEST(ILFormatTest, ExtendedFormsAreABaseCodePlusOneControlBit)
     EXPECT_EQ(0x10000086u, FindOpCodeDescByName("load_ext")->nOpCode);
 }
 
-TEST(ILFormatTest, KindsGiveDestinationAndSources)
+TEST(ILFormatTest, RowsGiveDestinationSourcesAndTrailingTokens)
 {
     struct Case
     {
         unsigned int nOpCode;
         bool bDest;
         unsigned int nSrc;
+        unsigned int nTrailing;
     };
     const Case cases[] = {
-        {IL_OP_BUFINFO, true, 0},
-        {IL_OP_LOAD, true, 1},
-        {IL_OP_SAMPLE_B, true, 2},
-        {IL_OP_SAMPLE_G, true, 3},
-        {IL_OP_SAMPLE_C_G, true, 4},
-        {IL_OP_MDEF, false, 0},
-        {IL_OP_LANE_ID, true, 0},
-        {IL_OP_MOV, true, 1},
-        {IL_OP_IADD, true, 2},
-        {IL_OP_IMAD, true, 3},
-        {IL_OP_UBIT_INSERT, true, 4},
-        {IL_OP_RET_DYN, false, 0},
-        {IL_OP_CALL, false, 0},
-        {IL_OP_IFNZ, false, 1},
-        {IL_OP_CALLNZ, false, 1},
-        {IL_OP_IFC, false, 2},
-        {IL_OP_UAV_CMP, false, 3},
-        {IL_OP_DCL_WAVESIZE, false, 0},
-        {IL_OP_DCL_RESOURCE, false, 0},
-        {IL_OP_DCL_MAX_THREAD_PER_GROUP, false, 0},
-        {IL_OP_DCL_LITERAL, false, 1},
-        {IL_OP_DCL_LDS, false, 0},
-        {IL_OP_DCL_INDEXED_TEMP_ARRAY, false, 1},
-        {IL_OP_DCL_NUM_THREAD_PER_GROUP, false, 0},
-        {IL_OP_DCL_INPUT, true, 0},
-        {IL_OP_REFLECT, true, 2},
-        {IL_OP_DCL_CB, false, 1},
+        {IL_OP_BUFINFO, true, 0, 0},
+        {IL_OP_LOAD, true, 1, 0},
+        {IL_OP_SAMPLE_B, true, 2, 0},
+        {IL_OP_SAMPLE_G, true, 3, 0},
+        {IL_OP_SAMPLE_C_G, true, 4, 0},
+        {IL_OP_MDEF, false, 0, 0},
+        {IL_OP_LANE_ID, true, 0, 0},
+        {IL_OP_MOV, true, 1, 0},
+        {IL_OP_IADD, true, 2, 0},
+        {IL_OP_IMAD, true, 3, 0},
+        {IL_OP_UBIT_INSERT, true, 4, 0},
+        {IL_OP_RET_DYN, false, 0, 0},
+        {IL_OP_CALL, false, 0, 1},
+        {IL_OP_FUNC, false, 0, 1},
+        {IL_OP_CASE, false, 0, 1},
+        {IL_OP_IFNZ, false, 1, 0},
+        {IL_OP_CALLNZ, false, 1, 1},
+        {IL_OP_CALL_LOGICALZ, false, 1, 1},
+        {IL_OP_CALL_LOGICALNZ, false, 1, 1},
+        {IL_OP_IFC, false, 2, 0},
+        {IL_OP_UAV_CMP, false, 3, 0},
+        {IL_OP_DCL_WAVESIZE, false, 0, 0},
+        {IL_OP_DCL_RESOURCE, false, 0, 1},
+        {IL_OP_DCL_TYPELESS_UAV, false, 0, 2},
+        {IL_OP_DCL_TYPED_UAV, false, 0, 1},
+        {IL_OP_COMMENT, false, 0, 1},
+        {IL_OP_DCL_MAX_THREAD_PER_GROUP, false, 0, 1},
+        {IL_OP_DCL_LITERAL, false, 1, 4},
+        {IL_OP_DCL_LDS, false, 0, 1},
+        {IL_OP_DCL_INDEXED_TEMP_ARRAY, false, 1, 0},
+        {IL_OP_DCL_NUM_THREAD_PER_GROUP, false, 0, 0},
+        {IL_OP_DCL_INPUT, true, 0, 0},
+        {IL_OP_REFLECT, true, 2, 0},
+        {IL_OP_DCL_CB, false, 1, 0},
     };
     for (const Case& c : cases)
     {
@@ -152,11 +160,15 @@ TEST(ILFormatTest, KindsGiveDestinationAndSources)
         EXPECT_EQ(c.nSrc, counts.nSrcCount) << c.nOpCode;
         EXPECT_EQ(c.bDest, HasDestReg(c.nOpCode, 0)) << c.nOpCode;
         EXPECT_EQ(c.nSrc, GetSrcRegCount(c.nOpCode, 0)) << c.nOpCode;
+        EXPECT_EQ(c.nTrailing, GetTrailingTokenCount(c.nOpCode)) << c.nOpCode;
     }
-    // Control bits don't change the kind; only dcl_cb's primary modifier does.
+    // Control bits don't change the operands; only dcl_cb's primary modifier
+    // does. They count the trailing tokens of dcl_num_thread_per_group.
     EXPECT_EQ(2u, GetSrcRegCount(IL_OP_IFC | (3u << IL_CONTROL_SHIFT), 0));
     EXPECT_EQ(0u, GetSrcRegCount(IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 0));
     EXPECT_EQ(1u, GetSrcRegCount(IL_OP_DCL_CB | IL_SEC_MODIFIER_PRESENT, 0));
+    EXPECT_EQ(3u, GetTrailingTokenCount(IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << 16)));
+    EXPECT_EQ(0u, GetTrailingTokenCount(IL_OP_MOV | (5u << 16)));
 }
 
 TEST(ILFormatTest, McallCountsComeFromInstMod)
@@ -182,24 +194,6 @@ TEST(ILFormatTest, UnknownCodesAndTheNoneRowHaveNoOperands)
     Counts(IL_OP_UNKNOWN, 0, IL_DESC_UNKNOWN_KIND);
     EXPECT_FALSE(HasDestReg(IL_OP_UNKNOWN, 0));
     EXPECT_EQ(0u, GetSrcRegCount(213, 0));
-}
-
-TEST(ILFormatTest, TrailingTokens)
-{
-    EXPECT_EQ(1u, GetTrailingTokenCount(IL_OP_DCL_RESOURCE));
-    EXPECT_EQ(2u, GetTrailingTokenCount(IL_OP_DCL_TYPELESS_UAV));
-    EXPECT_EQ(1u, GetTrailingTokenCount(IL_OP_DCL_TYPED_UAV));
-    EXPECT_EQ(1u, GetTrailingTokenCount(IL_OP_COMMENT));
-    EXPECT_EQ(4u, GetTrailingTokenCount(IL_OP_DCL_LITERAL));
-    EXPECT_EQ(1u, GetTrailingTokenCount(IL_OP_DCL_MAX_THREAD_PER_GROUP));
-    for (unsigned int nCall : {IL_OP_CALL, IL_OP_CALLNZ, IL_OP_CALL_LOGICALZ, IL_OP_CALL_LOGICALNZ,
-                               IL_OP_FUNC, IL_OP_DCL_LDS, IL_OP_CASE})
-    {
-        EXPECT_EQ(1u, GetTrailingTokenCount(nCall)) << nCall;
-    }
-    EXPECT_EQ(3u, GetTrailingTokenCount(IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << 16)));
-    EXPECT_EQ(0u, GetTrailingTokenCount(IL_OP_MOV | (5u << 16)));
-    EXPECT_EQ(0u, GetTrailingTokenCount(IL_OP_DCL_CB));
 }
 
 TEST(ILFormatTest, TempNumbersAreSeventeenBitsSigned)
