@@ -1,10 +1,10 @@
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
 
+#include "CLMetadata.h"
 #include "ElfUtils.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
-#include "sbitd/CLMetadata.h"
 
 #include <cctype>
 #include <cstdlib>

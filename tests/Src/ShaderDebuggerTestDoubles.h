@@ -8,7 +8,7 @@
 #include "ShaderDebuggerBase.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerShader.h"
-#include "TestDebugger.h"
+#include "support/TestDebugger.h"
 
 #include <map>
 #include <string>

@@ -7,7 +7,7 @@
 
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
-#include "TestDebugger.h"
+#include "support/TestDebugger.h"
 
 #include <memory>
 #include <string>
