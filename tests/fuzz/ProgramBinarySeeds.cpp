@@ -1,5 +1,7 @@
 // Writes the seed corpus of the program binary fuzz target: the -g binary of each IL file
-// named on the command line, built by the platform, as <corpus>/<file name>.bin.
+// named on the command line, built by the platform, as <corpus>/<device name>_<file name>.bin. A
+// kernel written for another GPU family than the device's doesn't build and is left out; it fails
+// when no kernel built.
 #include <CL/cl.h>
 
 #include <cstdio>
@@ -10,7 +12,7 @@
 
 namespace
 {
-// The binary of the IL text built with -g, or an empty one with the reason on stderr.
+// The binary of the IL text built with -g, or an empty one.
 std::vector<unsigned char> BuildBinary(cl_context context, cl_device_id device,
                                        const std::string& strSource)
 {
@@ -51,30 +53,37 @@ int main(int nArgs, char** ppArgs)
         std::fprintf(stderr, "no OpenCL GPU device\n");
         return 1;
     }
+    char vDeviceName[64] = {};
+    clGetDeviceInfo(device, CL_DEVICE_NAME, sizeof(vDeviceName) - 1, vDeviceName, nullptr);
     cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    int nResult = nError == CL_SUCCESS ? 0 : 1;
-    for (int i = 2; i < nArgs && nResult == 0; ++i)
+    int nWritten = 0;
+    for (int i = 2; i < nArgs && nError == CL_SUCCESS; ++i)
     {
         const std::string strPath = ppArgs[i];
         std::ifstream file(strPath);
         std::ostringstream text;
         text << file.rdbuf();
         const std::vector<unsigned char> vBinary = BuildBinary(context, device, text.str());
-        const std::string strOutput =
-            std::string(ppArgs[1]) + "/" + strPath.substr(strPath.find_last_of('/') + 1) + ".bin";
+        if (vBinary.empty())
+        {
+            std::fprintf(stderr, "%s: doesn't build for this device, left out\n", strPath.c_str());
+            continue;
+        }
+        const std::string strOutput = std::string(ppArgs[1]) + "/" + vDeviceName + "_" +
+                                      strPath.substr(strPath.find_last_of('/') + 1) + ".bin";
         std::ofstream output(strOutput, std::ios::binary | std::ios::trunc);
         output.write(reinterpret_cast<const char*>(vBinary.data()),
                      static_cast<std::streamsize>(vBinary.size()));
-        if (vBinary.empty() || !output)
+        if (!output)
         {
-            std::fprintf(stderr, "%s: no -g binary written to %s\n", strPath.c_str(),
-                         strOutput.c_str());
-            nResult = 1;
+            std::fprintf(stderr, "%s: can't be written\n", strOutput.c_str());
+            nError = CL_OUT_OF_RESOURCES;
         }
+        ++nWritten;
     }
     if (context != nullptr)
     {
         clReleaseContext(context);
     }
-    return nResult;
+    return nError == CL_SUCCESS && nWritten > 0 ? 0 : 1;
 }
