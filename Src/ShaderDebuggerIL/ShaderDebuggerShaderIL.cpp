@@ -2,6 +2,7 @@
 
 #include "CLMetadata.h"
 #include "ElfUtils.h"
+#include "ShaderDebuggerBase.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
