@@ -1792,6 +1792,15 @@ CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
     }
     SLValue lvalue;
     lvalue.type = pExpr->getType();
+    if (const auto* pLiteral = llvm::dyn_cast<clang::CompoundLiteralExpr>(pExpr))
+    {
+        if (!pExpr->getType()->isVectorType() && !pExpr->getType()->isScalarType())
+        {
+            Refuse(pExpr, "compound literals of this type are not supported");
+        }
+        lvalue.value = Materialize(EmitExpr(pLiteral->getInitializer()));
+        return lvalue;
+    }
     if (const auto* pRef = llvm::dyn_cast<clang::DeclRefExpr>(pExpr))
     {
         const auto* pVar = llvm::dyn_cast<clang::VarDecl>(pRef->getDecl());

@@ -1,0 +1,127 @@
+// Building OpenCL C through the ICD loader: options, Clang's diagnostics and the compiler's
+// refusals in the build log, and the source lines that -g puts into the binary.
+#include "ICDTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace XAN_Test;
+
+namespace
+{
+struct SBuildCase
+{
+    const char* pName;
+    const char* pSource;
+    const char* pOptions;
+    cl_int nExpected;
+    const char* pLog; // a text the log must contain ("" = none)
+};
+
+const SBuildCase BUILD_CASES[] = {
+    {"diagnostic with line and column", "__kernel void k(__global int* o)\n{\n  o[0] = nothing;\n}\n",
+     "", CL_BUILD_PROGRAM_FAILURE, "program.cl:3:10: error: use of undeclared identifier 'nothing'"},
+    {"unknown option", "__kernel void k(void) { }\n", "-cl-bogus", CL_INVALID_BUILD_OPTIONS,
+     "unknown build option \"-cl-bogus\""},
+    {"OpenCL C 2.0", "__kernel void k(void) { }\n", "-cl-std=CL2.0", CL_INVALID_BUILD_OPTIONS,
+     "-cl-std=CL2.0"},
+    {"-D without its value", "__kernel void k(void) { }\n", "-D", CL_INVALID_BUILD_OPTIONS, ""},
+    {"recursion", "int f(int n)\n{\n  return n <= 1 ? 1 : n * f(n - 1);\n}\n"
+                  "__kernel void k(__global int* o) { o[0] = f(5); }\n",
+     "", CL_BUILD_PROGRAM_FAILURE, "program.cl:3:27: error: recursion is not supported"},
+    {"mutual recursion", "int g(int n);\nint f(int n) { return n > 0 ? g(n - 1) : 0; }\n"
+                         "int g(int n) { return f(n); }\n"
+                         "__kernel void k(__global int* o) { o[0] = f(5); }\n",
+     "", CL_BUILD_PROGRAM_FAILURE, "error: recursion is not supported"},
+    {"goto", "__kernel void k(__global int* o)\n{\n  int i = 0;\nagain:\n  if (++i < 3) goto again;\n"
+             "  o[0] = i;\n}\n",
+     "", CL_BUILD_PROGRAM_FAILURE, "program.cl:4:1: error: goto and labels are not supported"},
+    {"printf", "__kernel void k(void)\n{\n  printf(\"%d\\n\", 1);\n}\n", "", CL_BUILD_PROGRAM_FAILURE,
+     "program.cl:3:3: error: printf is not supported yet"},
+    {"warning", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "", CL_SUCCESS,
+     "program.cl:1:44: warning: implicit conversion from 'double' to 'int'"},
+    {"-Werror", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "-Werror",
+     CL_BUILD_PROGRAM_FAILURE, "error: implicit conversion"},
+    {"-w", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "-w -Werror", CL_SUCCESS,
+     ""},
+    {"-D as two words", "__kernel void k(__global int* o) { o[0] = SCALE; }\n", "-D SCALE=3",
+     CL_SUCCESS, ""},
+    {"-D missing", "__kernel void k(__global int* o) { o[0] = SCALE; }\n", "",
+     CL_BUILD_PROGRAM_FAILURE, "program.cl:1:43: error: use of undeclared identifier 'SCALE'"},
+    {"every math flag",
+     "__kernel void k(__global float* o) { o[0] = sqrt(o[1]); }\n",
+     "-cl-opt-disable -cl-mad-enable -cl-no-signed-zeros -cl-unsafe-math-optimizations "
+     "-cl-finite-math-only -cl-fast-relaxed-math -cl-single-precision-constant "
+     "-cl-denorms-are-zero -cl-fp32-correctly-rounded-divide-sqrt -cl-std=CL1.2 -cl-kernel-arg-info "
+     "-g -DA=1 -I.",
+     CL_SUCCESS, ""},
+    {"the library's dummy kernel", "__kernel void dummy( void ) { }\n", nullptr, CL_SUCCESS, ""},
+};
+
+class CLCBuildTest : public CLFixture, public ::testing::WithParamInterface<SBuildCase>
+{
+};
+
+const char* const CONTROL_SOURCE = "int find(__global const int* v, int n, int x)\n"
+                                   "{\n"
+                                   "  for (int i = 0; i < n; ++i)\n"
+                                   "  {\n"
+                                   "    if (v[i] == x)\n"
+                                   "      return i;\n"
+                                   "  }\n"
+                                   "  return -1;\n"
+                                   "}\n"
+                                   "__kernel void k(__global const int* v, __global int* o, int n)\n"
+                                   "{\n"
+                                   "  int i = get_global_id(0);\n"
+                                   "  if (i >= n)\n"
+                                   "    return;\n"
+                                   "  int j = 0;\n"
+                                   "  while (j < i)\n"
+                                   "    j += 2;\n"
+                                   "  o[i] = find(v, n, i) + j;\n"
+                                   "}\n";
+} // namespace
+
+TEST_P(CLCBuildTest, Log)
+{
+    const SBuildCase& buildCase = GetParam();
+    const char* pText = buildCase.pSource;
+    cl_int nError = CL_SUCCESS;
+    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    m_vPrograms.push_back(program);
+    EXPECT_EQ(buildCase.nExpected,
+              clBuildProgram(program, 1, &m_Device, buildCase.pOptions, nullptr, nullptr));
+    const std::string strLog = BuildLog(program);
+    EXPECT_NE(std::string::npos, strLog.find(buildCase.pLog)) << strLog;
+    if (buildCase.pLog[0] == '\0' && buildCase.nExpected == CL_SUCCESS)
+    {
+        EXPECT_EQ(std::string::npos, strLog.find("warning")) << strLog;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, CLCBuildTest, ::testing::ValuesIn(BUILD_CASES),
+                         [](const ::testing::TestParamInfo<SBuildCase>& info)
+                         {
+                             std::string strName = info.param.pName;
+                             for (char& c : strName)
+                             {
+                                 c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+                             }
+                             return strName;
+                         });
+
+TEST_F(CLFixture, DebugBuildCarriesSourceLines)
+{
+    for (const bool bDebug : {false, true})
+    {
+        cl_program program = Build(CONTROL_SOURCE, bDebug ? "-g" : "");
+        ASSERT_NE(nullptr, program);
+        const std::vector<char> vBinary = ProgramBinary(program);
+        const std::string strBinary(vBinary.begin(), vBinary.end());
+        EXPECT_EQ(bDebug, strBinary.find(";@program.cl:18") != std::string::npos);
+        EXPECT_EQ(bDebug, strBinary.find(".debugil") != std::string::npos);
+    }
+}
