@@ -31,11 +31,20 @@ bool StartsWith(const std::string& str, const char* pPrefix)
 // the compiler accepts them without changing the code it writes.
 bool IsFlag(const std::string& strWord)
 {
-    static const char* const s_Flags[] = {
-        "-g", "-w", "-Werror", "-cl-opt-disable", "-cl-single-precision-constant",
-        "-cl-denorms-are-zero", "-cl-fp32-correctly-rounded-divide-sqrt", "-cl-mad-enable",
-        "-cl-no-signed-zeros", "-cl-unsafe-math-optimizations", "-cl-finite-math-only",
-        "-cl-fast-relaxed-math", "-cl-kernel-arg-info", "-cl-strict-aliasing"};
+    static const char* const s_Flags[] = {"-g",
+                                          "-w",
+                                          "-Werror",
+                                          "-cl-opt-disable",
+                                          "-cl-single-precision-constant",
+                                          "-cl-denorms-are-zero",
+                                          "-cl-fp32-correctly-rounded-divide-sqrt",
+                                          "-cl-mad-enable",
+                                          "-cl-no-signed-zeros",
+                                          "-cl-unsafe-math-optimizations",
+                                          "-cl-finite-math-only",
+                                          "-cl-fast-relaxed-math",
+                                          "-cl-kernel-arg-info",
+                                          "-cl-strict-aliasing"};
     return std::any_of(std::begin(s_Flags), std::end(s_Flags),
                        [&strWord](const char* pFlag) { return strWord == pFlag; });
 }
@@ -55,8 +64,8 @@ bool CCLCCompiler::TakeOption(const std::vector<std::string>& vWords, size_t& i,
         i += 2;
         return true;
     }
-    const bool bStandard = strWord == "-cl-std=CL1.0" || strWord == "-cl-std=CL1.1" ||
-                           strWord == "-cl-std=CL1.2";
+    const bool bStandard =
+        strWord == "-cl-std=CL1.0" || strWord == "-cl-std=CL1.1" || strWord == "-cl-std=CL1.2";
     if ((StartsWith(strWord, "-D") || StartsWith(strWord, "-I") || bStandard || IsFlag(strWord) ||
          StartsWith(strWord, "-O")))
     {
@@ -79,8 +88,8 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
         {
             strStandard = strOption;
         }
-        else if (StartsWith(strOption, "-D") || StartsWith(strOption, "-I") ||
-                 strOption == "-w" || strOption == "-Werror")
+        else if (StartsWith(strOption, "-D") || StartsWith(strOption, "-I") || strOption == "-w" ||
+                 strOption == "-Werror")
         {
             vArguments.push_back(strOption);
         }
@@ -124,8 +133,8 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     compiler.createDiagnostics(
         new clang::TextDiagnosticPrinter(diagnosticStream, &compiler.getDiagnosticOpts()), true);
 
-    compiler.setTarget(clang::TargetInfo::CreateTargetInfo(
-        compiler.getDiagnostics(), compiler.getInvocation().TargetOpts));
+    compiler.setTarget(clang::TargetInfo::CreateTargetInfo(compiler.getDiagnostics(),
+                                                           compiler.getInvocation().TargetOpts));
     if (!compiler.hasTarget())
     {
         diagnosticStream.flush();

@@ -70,8 +70,7 @@ std::string CILGenerator::Where(clang::SourceLocation location) const
 
 void CILGenerator::Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const
 {
-    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(),
-                   strMessage};
+    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(), strMessage};
 }
 
 void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessage) const
@@ -135,9 +134,9 @@ CILGenerator::EElement CILGenerator::ElementOf(clang::QualType type,
     }
     if (IsPointer(type))
     {
-        const clang::QualType pointee = type->isPointerType()
-                                            ? type->getPointeeType()
-                                            : clang::QualType(type->getArrayElementTypeNoTypeQual(), 0);
+        const clang::QualType pointee =
+            type->isPointerType() ? type->getPointeeType()
+                                  : clang::QualType(type->getArrayElementTypeNoTypeQual(), 0);
         return AddressElement(SpaceOf(pointee));
     }
     if (const auto* pEnum = type->getAs<clang::EnumType>())
@@ -304,7 +303,8 @@ void CILGenerator::Emit(const std::string& strLine)
 
 // One instruction per register of the destination; the sources have the destination's shape,
 // or are literals.
-void CILGenerator::Lanewise(const char* pOp, const SValue& dest, const std::vector<SValue>& vSources)
+void CILGenerator::Lanewise(const char* pOp, const SValue& dest,
+                            const std::vector<SValue>& vSources)
 {
     for (unsigned int c = 0; c < Chunks(dest); ++c)
     {
@@ -371,8 +371,8 @@ CILGenerator::SValue CILGenerator::Normalize(const SValue& value)
     }
     if (!IsSigned(value.eElement))
     {
-        SValue result = Apply("iand", value.eElement,
-                              {value, Literal(E_U32, nBytes == 1 ? 0xFFu : 0xFFFFu)});
+        SValue result =
+            Apply("iand", value.eElement, {value, Literal(E_U32, nBytes == 1 ? 0xFFu : 0xFFFFu)});
         return result;
     }
     const SValue shift = Literal(E_U32, nBytes == 1 ? 24 : 16);
@@ -753,9 +753,8 @@ void CILGenerator::CopyMemory(const SLValue& dest, const SLValue& source, uint64
         const unsigned int nWords = unsigned(std::min<uint64_t>(4, (nBytes - nOffset) / 4));
         const EElement eElement = nWords > 0 ? E_U32 : E_U8;
         const unsigned int nLanes = nWords > 0 ? nWords : 1;
-        const SValue value =
-            LoadMemory(source.eSpace, AddressAddConstant(source.value, int64_t(nOffset)),
-                       eElement, nLanes);
+        const SValue value = LoadMemory(
+            source.eSpace, AddressAddConstant(source.value, int64_t(nOffset)), eElement, nLanes);
         StoreMemory(dest.eSpace, AddressAddConstant(dest.value, int64_t(nOffset)), value);
         nOffset += nWords > 0 ? 4 * nWords : 1;
     }
@@ -819,41 +818,41 @@ bool HasReturnBeforeEnd(const clang::Stmt* pStmt, bool bLast)
 void CILGenerator::CollectFunctions(const clang::FunctionDecl* pFunction, const clang::Stmt* pStmt,
                                     std::vector<const clang::FunctionDecl*>& vPath)
 {
-    ForEachCall(
-        pStmt,
-        [&](const clang::CallExpr* pCall)
-        {
-            const clang::FunctionDecl* pCallee = pCall->getDirectCallee();
-            if (pCallee == nullptr)
-            {
-                Refuse(pCall, "calls through function pointers are not supported");
-            }
-            const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
-            if (pDefinition == nullptr || !pDefinition->hasBody())
-            {
-                return;
-            }
-            if (std::find(vPath.begin(), vPath.end(), pDefinition) != vPath.end())
-            {
-                Refuse(pCall, "recursion is not supported: '" + pDefinition->getNameAsString() +
-                                  "' is called while it runs (from '" +
-                                  pFunction->getNameAsString() + "')");
-            }
-            if (pDefinition->hasAttr<clang::OpenCLKernelAttr>())
-            {
-                Refuse(pCall, "calling kernel '" + pDefinition->getNameAsString() +
-                                  "' from a function is not supported");
-            }
-            if (m_Functions.count(pDefinition) == 0)
-            {
-                SFunction& function = m_Functions[pDefinition];
-                function.pDecl = pDefinition;
-                m_vOrder.push_back(pDefinition);
-            }
-            vPath.push_back(pDefinition);
-            CollectFunctions(pDefinition, pDefinition->getBody(), vPath);
-            vPath.pop_back();
-        });
+    ForEachCall(pStmt,
+                [&](const clang::CallExpr* pCall)
+                {
+                    const clang::FunctionDecl* pCallee = pCall->getDirectCallee();
+                    if (pCallee == nullptr)
+                    {
+                        Refuse(pCall, "calls through function pointers are not supported");
+                    }
+                    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
+                    if (pDefinition == nullptr || !pDefinition->hasBody())
+                    {
+                        return;
+                    }
+                    if (std::find(vPath.begin(), vPath.end(), pDefinition) != vPath.end())
+                    {
+                        Refuse(pCall, "recursion is not supported: '" +
+                                          pDefinition->getNameAsString() +
+                                          "' is called while it runs (from '" +
+                                          pFunction->getNameAsString() + "')");
+                    }
+                    if (pDefinition->hasAttr<clang::OpenCLKernelAttr>())
+                    {
+                        Refuse(pCall, "calling kernel '" + pDefinition->getNameAsString() +
+                                          "' from a function is not supported");
+                    }
+                    if (m_Functions.count(pDefinition) == 0)
+                    {
+                        SFunction& function = m_Functions[pDefinition];
+                        function.pDecl = pDefinition;
+                        m_vOrder.push_back(pDefinition);
+                    }
+                    vPath.push_back(pDefinition);
+                    CollectFunctions(pDefinition, pDefinition->getBody(), vPath);
+                    vPath.pop_back();
+                });
 }
 
 void CILGenerator::FindAddressTaken(const clang::Stmt* pStmt)
@@ -1092,8 +1091,8 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
         const clang::QualType element =
             nLanes > 1 ? type->getAs<clang::VectorType>()->getElementType() : type;
         const uint64_t nItem = TypeSize(element);
-        metadata << ";value:" << strName << ":" << typeName(element) << ":" << nCount << ":1:"
-                 << nOffset << "\n";
+        metadata << ";value:" << strName << ":" << typeName(element) << ":" << nCount
+                 << ":1:" << nOffset << "\n";
         nOffset += uint32_t((std::max<uint64_t>(4, nItem) * nCount + 15) / 16 * 16);
     }
     metadata << ";ARGEND:" << strFunction << "\n";
@@ -1297,8 +1296,8 @@ bool CILGenerator::EmitStatement(const clang::Stmt* pStmt)
         m_bDiscard = false;
         return false;
     }
-    Refuse(pStmt, std::string("statements of kind ") + pStmt->getStmtClassName() +
-                      " are not supported");
+    Refuse(pStmt,
+           std::string("statements of kind ") + pStmt->getStmtClassName() + " are not supported");
 }
 
 bool CILGenerator::EmitCompound(const clang::CompoundStmt* pCompound)
@@ -1363,8 +1362,8 @@ void CILGenerator::EmitDeclaration(const clang::VarDecl* pVar)
     {
         Refuse(pVar, "static variables are not supported");
     }
-    const bool bMemory = bLocal || type->isArrayType() || type->isRecordType() ||
-                         m_AddressTaken.count(pVar) != 0;
+    const bool bMemory =
+        bLocal || type->isArrayType() || type->isRecordType() || m_AddressTaken.count(pVar) != 0;
     std::string strLocation;
     if (bMemory)
     {
@@ -1473,9 +1472,9 @@ void CILGenerator::InitializeMemory(ESpace eSpace, const SValue& address, clang:
             {
                 Refuse(pField, "bit-fields are not supported");
             }
-            InitializeMemory(eSpace,
-                             AddressAddConstant(address, int64_t(layout.getFieldOffset(nField) / 8)),
-                             pField->getType(), pList->getInit(nField));
+            InitializeMemory(
+                eSpace, AddressAddConstant(address, int64_t(layout.getFieldOffset(nField) / 8)),
+                pField->getType(), pList->getInit(nField));
             ++nField;
         }
         return;
@@ -1633,8 +1632,7 @@ bool CILGenerator::EmitReturn(const clang::ReturnStmt* pReturn)
     {
         return false;
     }
-    Emit("mov r" + std::to_string(m_nReturnFlag) + ".x, " +
-         Source(Literal(E_I32, 0xFFFFFFFFu), 0));
+    Emit("mov r" + std::to_string(m_nReturnFlag) + ".x, " + Source(Literal(E_I32, 0xFFFFFFFFu), 0));
     if (!m_vBreakables.empty())
     {
         Emit("break");
@@ -1780,8 +1778,8 @@ CILGenerator::SValue CILGenerator::EmitExpr(const clang::Expr* pExpr)
     {
         Refuse(pExpr, "string literals are not supported");
     }
-    Refuse(pExpr, std::string("expressions of kind ") + pExpr->getStmtClassName() +
-                      " are not supported");
+    Refuse(pExpr,
+           std::string("expressions of kind ") + pExpr->getStmtClassName() + " are not supported");
 }
 
 CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
@@ -1834,8 +1832,8 @@ CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
         const SValue pointer = EmitExpr(pBase);
         lvalue.bMemory = true;
         lvalue.eSpace = SpaceOf(pBase->getType()->getPointeeType());
-        lvalue.value = PointerArithmetic(clang::BO_Add, pBase, pointer,
-                                         EmitExpr(pSubscript->getIdx()), pExpr);
+        lvalue.value =
+            PointerArithmetic(clang::BO_Add, pBase, pointer, EmitExpr(pSubscript->getIdx()), pExpr);
         return lvalue;
     }
     if (const auto* pMember = llvm::dyn_cast<clang::MemberExpr>(pExpr))
@@ -1859,8 +1857,9 @@ CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
         const clang::ASTRecordLayout& layout = m_Context.getASTRecordLayout(pField->getParent());
         lvalue.bMemory = true;
         lvalue.eSpace = base.eSpace;
-        lvalue.value = AddressAddConstant(MemoryAddress(base, pExpr),
-                                          int64_t(layout.getFieldOffset(pField->getFieldIndex()) / 8));
+        lvalue.value =
+            AddressAddConstant(MemoryAddress(base, pExpr),
+                               int64_t(layout.getFieldOffset(pField->getFieldIndex()) / 8));
         return lvalue;
     }
     if (const auto* pUnary = llvm::dyn_cast<clang::UnaryOperator>(pExpr))
@@ -1946,8 +1945,8 @@ CILGenerator::SValue CILGenerator::EmitCast(const clang::CastExpr* pCast)
     case clang::CK_NullToPointer:
         return Literal(ElementOf(type, pCast), 0);
     default:
-        Refuse(pCast, std::string("the conversion ") + pCast->getCastKindName() +
-                          " is not supported");
+        Refuse(pCast,
+               std::string("the conversion ") + pCast->getCastKindName() + " is not supported");
     }
 }
 
@@ -1973,14 +1972,14 @@ CILGenerator::SValue CILGenerator::EmitUnary(const clang::UnaryOperator* pUnary)
         }
         if (value.eElement == E_F64)
         {
-            SValue result = Apply("ixor", E_U32,
-                                  {AsWords(value), Literal(E_U64, 0x8000000000000000ull)});
+            SValue result =
+                Apply("ixor", E_U32, {AsWords(value), Literal(E_U64, 0x8000000000000000ull)});
             result.eElement = E_F64;
             result.nLanes = value.nLanes;
             return result;
         }
-        return Normalize(Apply(Is64(value.eElement) ? "i64negate" : "inegate", value.eElement,
-                               {value}));
+        return Normalize(
+            Apply(Is64(value.eElement) ? "i64negate" : "inegate", value.eElement, {value}));
     }
     case clang::UO_Not:
     {
@@ -2099,8 +2098,7 @@ CILGenerator::SValue CILGenerator::EmitBinary(const clang::BinaryOperator* pBina
         const SValue right = EmitExpr(pRight);
         const EElement eElement = Is64(left.eElement) ? E_I64 : E_I32;
         SValue difference = Apply(Is64(left.eElement) ? "i64sub" : "isub", eElement, {left, right});
-        const uint64_t nSize =
-            std::max<uint64_t>(1, TypeSize(pLeft->getType()->getPointeeType()));
+        const uint64_t nSize = std::max<uint64_t>(1, TypeSize(pLeft->getType()->getPointeeType()));
         difference = Apply(Is64(eElement) ? "i64div" : "idiv", eElement,
                            {difference, Literal(eElement, nSize)});
         return Convert(difference, ElementOf(pBinary->getType(), pBinary), pBinary);
@@ -2164,8 +2162,9 @@ CILGenerator::SValue CILGenerator::Arithmetic(clang::BinaryOperatorKind eOp, con
         return result;
     };
     auto compare = [this, &resultType](const char* pOp, const SValue& x, const SValue& y,
-                                       bool b64Mask)
-    { return CompareResult(Apply(pOp, b64Mask ? E_I64 : E_I32, {x, y}), resultType); };
+                                       bool b64Mask) {
+        return CompareResult(Apply(pOp, b64Mask ? E_I64 : E_I32, {x, y}), resultType);
+    };
     switch (eOp)
     {
     case clang::BO_Add:
@@ -2381,8 +2380,8 @@ CILGenerator::SValue CILGenerator::WorkItem(const std::string& strName,
         Refuse(pCall, strName + " needs a constant dimension");
     }
     const uint64_t nDimension = dimension.Val.getInt().getZExtValue();
-    const bool bSize = strName == "get_global_size" || strName == "get_local_size" ||
-                       strName == "get_num_groups";
+    const bool bSize =
+        strName == "get_global_size" || strName == "get_local_size" || strName == "get_num_groups";
     if (nDimension > 2)
     {
         return Literal(ElementOf(type, pCall), bSize ? 1 : 0);
@@ -2419,8 +2418,7 @@ CILGenerator::SValue CILGenerator::WorkItem(const std::string& strName,
     return Convert(value, ElementOf(type, pCall), pCall);
 }
 
-CILGenerator::SValue CILGenerator::Atomic(const std::string& strName,
-                                          const clang::CallExpr* pCall)
+CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clang::CallExpr* pCall)
 {
     const bool bUnused = m_bAtomicUnused;
     m_bAtomicUnused = false;
@@ -2480,7 +2478,7 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
                                                const std::string& strName)
 {
     static const std::set<std::string> s_WorkItem = {
-        "get_global_id",  "get_local_id",   "get_group_id",     "get_global_size",
+        "get_global_id",  "get_local_id",   "get_group_id",      "get_global_size",
         "get_local_size", "get_num_groups", "get_global_offset", "get_work_dim"};
     if (s_WorkItem.count(strName) != 0)
     {
@@ -2505,16 +2503,15 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     {
         const SValue shape = ShapeOf(type, pCall);
         const clang::Expr* pPointer = pCall->getArg(1);
-        const SValue offset = Apply(Is64(ElementOf(pCall->getArg(0)->getType(), pCall)) ? "i64mul"
-                                                                                       : "imul",
-                                    ElementOf(pCall->getArg(0)->getType(), pCall),
-                                    {EmitExpr(pCall->getArg(0)),
-                                     Literal(ElementOf(pCall->getArg(0)->getType(), pCall),
-                                             shape.nLanes)});
-        const SValue address = PointerArithmetic(clang::BO_Add, pPointer, EmitExpr(pPointer),
-                                                 offset, pCall);
-        return LoadMemory(SpaceOf(pPointer->getType()->getPointeeType()), address,
-                          shape.eElement, shape.nLanes);
+        const SValue offset =
+            Apply(Is64(ElementOf(pCall->getArg(0)->getType(), pCall)) ? "i64mul" : "imul",
+                  ElementOf(pCall->getArg(0)->getType(), pCall),
+                  {EmitExpr(pCall->getArg(0)),
+                   Literal(ElementOf(pCall->getArg(0)->getType(), pCall), shape.nLanes)});
+        const SValue address =
+            PointerArithmetic(clang::BO_Add, pPointer, EmitExpr(pPointer), offset, pCall);
+        return LoadMemory(SpaceOf(pPointer->getType()->getPointeeType()), address, shape.eElement,
+                          shape.nLanes);
     }
     if (strName.compare(0, 6, "vstore") == 0 && pCall->getNumArgs() == 3)
     {
@@ -2523,16 +2520,15 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
         const EElement eOffset = ElementOf(pCall->getArg(1)->getType(), pCall);
         const SValue offset = Apply(Is64(eOffset) ? "i64mul" : "imul", eOffset,
                                     {EmitExpr(pCall->getArg(1)), Literal(eOffset, data.nLanes)});
-        const SValue address = PointerArithmetic(clang::BO_Add, pPointer, EmitExpr(pPointer),
-                                                 offset, pCall);
+        const SValue address =
+            PointerArithmetic(clang::BO_Add, pPointer, EmitExpr(pPointer), offset, pCall);
         StoreMemory(SpaceOf(pPointer->getType()->getPointeeType()), address, data);
         return Literal(E_I32, 0);
     }
     if (strName.compare(0, 8, "convert_") == 0)
     {
-        const std::string strSuffix = strName.substr(strName.find('_', 8) == std::string::npos
-                                                         ? strName.size()
-                                                         : strName.find('_', 8));
+        const std::string strSuffix = strName.substr(
+            strName.find('_', 8) == std::string::npos ? strName.size() : strName.find('_', 8));
         SValue value = EmitExpr(pCall->getArg(0));
         const EElement eTo = ElementOf(type, pCall);
         if (IsFloat(value.eElement) && !IsFloat(eTo) && value.eElement == E_F32)
@@ -2552,10 +2548,10 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
             Refuse(pCall, strName + ": only round-to-nearest-even conversions to floating point "
                                     "are supported");
         }
-        if (strSuffix.find("_sat") != std::string::npos && ElementBytes(eTo) < 4 &&
-            !IsFloat(eTo))
+        if (strSuffix.find("_sat") != std::string::npos && ElementBytes(eTo) < 4 && !IsFloat(eTo))
         {
-            const int64_t nMax = (int64_t(1) << (ElementBytes(eTo) * 8 - (IsSigned(eTo) ? 1 : 0))) - 1;
+            const int64_t nMax =
+                (int64_t(1) << (ElementBytes(eTo) * 8 - (IsSigned(eTo) ? 1 : 0))) - 1;
             const int64_t nMin = IsSigned(eTo) ? -nMax - 1 : 0;
             if (value.eElement == E_F32)
             {
@@ -2645,10 +2641,10 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
     if (bFloat)
     {
         static const std::map<std::string, const char*> s_Unary = {
-            {"sqrt", "sqrt"},        {"rsqrt", "rsq"},          {"recip", "rcp"},
-            {"fabs", "abs"},         {"floor", "flr"},          {"ceil", "round_plusinf"},
-            {"trunc", "round_z"},    {"rint", "round_nearest"}, {"exp2", "exp_vec"},
-            {"log2", "log_vec"},     {"sin", "sin_vec"},        {"cos", "cos_vec"}};
+            {"sqrt", "sqrt"},     {"rsqrt", "rsq"},          {"recip", "rcp"},
+            {"fabs", "abs"},      {"floor", "flr"},          {"ceil", "round_plusinf"},
+            {"trunc", "round_z"}, {"rint", "round_nearest"}, {"exp2", "exp_vec"},
+            {"log2", "log_vec"},  {"sin", "sin_vec"},        {"cos", "cos_vec"}};
         static const std::map<std::string, const char*> s_Binary = {
             {"fmin", "min"}, {"fmax", "max"}, {"min", "min"}, {"max", "max"}, {"divide", "div"}};
         if (nArgs == 1 && s_Unary.count(strName) != 0)
@@ -2690,7 +2686,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         if (nArgs == 1 && (strName == "degrees" || strName == "radians"))
         {
             return apply("mul", {v[0], constant(strName == "degrees" ? 57.29577951308232
-                                                                       : 0.017453292519943295)});
+                                                                     : 0.017453292519943295)});
         }
         if (nArgs == 3 && strName == "clamp")
         {
@@ -2774,8 +2770,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
                 const unsigned int n1 = (l + 1) % 3;
                 const unsigned int n2 = (l + 2) % 3;
                 const SValue t = Temp(E_F32, 1);
-                Emit("mul " + LaneDest(t, 0) + ", " + LaneSource(a, n2) + ", " +
-                     LaneSource(b, n1));
+                Emit("mul " + LaneDest(t, 0) + ", " + LaneSource(a, n2) + ", " + LaneSource(b, n1));
                 Emit("mad " + LaneDest(result, l) + ", " + LaneSource(a, n1) + ", " +
                      LaneSource(b, n2) + ", -" + LaneSource(t, 0));
             }
@@ -2797,7 +2792,8 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 1 && strName == "fabs")
         {
-            SValue result = Apply("iand", E_U32, {AsWords(v[0]), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
+            SValue result =
+                Apply("iand", E_U32, {AsWords(v[0]), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
             result.eElement = E_F64;
             result.nLanes = nLanes;
             return result;
@@ -2823,8 +2819,8 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 1 && strName == "abs")
         {
-            SValue result = bSigned ? apply(pMax, {v[0], apply(b64 ? "i64negate" : "inegate", v)})
-                                    : v[0];
+            SValue result =
+                bSigned ? apply(pMax, {v[0], apply(b64 ? "i64negate" : "inegate", v)}) : v[0];
             result.eElement = ElementOf(type, pCall);
             return Normalize(result);
         }
@@ -2867,8 +2863,8 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
             Emit("mov " + LaneDest(folded, 0) + ", " + LaneSource(v[0], 0));
             for (unsigned int l = 1; l < nLanes; ++l)
             {
-                Emit(std::string(strName == "any" ? "ior " : "iand ") + LaneDest(folded, 0) +
-                     ", " + LaneSource(folded, 0) + ", " + LaneSource(v[0], l));
+                Emit(std::string(strName == "any" ? "ior " : "iand ") + LaneDest(folded, 0) + ", " +
+                     LaneSource(folded, 0) + ", " + LaneSource(v[0], l));
             }
             return Convert(Apply("ushr", E_U32, {folded, Literal(E_U32, 31)}),
                            ElementOf(type, pCall), pCall);
@@ -2885,8 +2881,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         return apply("bfi", {v[2], v[1], v[0]});
     }
     if (bFloat && nArgs == 1 &&
-        (strName == "isnan" || strName == "isinf" || strName == "isfinite" ||
-         strName == "signbit"))
+        (strName == "isnan" || strName == "isinf" || strName == "isfinite" || strName == "signbit"))
     {
         const SValue magnitude = apply("abs", v);
         const SValue infinity = Literal(E_F32, 0x7F800000u);
@@ -2914,12 +2909,11 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
          strName == "isgreaterequal" || strName == "isless" || strName == "islessequal"))
     {
         const bool bSwap = strName == "isgreater" || strName == "islessequal";
-        const char* pOp = strName == "isequal"      ? "eq"
-                          : strName == "isnotequal" ? "ne"
+        const char* pOp = strName == "isequal"                              ? "eq"
+                          : strName == "isnotequal"                         ? "ne"
                           : (strName == "isgreater" || strName == "isless") ? "lt"
-                                                                              : "ge";
-        return CompareResult(Apply(pOp, E_I32, {bSwap ? v[1] : v[0], bSwap ? v[0] : v[1]}),
-                             type);
+                                                                            : "ge";
+        return CompareResult(Apply(pOp, E_I32, {bSwap ? v[1] : v[0], bSwap ? v[0] : v[1]}), type);
     }
     return unsupported();
 }

@@ -73,7 +73,7 @@ private:
     struct SVariable
     {
         bool bMemory = false;
-        SValue value;  // registers of the variable
+        SValue value; // registers of the variable
         ESpace eSpace = S_Private;
         uint32_t nOffset = 0; // byte offset in private or local memory
     };
@@ -116,10 +116,7 @@ private:
     SValue ShapeOf(clang::QualType type, const clang::Stmt* pWhere) const;
     static bool Is64(EElement e) { return e == E_I64 || e == E_U64 || e == E_F64; }
     static bool IsFloat(EElement e) { return e == E_F32 || e == E_F64; }
-    static bool IsSigned(EElement e)
-    {
-        return e == E_I8 || e == E_I16 || e == E_I32 || e == E_I64;
-    }
+    static bool IsSigned(EElement e) { return e == E_I8 || e == E_I16 || e == E_I32 || e == E_I64; }
     static unsigned int ElementBytes(EElement e);
 
     // Registers, literals and instructions.
@@ -151,8 +148,7 @@ private:
     // Memory.
     std::string MemoryOp(const char* pGlobal, const char* pLocal, ESpace eSpace) const;
     std::string AddressOperand(const SValue& address) const;
-    SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement,
-                      unsigned int nLanes);
+    SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement, unsigned int nLanes);
     void StoreMemory(ESpace eSpace, const SValue& address, const SValue& value);
     SValue Load(const SLValue& lvalue, const clang::Stmt* pWhere);
     void Store(const SLValue& lvalue, const SValue& value, const clang::Stmt* pWhere);
@@ -186,8 +182,7 @@ private:
     SValue Arithmetic(clang::BinaryOperatorKind eOp, const SValue& a, const SValue& b,
                       clang::QualType resultType, const clang::Stmt* pWhere);
     SValue PointerArithmetic(clang::BinaryOperatorKind eOp, const clang::Expr* pPointer,
-                             const SValue& pointer, const SValue& index,
-                             const clang::Stmt* pWhere);
+                             const SValue& pointer, const SValue& index, const clang::Stmt* pWhere);
     SValue EmitLogical(const clang::BinaryOperator* pBinary);
     SValue EmitConditional(const clang::ConditionalOperator* pConditional);
     SValue EmitInitList(const clang::InitListExpr* pInit, clang::QualType type);

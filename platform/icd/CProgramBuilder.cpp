@@ -370,8 +370,8 @@ bool CProgramBuilder::BuildSource(const std::string& strSource, const SBuildOpti
         !vFirst.empty() && (StartsWith(vFirst[0], "il_") || StartsWith(vFirst[0], "mdef"));
     std::string strIL = strSource;
     if (!bIL && !CCLCCompiler::Compile(strSource, options.vSourceOptions, options.bDebug,
-                                       SCLCTarget{Lower(device.GetName()), device.Is64Bit()},
-                                       strIL, strLog))
+                                       SCLCTarget{Lower(device.GetName()), device.Is64Bit()}, strIL,
+                                       strLog))
     {
         return false;
     }

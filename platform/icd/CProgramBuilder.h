@@ -13,10 +13,10 @@ class CKernelImage;
 // What a build was asked for.
 struct SBuildOptions
 {
-    bool bDebug = false;       // -g: the binary carries ".debugil"
-    bool bUseDebugIL = false;  // -use-debugil: kernels come from ".debugil"
-    bool bIgnoreEnv = false;   // -ignore-env: no options from the environment
-    std::string strJustKernel; // -just-kernel=NAME: only that kernel is built
+    bool bDebug = false;                     // -g: the binary carries ".debugil"
+    bool bUseDebugIL = false;                // -use-debugil: kernels come from ".debugil"
+    bool bIgnoreEnv = false;                 // -ignore-env: no options from the environment
+    std::string strJustKernel;               // -just-kernel=NAME: only that kernel is built
     std::vector<std::string> vSourceOptions; // the OpenCL C compiler's options
 };
 

@@ -20,40 +20,44 @@ struct SBuildCase
 };
 
 const SBuildCase BUILD_CASES[] = {
-    {"diagnostic with line and column", "__kernel void k(__global int* o)\n{\n  o[0] = nothing;\n}\n",
-     "", CL_BUILD_PROGRAM_FAILURE, "program.cl:3:10: error: use of undeclared identifier 'nothing'"},
+    {"diagnostic with line and column",
+     "__kernel void k(__global int* o)\n{\n  o[0] = nothing;\n}\n", "", CL_BUILD_PROGRAM_FAILURE,
+     "program.cl:3:10: error: use of undeclared identifier 'nothing'"},
     {"unknown option", "__kernel void k(void) { }\n", "-cl-bogus", CL_INVALID_BUILD_OPTIONS,
      "unknown build option \"-cl-bogus\""},
     {"OpenCL C 2.0", "__kernel void k(void) { }\n", "-cl-std=CL2.0", CL_INVALID_BUILD_OPTIONS,
      "-cl-std=CL2.0"},
     {"-D without its value", "__kernel void k(void) { }\n", "-D", CL_INVALID_BUILD_OPTIONS, ""},
-    {"recursion", "int f(int n)\n{\n  return n <= 1 ? 1 : n * f(n - 1);\n}\n"
-                  "__kernel void k(__global int* o) { o[0] = f(5); }\n",
+    {"recursion",
+     "int f(int n)\n{\n  return n <= 1 ? 1 : n * f(n - 1);\n}\n"
+     "__kernel void k(__global int* o) { o[0] = f(5); }\n",
      "", CL_BUILD_PROGRAM_FAILURE, "program.cl:3:27: error: recursion is not supported"},
-    {"mutual recursion", "int g(int n);\nint f(int n) { return n > 0 ? g(n - 1) : 0; }\n"
-                         "int g(int n) { return f(n); }\n"
-                         "__kernel void k(__global int* o) { o[0] = f(5); }\n",
+    {"mutual recursion",
+     "int g(int n);\nint f(int n) { return n > 0 ? g(n - 1) : 0; }\n"
+     "int g(int n) { return f(n); }\n"
+     "__kernel void k(__global int* o) { o[0] = f(5); }\n",
      "", CL_BUILD_PROGRAM_FAILURE, "error: recursion is not supported"},
-    {"goto", "__kernel void k(__global int* o)\n{\n  int i = 0;\nagain:\n  if (++i < 3) goto again;\n"
-             "  o[0] = i;\n}\n",
+    {"goto",
+     "__kernel void k(__global int* o)\n{\n  int i = 0;\nagain:\n  if (++i < 3) goto again;\n"
+     "  o[0] = i;\n}\n",
      "", CL_BUILD_PROGRAM_FAILURE, "program.cl:4:1: error: goto and labels are not supported"},
-    {"printf", "__kernel void k(void)\n{\n  printf(\"%d\\n\", 1);\n}\n", "", CL_BUILD_PROGRAM_FAILURE,
-     "program.cl:3:3: error: printf is not supported yet"},
+    {"printf", "__kernel void k(void)\n{\n  printf(\"%d\\n\", 1);\n}\n", "",
+     CL_BUILD_PROGRAM_FAILURE, "program.cl:3:3: error: printf is not supported yet"},
     {"warning", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "", CL_SUCCESS,
      "program.cl:1:44: warning: implicit conversion from 'double' to 'int'"},
     {"-Werror", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "-Werror",
      CL_BUILD_PROGRAM_FAILURE, "error: implicit conversion"},
-    {"-w", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "-w -Werror", CL_SUCCESS,
-     ""},
+    {"-w", "__kernel void k(__global int* o) { int x = 1.5; o[0] = x; }\n", "-w -Werror",
+     CL_SUCCESS, ""},
     {"-D as two words", "__kernel void k(__global int* o) { o[0] = SCALE; }\n", "-D SCALE=3",
      CL_SUCCESS, ""},
     {"-D missing", "__kernel void k(__global int* o) { o[0] = SCALE; }\n", "",
      CL_BUILD_PROGRAM_FAILURE, "program.cl:1:43: error: use of undeclared identifier 'SCALE'"},
-    {"every math flag",
-     "__kernel void k(__global float* o) { o[0] = sqrt(o[1]); }\n",
+    {"every math flag", "__kernel void k(__global float* o) { o[0] = sqrt(o[1]); }\n",
      "-cl-opt-disable -cl-mad-enable -cl-no-signed-zeros -cl-unsafe-math-optimizations "
      "-cl-finite-math-only -cl-fast-relaxed-math -cl-single-precision-constant "
-     "-cl-denorms-are-zero -cl-fp32-correctly-rounded-divide-sqrt -cl-std=CL1.2 -cl-kernel-arg-info "
+     "-cl-denorms-are-zero -cl-fp32-correctly-rounded-divide-sqrt -cl-std=CL1.2 "
+     "-cl-kernel-arg-info "
      "-g -DA=1 -I.",
      CL_SUCCESS, ""},
     {"the library's dummy kernel", "__kernel void dummy( void ) { }\n", nullptr, CL_SUCCESS, ""},
@@ -63,25 +67,26 @@ class CLCBuildTest : public CLFixture, public ::testing::WithParamInterface<SBui
 {
 };
 
-const char* const CONTROL_SOURCE = "int find(__global const int* v, int n, int x)\n"
-                                   "{\n"
-                                   "  for (int i = 0; i < n; ++i)\n"
-                                   "  {\n"
-                                   "    if (v[i] == x)\n"
-                                   "      return i;\n"
-                                   "  }\n"
-                                   "  return -1;\n"
-                                   "}\n"
-                                   "__kernel void k(__global const int* v, __global int* o, int n)\n"
-                                   "{\n"
-                                   "  int i = get_global_id(0);\n"
-                                   "  if (i >= n)\n"
-                                   "    return;\n"
-                                   "  int j = 0;\n"
-                                   "  while (j < i)\n"
-                                   "    j += 2;\n"
-                                   "  o[i] = find(v, n, i) + j;\n"
-                                   "}\n";
+const char* const CONTROL_SOURCE =
+    "int find(__global const int* v, int n, int x)\n"
+    "{\n"
+    "  for (int i = 0; i < n; ++i)\n"
+    "  {\n"
+    "    if (v[i] == x)\n"
+    "      return i;\n"
+    "  }\n"
+    "  return -1;\n"
+    "}\n"
+    "__kernel void k(__global const int* v, __global int* o, int n)\n"
+    "{\n"
+    "  int i = get_global_id(0);\n"
+    "  if (i >= n)\n"
+    "    return;\n"
+    "  int j = 0;\n"
+    "  while (j < i)\n"
+    "    j += 2;\n"
+    "  o[i] = find(v, n, i) + j;\n"
+    "}\n";
 } // namespace
 
 TEST_P(CLCBuildTest, Log)

@@ -106,19 +106,19 @@ bool Run(cl_platform_id platform, const SLaunch& launch, std::vector<std::vector
         const SArg& arg = launch.vArgs[i];
         if (arg.eKind == SArg::AK_Buffer)
         {
-            cl_mem buffer = clCreateBuffer(context, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR,
-                                           arg.vBytes.size(),
-                                           const_cast<uint8_t*>(arg.vBytes.data()), &nError);
+            cl_mem buffer =
+                clCreateBuffer(context, CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, arg.vBytes.size(),
+                               const_cast<uint8_t*>(arg.vBytes.data()), &nError);
             vBuffers.push_back(buffer);
             bOk = clSetKernelArg(kernel, i, sizeof(cl_mem), &buffer) == CL_SUCCESS;
         }
         else
         {
             vBuffers.push_back(nullptr);
-            bOk = arg.eKind == SArg::AK_Value
-                      ? clSetKernelArg(kernel, i, arg.vBytes.size(), arg.vBytes.data()) ==
-                            CL_SUCCESS
-                      : clSetKernelArg(kernel, i, arg.nLocalBytes, nullptr) == CL_SUCCESS;
+            bOk =
+                arg.eKind == SArg::AK_Value
+                    ? clSetKernelArg(kernel, i, arg.vBytes.size(), arg.vBytes.data()) == CL_SUCCESS
+                    : clSetKernelArg(kernel, i, arg.nLocalBytes, nullptr) == CL_SUCCESS;
         }
     }
     bOk = bOk && clEnqueueNDRangeKernel(queue, kernel, cl_uint(launch.vGlobal.size()), nullptr,
@@ -259,10 +259,14 @@ TEST(CLCCorpusTest, VectorAddWithEarlyReturn)
     const int n = 1000;
     const std::vector<float> a = RandomValues<float>(1024, -10, 10, 1);
     const std::vector<float> b = RandomValues<float>(1024, -10, 10, 2);
-    const auto vOut = RunEverywhere(
-        {"arith.cl", "vadd", {Buffer(a), Buffer(b), Buffer(std::vector<float>(1024, -1.0f)), Value(n)},
-         {1024}, {64}, ""},
-        {CMP_Exact, CMP_Exact, CMP_Exact});
+    const auto vOut =
+        RunEverywhere({"arith.cl",
+                       "vadd",
+                       {Buffer(a), Buffer(b), Buffer(std::vector<float>(1024, -1.0f)), Value(n)},
+                       {1024},
+                       {64},
+                       ""},
+                      {CMP_Exact, CMP_Exact, CMP_Exact});
     ASSERT_EQ(4u, vOut.size());
     const std::vector<float> c = Values<float>(vOut[2]);
     for (int i = 0; i < 1024; ++i)
@@ -275,9 +279,9 @@ TEST(CLCCorpusTest, Saxpy)
 {
     const std::vector<float> x = RandomValues<float>(512, -1, 1, 3);
     const std::vector<float> y = RandomValues<float>(512, -1, 1, 4);
-    const auto vOut = RunEverywhere({"arith.cl", "saxpy", {Value(2.5f), Buffer(x), Buffer(y)},
-                                     {512}, {}, "-cl-mad-enable"},
-                                    {CMP_Exact, CMP_Exact, CMP_Float});
+    const auto vOut = RunEverywhere(
+        {"arith.cl", "saxpy", {Value(2.5f), Buffer(x), Buffer(y)}, {512}, {}, "-cl-mad-enable"},
+        {CMP_Exact, CMP_Exact, CMP_Float});
     ASSERT_EQ(3u, vOut.size());
     const std::vector<float> result = Values<float>(vOut[2]);
     for (size_t i = 0; i < x.size(); ++i)
@@ -290,14 +294,14 @@ TEST(CLCCorpusTest, ReductionInLocalMemory)
 {
     const uint32_t n = 1000;
     const std::vector<uint32_t> in = RandomValues<uint32_t>(1024, 0, 100000, 5);
-    const auto vOut = RunEverywhere({"reduce.cl",
-                                     "reduce",
-                                     {Buffer(in), Buffer(std::vector<uint32_t>(16, 7)),
-                                      Local(64 * sizeof(uint32_t)), Value(n)},
-                                     {1024},
-                                     {64},
-                                     ""},
-                                    {});
+    const auto vOut = RunEverywhere(
+        {"reduce.cl",
+         "reduce",
+         {Buffer(in), Buffer(std::vector<uint32_t>(16, 7)), Local(64 * sizeof(uint32_t)), Value(n)},
+         {1024},
+         {64},
+         ""},
+        {});
     ASSERT_EQ(4u, vOut.size());
     const std::vector<uint32_t> sums = Values<uint32_t>(vOut[1]);
     for (size_t g = 0; g < 16; ++g)
@@ -316,14 +320,14 @@ TEST(CLCCorpusTest, TiledMatrixMultiply)
     const int n = 32;
     const std::vector<float> a = RandomValues<float>(n * n, -1, 1, 6);
     const std::vector<float> b = RandomValues<float>(n * n, -1, 1, 7);
-    const auto vOut = RunEverywhere({"matmul.cl",
-                                     "matmul",
-                                     {Buffer(a), Buffer(b), Buffer(std::vector<float>(n * n)),
-                                      Value(n)},
-                                     {size_t(n), size_t(n)},
-                                     {8, 8},
-                                     "-DTILE=8"},
-                                    {CMP_Exact, CMP_Exact, CMP_Float});
+    const auto vOut =
+        RunEverywhere({"matmul.cl",
+                       "matmul",
+                       {Buffer(a), Buffer(b), Buffer(std::vector<float>(n * n)), Value(n)},
+                       {size_t(n), size_t(n)},
+                       {8, 8},
+                       "-DTILE=8"},
+                      {CMP_Exact, CMP_Exact, CMP_Float});
     ASSERT_EQ(4u, vOut.size());
     const std::vector<float> c = Values<float>(vOut[2]);
     for (int row = 0; row < n; ++row)
@@ -351,21 +355,24 @@ TEST(CLCCorpusTest, HistogramWithAtomics)
         expected[data[i] % 16] += i < n ? 1 : 0;
         expectedHigh[data[i] >> 4] += 1;
     }
-    auto vOut = RunEverywhere(
-        {"histogram.cl", "histogram", {Buffer(data), Buffer(std::vector<uint32_t>(16)), Value(n)},
-         {1024}, {}, ""},
-        {});
+    auto vOut = RunEverywhere({"histogram.cl",
+                               "histogram",
+                               {Buffer(data), Buffer(std::vector<uint32_t>(16)), Value(n)},
+                               {1024},
+                               {},
+                               ""},
+                              {});
     ASSERT_EQ(3u, vOut.size());
     EXPECT_EQ(expected, Values<uint32_t>(vOut[1]));
 
-    vOut = RunEverywhere({"histogram.cl",
-                          "histogram_local",
-                          {Buffer(data), Buffer(std::vector<uint32_t>(16)),
-                           Buffer(std::vector<uint32_t>(16))},
-                          {1024},
-                          {128},
-                          ""},
-                         {});
+    vOut = RunEverywhere(
+        {"histogram.cl",
+         "histogram_local",
+         {Buffer(data), Buffer(std::vector<uint32_t>(16)), Buffer(std::vector<uint32_t>(16))},
+         {1024},
+         {128},
+         ""},
+        {});
     ASSERT_EQ(3u, vOut.size());
     EXPECT_EQ(expectedHigh, Values<uint32_t>(vOut[1]));
     // The returned old values: the largest running total of each bin is the bin's total.
@@ -490,7 +497,8 @@ TEST(CLCCorpusTest, VectorsSwizzlesAndVloadVstore)
 
 TEST(CLCCorpusTest, IntegerWidthsDoublesAndBits)
 {
-    const std::vector<int64_t> a = RandomValues<int64_t>(64, -(int64_t(1) << 40), int64_t(1) << 40, 11);
+    const std::vector<int64_t> a =
+        RandomValues<int64_t>(64, -(int64_t(1) << 40), int64_t(1) << 40, 11);
     const std::vector<double> d = RandomValues<double>(64, 0, 1000, 12);
     const std::vector<uint8_t> c = RandomValues<uint8_t>(64, 0, 255, 13);
     const auto vOut =
@@ -530,8 +538,7 @@ TEST(CLCCorpusTest, PrivateArraySort)
 {
     const std::vector<int32_t> in = RandomValues<int32_t>(32 * 8, -1000, 1000, 14);
     const auto vOut = RunEverywhere(
-        {"sort.cl", "sort8", {Buffer(in), Buffer(std::vector<int32_t>(32 * 8))}, {32}, {}, ""},
-        {});
+        {"sort.cl", "sort8", {Buffer(in), Buffer(std::vector<int32_t>(32 * 8))}, {32}, {}, ""}, {});
     ASSERT_EQ(2u, vOut.size());
     std::vector<int32_t> expected = in;
     for (size_t i = 0; i < expected.size(); i += 8)
@@ -539,4 +546,49 @@ TEST(CLCCorpusTest, PrivateArraySort)
         std::sort(expected.begin() + long(i), expected.begin() + long(i) + 8);
     }
     EXPECT_EQ(expected, Values<int32_t>(vOut[1]));
+}
+
+TEST(CLCCorpusTest, WideCharDoubleAndLongVectors)
+{
+    const int n = 16;
+    const std::vector<float> a = RandomValues<float>(n * 8, 0, 1, 15);
+    const auto vOut =
+        RunEverywhere({"wide.cl",
+                       "wide",
+                       {Buffer(a), Buffer(std::vector<float>(n * 8)),
+                        Buffer(std::vector<int32_t>(n * 16)), Buffer(std::vector<int8_t>(n * 4)),
+                        Buffer(std::vector<double>(n * 2)), Buffer(std::vector<int64_t>(n * 2))},
+                       {size_t(n)},
+                       {},
+                       ""},
+                      {CMP_Exact, CMP_Float, CMP_Exact, CMP_Exact, CMP_Double, CMP_Exact});
+    ASSERT_EQ(6u, vOut.size());
+    const std::vector<float> b = Values<float>(vOut[1]);
+    const std::vector<int32_t> c = Values<int32_t>(vOut[2]);
+    const std::vector<int8_t> d = Values<int8_t>(vOut[3]);
+    const std::vector<double> e = Values<double>(vOut[4]);
+    const std::vector<int64_t> f = Values<int64_t>(vOut[5]);
+    for (int i = 0; i < n; ++i)
+    {
+        for (int l = 0; l < 8; ++l)
+        {
+            const float fExpected =
+                l == 1 ? (i > 5 ? 100.0f : -100.0f) : a[i * 8 + 7 - l] * 2.0f + a[i * 8] * 3.0f;
+            EXPECT_EQ(fExpected, b[i * 8 + l]) << i << "." << l;
+        }
+        for (int l = 0; l < 16; ++l)
+        {
+            const int w = i + l;
+            EXPECT_EQ(w * w - (w >> 1), c[i * 16 + l]) << i << "." << l;
+        }
+        const int8_t vChars[4] = {int8_t(i), int8_t(i * 3), int8_t(-i), 100};
+        for (int l = 0; l < 4; ++l)
+        {
+            EXPECT_EQ(int8_t(vChars[l] + vChars[l]), d[i * 4 + l]) << i << "." << l;
+        }
+        EXPECT_EQ(double(i) * double(i) + 1.0, e[i * 2]);
+        EXPECT_EQ(0.25 + 2.0, e[i * 2 + 1]);
+        EXPECT_EQ((int64_t(i) << 40) + 3, f[i * 2]);
+        EXPECT_EQ(-int64_t(i) + 4, f[i * 2 + 1]);
+    }
 }

@@ -15,8 +15,8 @@ std::string CompileIL(const std::string& strSource, bool bDebug, bool b64Bit = t
 {
     std::string strIL;
     std::string strLog;
-    EXPECT_TRUE(CCLCCompiler::Compile(strSource, {}, bDebug, SCLCTarget{"larkspur", b64Bit}, strIL,
-                                      strLog))
+    EXPECT_TRUE(
+        CCLCCompiler::Compile(strSource, {}, bDebug, SCLCTarget{"larkspur", b64Bit}, strIL, strLog))
         << strLog;
     return strIL;
 }
@@ -34,24 +34,24 @@ std::vector<std::string> Lines(const std::string& strText)
 }
 
 const char* const SOURCE = "int find(__global const int* v, int n, int x)\n"
-                                   "{\n"
-                                   "  for (int i = 0; i < n; ++i)\n"
-                                   "  {\n"
-                                   "    if (v[i] == x)\n"
-                                   "      return i;\n"
-                                   "  }\n"
-                                   "  return -1;\n"
-                                   "}\n"
-                                   "__kernel void k(__global const int* v, __global int* o, int n)\n"
-                                   "{\n"
-                                   "  int i = get_global_id(0);\n"
-                                   "  if (i >= n)\n"
-                                   "    return;\n"
-                                   "  int j = 0;\n"
-                                   "  while (j < i)\n"
-                                   "    j += 2;\n"
-                                   "  o[i] = find(v, n, i) + j;\n"
-                                   "}\n";
+                           "{\n"
+                           "  for (int i = 0; i < n; ++i)\n"
+                           "  {\n"
+                           "    if (v[i] == x)\n"
+                           "      return i;\n"
+                           "  }\n"
+                           "  return -1;\n"
+                           "}\n"
+                           "__kernel void k(__global const int* v, __global int* o, int n)\n"
+                           "{\n"
+                           "  int i = get_global_id(0);\n"
+                           "  if (i >= n)\n"
+                           "    return;\n"
+                           "  int j = 0;\n"
+                           "  while (j < i)\n"
+                           "    j += 2;\n"
+                           "  o[i] = find(v, n, i) + j;\n"
+                           "}\n";
 } // namespace
 
 // The debugger needs one exit per function and the exit test of a loop at its top.
@@ -107,8 +107,9 @@ TEST(CLCILTest, PrivateMemoryNeedsThePrivateUAV)
     EXPECT_NE(std::string::npos, CompileIL(pSource, false).find("dcl_typeless_uav_id(8)_type(3)"));
     std::string strIL;
     std::string strLog;
-    EXPECT_FALSE(CCLCCompiler::Compile(pSource, {}, false, SCLCTarget{"fennel", false}, strIL, strLog));
-    EXPECT_NE(std::string::npos, strLog.find("program.cl:3:7: error: arrays, structs and variables"))
+    EXPECT_FALSE(
+        CCLCCompiler::Compile(pSource, {}, false, SCLCTarget{"fennel", false}, strIL, strLog));
+    EXPECT_NE(std::string::npos,
+              strLog.find("program.cl:3:7: error: arrays, structs and variables"))
         << strLog;
 }
-
