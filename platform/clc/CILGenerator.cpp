@@ -941,11 +941,24 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
                 {
                     Refuse(pParameter, "taking the address of a parameter is not supported");
                 }
+                if (!pParameter->getType()->isScalarType() &&
+                    !pParameter->getType()->isVectorType())
+                {
+                    Refuse(pParameter, "parameters of type '" +
+                                           pParameter->getType().getAsString() +
+                                           "' are not supported; pass a pointer");
+                }
                 const SValue shape = ShapeOf(pParameter->getType(), nullptr);
                 function.vParameters.push_back(Temp(shape.eElement, shape.nLanes));
             }
             if (!pDecl->getReturnType()->isVoidType())
             {
+                if (!pDecl->getReturnType()->isScalarType() &&
+                    !pDecl->getReturnType()->isVectorType())
+                {
+                    Refuse(pDecl, "functions returning '" + pDecl->getReturnType().getAsString() +
+                                      "' are not supported");
+                }
                 const SValue shape = ShapeOf(pDecl->getReturnType(), nullptr);
                 function.result = Temp(shape.eElement, shape.nLanes);
             }
@@ -954,13 +967,19 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
         {
             GenerateFunction(m_Functions[pDecl]);
         }
+        strIL = ProgramText();
+        return true;
     }
     catch (const SRefusal& refusal)
     {
         strLog += Where(refusal.location) + ": error: " + refusal.strMessage + "\n";
         return false;
     }
+}
 
+// The IL of the whole program: the main program with the entry marker, then each function.
+std::string CILGenerator::ProgramText()
+{
     std::ostringstream il;
     il << "il_cs_2_0\ndcl_cb cb0[16]\n;$$$$$$$$$$\nendmain\n";
     std::map<uint32_t, std::vector<uint32_t>> literals;
@@ -1002,8 +1021,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
         il << m_Bodies[&function] << "ret\nendfunc\n";
     }
     il << "end\n";
-    strIL = il.str();
-    return true;
+    return il.str();
 }
 
 std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nCb1Rows)

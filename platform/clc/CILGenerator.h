@@ -102,6 +102,7 @@ private:
                           std::vector<const clang::FunctionDecl*>& vPath);
     void FindAddressTaken(const clang::Stmt* pStmt);
     void GenerateFunction(SFunction& function);
+    std::string ProgramText();
     std::string KernelMetadata(const SFunction& function, uint32_t& nCb1Rows);
     std::string Where(clang::SourceLocation location) const;
     [[noreturn]] void Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const;

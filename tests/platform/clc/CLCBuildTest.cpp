@@ -60,6 +60,12 @@ const SBuildCase BUILD_CASES[] = {
      "-cl-kernel-arg-info "
      "-g -DA=1 -I.",
      CL_SUCCESS, ""},
+    {"struct parameter",
+     "typedef struct { int a; } S;\nint f(S s) { return s.a; }\n"
+     "__kernel void k(__global int* o) { S s; s.a = o[1]; o[0] = f(s); }\n",
+     "", CL_BUILD_PROGRAM_FAILURE, "program.cl:2:9: error: parameters of type 'S'"},
+    {"half pointer", "__kernel void k(__global half* p) { }\n", "", CL_BUILD_PROGRAM_FAILURE,
+     "program.cl:1:32: error: values of type 'half' are not supported"},
     {"the library's dummy kernel", "__kernel void dummy( void ) { }\n", nullptr, CL_SUCCESS, ""},
 };
 
@@ -67,26 +73,6 @@ class CLCBuildTest : public CLFixture, public ::testing::WithParamInterface<SBui
 {
 };
 
-const char* const CONTROL_SOURCE =
-    "int find(__global const int* v, int n, int x)\n"
-    "{\n"
-    "  for (int i = 0; i < n; ++i)\n"
-    "  {\n"
-    "    if (v[i] == x)\n"
-    "      return i;\n"
-    "  }\n"
-    "  return -1;\n"
-    "}\n"
-    "__kernel void k(__global const int* v, __global int* o, int n)\n"
-    "{\n"
-    "  int i = get_global_id(0);\n"
-    "  if (i >= n)\n"
-    "    return;\n"
-    "  int j = 0;\n"
-    "  while (j < i)\n"
-    "    j += 2;\n"
-    "  o[i] = find(v, n, i) + j;\n"
-    "}\n";
 } // namespace
 
 TEST_P(CLCBuildTest, Log)
@@ -118,15 +104,65 @@ INSTANTIATE_TEST_SUITE_P(Cases, CLCBuildTest, ::testing::ValuesIn(BUILD_CASES),
                              return strName;
                          });
 
-TEST_F(CLFixture, DebugBuildCarriesSourceLines)
+// The older family has 32-bit addresses; its device is chosen before the platform loads.
+TEST(CLCFamilyTest, OlderFamilyRunsCompiledKernels)
 {
-    for (const bool bDebug : {false, true})
+    EXPECT_EQ(0, RunInChild("CLCFamilyChild.OlderFamily", {{"NORDVANE_OCL_DEVICE", "fennel"}}));
+}
+
+class CLCFamilyChild : public CLFixture
+{
+protected:
+    void SetUp() override
     {
-        cl_program program = Build(CONTROL_SOURCE, bDebug ? "-g" : "");
-        ASSERT_NE(nullptr, program);
-        const std::vector<char> vBinary = ProgramBinary(program);
-        const std::string strBinary(vBinary.begin(), vBinary.end());
-        EXPECT_EQ(bDebug, strBinary.find(";@program.cl:18") != std::string::npos);
-        EXPECT_EQ(bDebug, strBinary.find(".debugil") != std::string::npos);
+        if (!IsChild())
+        {
+            GTEST_SKIP() << "runs in a child process with its own environment";
+        }
+        CLFixture::SetUp();
     }
+    void TearDown() override
+    {
+        if (IsChild())
+        {
+            CLFixture::TearDown();
+        }
+    }
+};
+
+TEST_F(CLCFamilyChild, OlderFamily)
+{
+    ASSERT_EQ("Fennel", DeviceString(m_Device, CL_DEVICE_NAME));
+    const char* pSource = "__kernel void k(__global const uint* in, __global uint* out,\n"
+                          "                __local uint* scratch)\n"
+                          "{\n"
+                          "  uint lid = get_local_id(0);\n"
+                          "  scratch[lid] = in[get_global_id(0)] * 2u;\n"
+                          "  barrier(CLK_LOCAL_MEM_FENCE);\n"
+                          "  if (lid == 0)\n"
+                          "  {\n"
+                          "    uint sum = 0;\n"
+                          "    for (uint i = 0; i < get_local_size(0); ++i)\n"
+                          "      sum += scratch[i];\n"
+                          "    atomic_add(&out[0], sum);\n"
+                          "  }\n"
+                          "}\n";
+    cl_kernel kernel = MakeKernel(pSource, "k");
+    ASSERT_NE(nullptr, kernel);
+    std::vector<cl_uint> in(256);
+    for (cl_uint i = 0; i < 256; ++i)
+    {
+        in[i] = i;
+    }
+    cl_mem input = MakeBuffer(in.size() * sizeof(cl_uint), in.data());
+    const cl_uint nZero = 0;
+    cl_mem output = MakeBuffer(sizeof(cl_uint), &nZero);
+    clSetKernelArg(kernel, 0, sizeof(cl_mem), &input);
+    clSetKernelArg(kernel, 1, sizeof(cl_mem), &output);
+    clSetKernelArg(kernel, 2, 64 * sizeof(cl_uint), nullptr);
+    const size_t nGlobal = 256;
+    const size_t nLocal = 64;
+    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, &nLocal, 0,
+                                                 nullptr, nullptr));
+    EXPECT_EQ(std::vector<cl_uint>{255u * 256u}, Read<cl_uint>(output, 1));
 }

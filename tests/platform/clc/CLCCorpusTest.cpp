@@ -592,3 +592,17 @@ TEST(CLCCorpusTest, WideCharDoubleAndLongVectors)
         EXPECT_EQ(-int64_t(i) + 4, f[i * 2 + 1]);
     }
 }
+
+// With -g the binary carries the IL with the source lines marked.
+TEST_F(CLFixture, DebugBuildCarriesSourceLines)
+{
+    for (const bool bDebug : {false, true})
+    {
+        cl_program program = Build(ReadCorpus("returns.cl"), bDebug ? "-g" : "");
+        ASSERT_NE(nullptr, program);
+        const std::vector<char> vBinary = ProgramBinary(program);
+        const std::string strBinary(vBinary.begin(), vBinary.end());
+        EXPECT_EQ(bDebug, strBinary.find(";@program.cl:20") != std::string::npos);
+        EXPECT_EQ(bDebug, strBinary.find(".debugil") != std::string::npos);
+    }
+}

@@ -2,8 +2,10 @@
 // lines and variables with -g, private memory by device family.
 #include "CCLCCompiler.h"
 
+#include <boost/algorithm/string.hpp>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
 using XAN_Platform::CCLCCompiler;
@@ -21,43 +23,21 @@ std::string CompileIL(const std::string& strSource, bool bDebug, bool b64Bit = t
     return strIL;
 }
 
-std::vector<std::string> Lines(const std::string& strText)
+std::string Source()
 {
-    std::vector<std::string> vLines;
-    std::istringstream stream(strText);
-    std::string strLine;
-    while (std::getline(stream, strLine))
-    {
-        vLines.push_back(strLine);
-    }
-    return vLines;
+    std::ifstream file(std::string(XAN_CLC_CORPUS_DIR) + "/returns.cl");
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
-
-const char* const SOURCE = "int find(__global const int* v, int n, int x)\n"
-                           "{\n"
-                           "  for (int i = 0; i < n; ++i)\n"
-                           "  {\n"
-                           "    if (v[i] == x)\n"
-                           "      return i;\n"
-                           "  }\n"
-                           "  return -1;\n"
-                           "}\n"
-                           "__kernel void k(__global const int* v, __global int* o, int n)\n"
-                           "{\n"
-                           "  int i = get_global_id(0);\n"
-                           "  if (i >= n)\n"
-                           "    return;\n"
-                           "  int j = 0;\n"
-                           "  while (j < i)\n"
-                           "    j += 2;\n"
-                           "  o[i] = find(v, n, i) + j;\n"
-                           "}\n";
 } // namespace
 
 // The debugger needs one exit per function and the exit test of a loop at its top.
 TEST(CLCILTest, SingleExitAndLoopTestsAtTheTop)
 {
-    const std::vector<std::string> vLines = Lines(CompileIL(SOURCE, false));
+    std::vector<std::string> vLines;
+    const std::string strIL = CompileIL(Source(), false);
+    boost::split(vLines, strIL, boost::is_any_of("\n"));
     int nFuncs = 0;
     int nRets = 0;
     for (size_t i = 0; i < vLines.size(); ++i)
@@ -90,13 +70,13 @@ TEST(CLCILTest, SingleExitAndLoopTestsAtTheTop)
 // are named where it is declared and where its scope ends.
 TEST(CLCILTest, DebugMarksSourceLinesAndVariables)
 {
-    const std::string strIL = CompileIL(SOURCE, true);
-    for (const char* pMark : {";@program.cl:3\n", ";@program.cl:12\n", ";@program.cl:18\n",
+    const std::string strIL = CompileIL(Source(), true);
+    for (const char* pMark : {";@program.cl:4\n", ";@program.cl:14\n", ";@program.cl:20\n",
                               ";@var:i:r", ";@var:j:r", ";@var:v:r", ";@endvar:j\n"})
     {
         EXPECT_NE(std::string::npos, strIL.find(pMark)) << pMark << "\n" << strIL;
     }
-    const std::string strPlain = CompileIL(SOURCE, false);
+    const std::string strPlain = CompileIL(Source(), false);
     EXPECT_EQ(std::string::npos, strPlain.find(";@"));
 }
 
