@@ -81,6 +81,12 @@ void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessag
 // ---------------------------------------------------------------------------------------------
 // Types.
 
+// A type as OpenCL C spells it, without its address space.
+std::string CILGenerator::TypeName(clang::QualType type) const
+{
+    return type.getUnqualifiedType().getAsString(m_Context.getPrintingPolicy());
+}
+
 bool CILGenerator::IsPointer(clang::QualType type) const
 {
     return type->isPointerType() || type->isArrayType();
@@ -146,7 +152,7 @@ CILGenerator::EElement CILGenerator::ElementOf(clang::QualType type,
     const auto* pBuiltin = type->getAs<clang::BuiltinType>();
     if (pBuiltin == nullptr)
     {
-        Refuse(pWhere, "values of type '" + type.getAsString() + "' are not supported here");
+        Refuse(pWhere, "values of type '" + TypeName(type) + "' are not supported here");
     }
     switch (pBuiltin->getKind())
     {
@@ -176,7 +182,7 @@ CILGenerator::EElement CILGenerator::ElementOf(clang::QualType type,
     case clang::BuiltinType::Double:
         return E_F64;
     default:
-        Refuse(pWhere, "values of type '" + type.getAsString() + "' are not supported");
+        Refuse(pWhere, "values of type '" + TypeName(type) + "' are not supported");
     }
 }
 
@@ -678,7 +684,7 @@ CILGenerator::SValue CILGenerator::Load(const SLValue& lvalue, const clang::Stmt
     const clang::QualType type = lvalue.type.getCanonicalType();
     if (!type->isScalarType() && !type->isVectorType())
     {
-        Refuse(pWhere, "a value of type '" + lvalue.type.getAsString() +
+        Refuse(pWhere, "a value of type '" + TypeName(lvalue.type) +
                            "' can't be held in registers; copy its members one by one");
     }
     const SValue shape = ShapeOf(type, pWhere);
@@ -707,7 +713,7 @@ void CILGenerator::Store(const SLValue& lvalue, const SValue& value, const clang
     const clang::QualType type = lvalue.type.getCanonicalType();
     if (!type->isScalarType() && !type->isVectorType())
     {
-        Refuse(pWhere, "assignment of a whole '" + lvalue.type.getAsString() +
+        Refuse(pWhere, "assignment of a whole '" + TypeName(lvalue.type) +
                            "' is not supported; assign its members one by one");
     }
     if (lvalue.vLanes.empty())
@@ -944,8 +950,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
                 if (!pParameter->getType()->isScalarType() &&
                     !pParameter->getType()->isVectorType())
                 {
-                    Refuse(pParameter, "parameters of type '" +
-                                           pParameter->getType().getAsString() +
+                    Refuse(pParameter, "parameters of type '" + TypeName(pParameter->getType()) +
                                            "' are not supported; pass a pointer");
                 }
                 const SValue shape = ShapeOf(pParameter->getType(), nullptr);
@@ -956,7 +961,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
                 if (!pDecl->getReturnType()->isScalarType() &&
                     !pDecl->getReturnType()->isVectorType())
                 {
-                    Refuse(pDecl, "functions returning '" + pDecl->getReturnType().getAsString() +
+                    Refuse(pDecl, "functions returning '" + TypeName(pDecl->getReturnType()) +
                                       "' are not supported");
                 }
                 const SValue shape = ShapeOf(pDecl->getReturnType(), nullptr);
@@ -1154,7 +1159,20 @@ void CILGenerator::GenerateFunction(SFunction& function)
         }
         else if (type->isPointerType())
         {
-            const ESpace eSpace = SpaceOf(type->getPointeeType());
+            const clang::QualType pointee = type->getPointeeType();
+            if (!pointee->isVoidType() && !pointee->isRecordType() && !pointee->isArrayType())
+            {
+                try
+                {
+                    ElementOf(pointee, nullptr);
+                }
+                catch (SRefusal& refusal)
+                {
+                    refusal.location = pParameter->getLocation();
+                    throw;
+                }
+            }
+            const ESpace eSpace = SpaceOf(pointee);
             variable.value = Temp(AddressElement(eSpace), 1);
             Emit("mov " + LaneDest(variable.value, 0) + ", cb1[" + std::to_string(nRow) + "]" +
                  (Is64(variable.value.eElement) ? ".xyxy" : ".xxxx"));
@@ -1179,7 +1197,7 @@ void CILGenerator::GenerateFunction(SFunction& function)
         }
         else
         {
-            Refuse(pParameter, "kernel arguments of type '" + pParameter->getType().getAsString() +
+            Refuse(pParameter, "kernel arguments of type '" + TypeName(pParameter->getType()) +
                                    "' are not supported");
         }
         m_Variables[pParameter] = variable;

@@ -109,6 +109,7 @@ private:
     [[noreturn]] void Refuse(const clang::Decl* pDecl, const std::string& strMessage) const;
 
     // Types.
+    std::string TypeName(clang::QualType type) const;
     bool IsPointer(clang::QualType type) const;
     ESpace SpaceOf(clang::QualType pointee) const;
     EElement AddressElement(ESpace eSpace) const;
