@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 using namespace XAN_Test;
@@ -165,4 +167,25 @@ TEST_F(CLCFamilyChild, OlderFamily)
     ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, &nLocal, 0,
                                                  nullptr, nullptr));
     EXPECT_EQ(std::vector<cl_uint>{255u * 256u}, Read<cl_uint>(output, 1));
+}
+
+// pyopencl keeps its binary cache switched on for OpenCL C (in the test's own folder).
+TEST(CLCToolsTest, PyOpenCLBuildsOpenCLCWithItsCache)
+{
+    if (std::system("/usr/bin/python3 -c 'import pyopencl' 2>/dev/null") != 0)
+    {
+        GTEST_SKIP() << "/usr/bin/python3 can't import pyopencl";
+    }
+    const std::string strCommand = std::string("XDG_CACHE_HOME=$PWD/cache /usr/bin/python3 ") +
+                                   XAN_CLC_SCRIPTS_DIR + "/pyopencl_clc.py 2>&1";
+    FILE* pPipe = popen(strCommand.c_str(), "r");
+    ASSERT_NE(nullptr, pPipe);
+    std::string strOutput;
+    char buffer[256];
+    while (std::fgets(buffer, sizeof(buffer), pPipe) != nullptr)
+    {
+        strOutput += buffer;
+    }
+    EXPECT_EQ(0, pclose(pPipe)) << strOutput;
+    EXPECT_NE(std::string::npos, strOutput.find("sums correct, cached")) << strOutput;
 }
