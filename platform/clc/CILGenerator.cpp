@@ -68,8 +68,10 @@ std::string CILGenerator::Where(clang::SourceLocation location) const
            std::to_string(presumed.getColumn());
 }
 
+// Without a statement of its own, a refusal names the statement being lowered.
 void CILGenerator::Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const
 {
+    pStmt = pStmt != nullptr ? pStmt : m_pStatement;
     throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(), strMessage};
 }
 
@@ -572,6 +574,10 @@ CILGenerator::SValue CILGenerator::AddressAddConstant(const SValue& address, int
     {
         return address;
     }
+    if (address.bLiteral)
+    {
+        return Literal(address.eElement, address.nBits + uint64_t(nOffset));
+    }
     return AddressAdd(address, Literal(address.eElement, uint64_t(nOffset)));
 }
 
@@ -598,11 +604,90 @@ std::string CILGenerator::AddressOperand(const SValue& address) const
     return LaneSource(address, 0);
 }
 
+// Private memory of the older families is the indexed temp x1, 16 bytes to an element: a word's
+// element and component come from its byte address.
+std::string CILGenerator::IndexedWord(const SValue& address, std::string& strComponent,
+                                      SValue& component)
+{
+    if (address.bLiteral)
+    {
+        strComponent = std::string(1, COMPONENTS[(address.nBits / 4) % 4]);
+        return "x1[" + std::to_string(address.nBits / 16) + "]";
+    }
+    const SValue index = Apply("ushr", E_U32, {address, Literal(E_U32, 4)});
+    component = Apply("iand", E_U32,
+                      {Apply("ushr", E_U32, {address, Literal(E_U32, 2)}), Literal(E_U32, 3)});
+    strComponent.clear();
+    return "x1[" + LaneDest(index, 0) + "]";
+}
+
+void CILGenerator::LoadIndexedWords(const SValue& address, const SValue& words)
+{
+    for (unsigned int w = 0; w < words.nLanes; ++w)
+    {
+        std::string strComponent;
+        SValue component;
+        const std::string strElement =
+            IndexedWord(AddressAddConstant(address, 4 * int64_t(w)), strComponent, component);
+        if (!strComponent.empty())
+        {
+            Emit("mov " + LaneDest(words, w) + ", " + strElement + "." +
+                 std::string(4, strComponent[0]));
+            continue;
+        }
+        const SValue element = Temp(E_U32, 4);
+        Emit("mov " + Dest(element, 0) + ", " + strElement);
+        Emit("mov " + LaneDest(words, w) + ", " + LaneSource(element, 0));
+        for (unsigned int c = 1; c < 4; ++c)
+        {
+            const SValue match = Apply("ieq", E_U32, {component, Literal(E_U32, c)});
+            Emit("cmov_logical " + LaneDest(words, w) + ", " + LaneSource(match, 0) + ", " +
+                 LaneSource(element, c) + ", " + LaneSource(words, w));
+        }
+    }
+}
+
+void CILGenerator::StoreIndexedWords(const SValue& address, const SValue& words)
+{
+    for (unsigned int w = 0; w < words.nLanes; ++w)
+    {
+        std::string strComponent;
+        SValue component;
+        const std::string strElement =
+            IndexedWord(AddressAddConstant(address, 4 * int64_t(w)), strComponent, component);
+        if (!strComponent.empty())
+        {
+            Emit("mov " + strElement + "." + strComponent + ", " + LaneSource(words, w));
+            continue;
+        }
+        const SValue element = Temp(E_U32, 4);
+        Emit("mov " + Dest(element, 0) + ", " + strElement);
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            const SValue match = Apply("ieq", E_U32, {component, Literal(E_U32, c)});
+            Emit("cmov_logical " + LaneDest(element, c) + ", " + LaneSource(match, 0) + ", " +
+                 LaneSource(words, w) + ", " + LaneSource(element, c));
+        }
+        Emit("mov " + strElement + ", " + Source(element, 0));
+    }
+}
+
 CILGenerator::SValue CILGenerator::LoadMemory(ESpace eSpace, const SValue& address,
                                               EElement eElement, unsigned int nLanes)
 {
     SValue result = Temp(eElement, nLanes);
     const unsigned int nBytes = ElementBytes(eElement);
+    if (eSpace == S_Private && !m_Target.b64Bit)
+    {
+        if (nBytes < 4)
+        {
+            Refuse(static_cast<const clang::Stmt*>(nullptr),
+                   "8- and 16-bit values in private memory need the private UAV of the "
+                   "64-bit families");
+        }
+        LoadIndexedWords(address, AsWords(result));
+        return result;
+    }
     if (nBytes >= 4)
     {
         for (unsigned int c = 0; c < Chunks(result); ++c)
@@ -638,6 +723,17 @@ CILGenerator::SValue CILGenerator::LoadMemory(ESpace eSpace, const SValue& addre
 void CILGenerator::StoreMemory(ESpace eSpace, const SValue& address, const SValue& value)
 {
     const unsigned int nBytes = ElementBytes(value.eElement);
+    if (eSpace == S_Private && !m_Target.b64Bit)
+    {
+        if (nBytes < 4)
+        {
+            Refuse(static_cast<const clang::Stmt*>(nullptr),
+                   "8- and 16-bit values in private memory need the private UAV of the "
+                   "64-bit families");
+        }
+        StoreIndexedWords(address, AsWords(value));
+        return;
+    }
     if (nBytes >= 4)
     {
         for (unsigned int c = 0; c < Chunks(value); ++c)
@@ -728,14 +824,8 @@ void CILGenerator::Store(const SLValue& lvalue, const SValue& value, const clang
     StoreMemory(lvalue.eSpace, lvalue.value, whole);
 }
 
-uint32_t CILGenerator::AllocatePrivate(uint64_t nBytes, const clang::Decl* pDecl)
+uint32_t CILGenerator::AllocatePrivate(uint64_t nBytes)
 {
-    if (!m_Target.b64Bit)
-    {
-        Refuse(pDecl, "arrays, structs and variables whose address is taken need private "
-                      "memory, which this compiler writes only for devices with the private "
-                      "UAV (64-bit families)");
-    }
     const uint32_t nOffset = m_nPrivateBytes;
     m_nPrivateBytes += uint32_t((nBytes + 15) / 16 * 16);
     m_bPrivateUsed = true;
@@ -1006,7 +1096,11 @@ std::string CILGenerator::ProgramText()
             }
             il << (m_Target.b64Bit ? "dcl_typeless_uav_id(11)_type(0)_stride(4)_length(4)\n"
                                    : "dcl_raw_uav_id(11)\n");
-            if (m_bPrivateUsed)
+            if (m_bPrivateUsed && !m_Target.b64Bit)
+            {
+                il << "dcl_indexed_temp_array x1[" << m_nPrivateBytes / 16 << "]\n";
+            }
+            else if (m_bPrivateUsed)
             {
                 il << "dcl_typeless_uav_id(" << PRIVATE_UAV << ")_type(3)_stride(4)_length("
                    << m_nPrivateBytes << ")\n";
@@ -1041,7 +1135,7 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
     }
     else
     {
-        metadata << ";memory:hwprivate:0\n";
+        metadata << ";memory:hwprivate:" << m_nPrivateBytes << "\n";
     }
     metadata << ";memory:hwlocal:" << function.nLocalBytes << "\n";
     if (m_Target.b64Bit)
@@ -1255,6 +1349,7 @@ bool CILGenerator::EmitStatement(const clang::Stmt* pStmt)
         return EmitCompound(pCompound);
     }
     MarkLine(pStmt->getBeginLoc());
+    m_pStatement = pStmt;
     if (const auto* pDeclStmt = llvm::dyn_cast<clang::DeclStmt>(pStmt))
     {
         for (const clang::Decl* pDecl : pDeclStmt->decls())
@@ -1419,7 +1514,7 @@ void CILGenerator::EmitDeclaration(const clang::VarDecl* pVar)
         else
         {
             variable.eSpace = S_Private;
-            variable.nOffset = AllocatePrivate(nBytes, pVar);
+            variable.nOffset = AllocatePrivate(nBytes);
             strLocation = "private+" + std::to_string(variable.nOffset);
         }
     }

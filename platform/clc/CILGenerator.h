@@ -150,11 +150,14 @@ private:
     // Memory.
     std::string MemoryOp(const char* pGlobal, const char* pLocal, ESpace eSpace) const;
     std::string AddressOperand(const SValue& address) const;
+    std::string IndexedWord(const SValue& address, std::string& strComponent, SValue& component);
+    void LoadIndexedWords(const SValue& address, const SValue& words);
+    void StoreIndexedWords(const SValue& address, const SValue& words);
     SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement, unsigned int nLanes);
     void StoreMemory(ESpace eSpace, const SValue& address, const SValue& value);
     SValue Load(const SLValue& lvalue, const clang::Stmt* pWhere);
     void Store(const SLValue& lvalue, const SValue& value, const clang::Stmt* pWhere);
-    uint32_t AllocatePrivate(uint64_t nBytes, const clang::Decl* pDecl);
+    uint32_t AllocatePrivate(uint64_t nBytes);
     void CopyMemory(const SLValue& dest, const SLValue& source, uint64_t nBytes);
     SValue MemoryAddress(const SLValue& lvalue, const clang::Stmt* pWhere) const;
 
@@ -219,8 +222,9 @@ private:
     unsigned int m_nLastLine = 0;
     std::string m_strLastFile;
     bool m_bPrivateUsed = false;
-    bool m_bDiscard = false;      // the expression statement's value is not used
-    bool m_bAtomicUnused = false; // the atomic being lowered has its value discarded
+    const clang::Stmt* m_pStatement = nullptr; // the statement being lowered, for messages
+    bool m_bDiscard = false;                   // the expression statement's value is not used
+    bool m_bAtomicUnused = false;              // the atomic being lowered has its value discarded
     std::map<const SFunction*, std::string> m_Bodies;
     std::map<const SFunction*, std::set<uint32_t>> m_FunctionLiterals;
 };

@@ -82,8 +82,8 @@ struct SLaunch
 
 // Builds the corpus file on the platform's first device, runs the kernel once and returns the
 // contents of every buffer argument afterwards (empty ones for the other arguments).
-bool Run(cl_platform_id platform, const SLaunch& launch, std::vector<std::vector<uint8_t>>& vOut,
-         std::string& strLog)
+bool RunLaunch(cl_platform_id platform, const SLaunch& launch,
+               std::vector<std::vector<uint8_t>>& vOut, std::string& strLog)
 {
     cl_device_id device = FirstDevice(platform, CL_DEVICE_TYPE_ALL);
     cl_int nError = CL_SUCCESS;
@@ -215,7 +215,7 @@ std::vector<std::vector<uint8_t>> RunEverywhere(const SLaunch& launch,
     std::string strLog;
     cl_platform_id platform = NordvanePlatform();
     EXPECT_NE(nullptr, platform);
-    if (platform == nullptr || !Run(platform, launch, vOut, strLog))
+    if (platform == nullptr || !RunLaunch(platform, launch, vOut, strLog))
     {
         ADD_FAILURE() << launch.strFile << ": " << strLog;
         return {};
@@ -226,7 +226,7 @@ std::vector<std::vector<uint8_t>> RunEverywhere(const SLaunch& launch,
         return vOut;
     }
     std::vector<std::vector<uint8_t>> vPocl;
-    EXPECT_TRUE(Run(pocl, launch, vPocl, strLog)) << "PoCL: " << strLog;
+    EXPECT_TRUE(RunLaunch(pocl, launch, vPocl, strLog)) << "PoCL: " << strLog;
     for (size_t i = 0; i < vPocl.size() && i < vOut.size(); ++i)
     {
         ExpectClose(vPocl[i], vOut[i], i < vCompare.size() ? vCompare[i] : CMP_Exact,
@@ -644,4 +644,34 @@ TEST_F(CLFixture, CompiledBinaryRebuildsFromItsDebugIL)
     {
         EXPECT_EQ(fAlpha * x[i] + y[i], result[i]) << i;
     }
+}
+
+// The older family keeps private memory in the indexed temp x1.
+TEST(CLCCorpusTest, PrivateArraySortOnTheOlderFamily)
+{
+    EXPECT_EQ(0,
+              RunInChild("CLCCorpusChild.PrivateArraySort", {{"NORDVANE_OCL_DEVICE", "fennel"}}));
+}
+
+TEST(CLCCorpusChild, PrivateArraySort)
+{
+    if (!IsChild())
+    {
+        GTEST_SKIP() << "runs in a child process with its own environment";
+    }
+    ASSERT_EQ("Fennel", DeviceString(FirstDevice(NordvanePlatform()), CL_DEVICE_NAME));
+    const std::vector<int32_t> in = RandomValues<int32_t>(32 * 8, -1000, 1000, 18);
+    std::vector<std::vector<uint8_t>> vOut;
+    std::string strLog;
+    ASSERT_TRUE(RunLaunch(
+        NordvanePlatform(),
+        {"sort.cl", "sort8", {Buffer(in), Buffer(std::vector<int32_t>(32 * 8))}, {32}, {}, ""},
+        vOut, strLog))
+        << strLog;
+    std::vector<int32_t> expected = in;
+    for (size_t i = 0; i < expected.size(); i += 8)
+    {
+        std::sort(expected.begin() + long(i), expected.begin() + long(i) + 8);
+    }
+    EXPECT_EQ(expected, Values<int32_t>(vOut[1]));
 }

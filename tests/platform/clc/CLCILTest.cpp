@@ -80,16 +80,23 @@ TEST(CLCILTest, DebugMarksSourceLinesAndVariables)
     EXPECT_EQ(std::string::npos, strPlain.find(";@"));
 }
 
-TEST(CLCILTest, PrivateMemoryNeedsThePrivateUAV)
+// Private memory is private UAV 8 on the newer families and the indexed temp x1 on the older.
+TEST(CLCILTest, PrivateMemoryByFamily)
 {
     const char* pSource = "__kernel void k(__global int* o)\n{\n  int a[4];\n  a[o[0]] = 1;\n"
                           "  o[1] = a[2];\n}\n";
     EXPECT_NE(std::string::npos, CompileIL(pSource, false).find("dcl_typeless_uav_id(8)_type(3)"));
+    const std::string strOlder = CompileIL(pSource, false, false);
+    EXPECT_NE(std::string::npos, strOlder.find("dcl_indexed_temp_array x1[1]")) << strOlder;
+    EXPECT_NE(std::string::npos, strOlder.find(";memory:hwprivate:16")) << strOlder;
+    EXPECT_NE(std::string::npos, strOlder.find(", x1[0].zzzz")) << strOlder;
+
     std::string strIL;
     std::string strLog;
-    EXPECT_FALSE(
-        CCLCCompiler::Compile(pSource, {}, false, SCLCTarget{"fennel", false}, strIL, strLog));
+    EXPECT_FALSE(CCLCCompiler::Compile("__kernel void k(__global char* o)\n{\n  char a[4];\n"
+                                       "  a[o[0]] = 1;\n  o[1] = a[2];\n}\n",
+                                       {}, false, SCLCTarget{"fennel", false}, strIL, strLog));
     EXPECT_NE(std::string::npos,
-              strLog.find("program.cl:3:7: error: arrays, structs and variables"))
+              strLog.find("program.cl:4:3: error: 8- and 16-bit values in private memory"))
         << strLog;
 }
