@@ -10,6 +10,8 @@
 #include <clang/Frontend/CompilerInvocation.h>
 #include <clang/Frontend/TextDiagnosticPrinter.h>
 #include <clang/Parse/ParseAST.h>
+#include <llvm/Support/BuryPointer.h>
+#include <llvm/Support/CrashRecoveryContext.h>
 #include <llvm/Support/MemoryBuffer.h>
 #include <llvm/Support/raw_ostream.h>
 
@@ -116,7 +118,13 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     pDiagnosticOptions->ShowColors = false;
     auto* pPrinter = new clang::TextDiagnosticPrinter(diagnosticStream, pDiagnosticOptions.get());
 
-    clang::CompilerInstance compiler;
+    // Clang 14 crashes on a few malformed sources (a one-element vector literal of a pointer):
+    // the parse runs under crash recovery, and a compiler that crashed is left alive, never
+    // destroyed, as Clang's own tools do.
+    static const bool s_bRecovery = (llvm::CrashRecoveryContext::Enable(), true);
+    (void)s_bRecovery;
+    auto pCompiler = std::make_unique<clang::CompilerInstance>();
+    clang::CompilerInstance& compiler = *pCompiler;
     compiler.createDiagnostics(pPrinter, true);
     auto pInvocation = std::make_shared<clang::CompilerInvocation>();
     if (!clang::CompilerInvocation::CreateFromArgs(*pInvocation, vArgumentTexts,
@@ -152,7 +160,15 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
         sourceManager.createFileID(llvm::MemoryBuffer::getMemBufferCopy(strSource, SOURCE_NAME)));
     compiler.getDiagnosticClient().BeginSourceFile(compiler.getLangOpts(),
                                                    &compiler.getPreprocessor());
-    clang::ParseAST(compiler.getSema());
+    llvm::CrashRecoveryContext recovery;
+    if (!recovery.RunSafely([&compiler]() { clang::ParseAST(compiler.getSema()); }))
+    {
+        llvm::BuryPointer(std::move(pCompiler));
+        diagnosticStream.flush();
+        strLog += strDiagnostics + std::string(SOURCE_NAME) +
+                  ": error: the OpenCL C front end (Clang) failed on this source\n";
+        return false;
+    }
     compiler.getDiagnosticClient().EndSourceFile();
     const bool bParsed = !compiler.getDiagnostics().hasErrorOccurred();
     diagnosticStream.flush();

@@ -68,6 +68,9 @@ const SBuildCase BUILD_CASES[] = {
      "", CL_BUILD_PROGRAM_FAILURE, "program.cl:2:9: error: parameters of type 'S'"},
     {"half pointer", "__kernel void k(__global half* p) { }\n", "", CL_BUILD_PROGRAM_FAILURE,
      "program.cl:1:32: error: values of type 'half' are not supported"},
+    {"a source Clang 14 crashes on",
+     "__kernel void k(__global int* d) { float2 v = (float2)(d); }\n", "", CL_BUILD_PROGRAM_FAILURE,
+     "error: the OpenCL C front end (Clang) failed on this source"},
     {"the library's dummy kernel", "__kernel void dummy( void ) { }\n", nullptr, CL_SUCCESS, ""},
 };
 
