@@ -17,7 +17,7 @@ class CInfoWriter;
 
 typedef void(CL_CALLBACK* PFNProgramNotify)(cl_program program, void* pUserData);
 
-// A program from IL (or the little OpenCL C there is) or from kernel binaries, built per
+// A program from IL or OpenCL C source, or from kernel binaries, built per
 // device. A build replaces the device's earlier state, whether it succeeds or not.
 class CProgram : public CCLObject
 {

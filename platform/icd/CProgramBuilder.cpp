@@ -1,5 +1,6 @@
 #include "CProgramBuilder.h"
 
+#include "CCLCCompiler.h"
 #include "CDevice.h"
 #include "CILAssembler.h"
 #include "CILDisassembler.h"
@@ -17,7 +18,6 @@ namespace XAN_Platform
 {
 namespace
 {
-const uint32_t FIRST_GENERATED_LABEL = 1024;
 const char* const SYMBOL_PREFIX = "__OpenCL_";
 const char* const KERNEL_SUFFIX = "_kernel";
 
@@ -115,73 +115,6 @@ std::string Lower(std::string str)
     std::transform(str.begin(), str.end(), str.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
     return str;
-}
-
-// OpenCL C: empty kernels without arguments, such as "__kernel void dummy( void ) { }", become
-// IL; anything else needs IL source for now.
-bool TranslateOpenCLC(const std::string& strSource, const CDevice& device, std::string& strIL,
-                      std::string& strLog)
-{
-    std::vector<std::string> vTokens;
-    for (size_t i = 0; i < strSource.size();)
-    {
-        const unsigned char c = static_cast<unsigned char>(strSource[i]);
-        if (std::isspace(c))
-        {
-            ++i;
-            continue;
-        }
-        size_t nEnd = i + 1;
-        if (std::isalnum(c) || c == '_')
-        {
-            while (nEnd < strSource.size() &&
-                   (std::isalnum(static_cast<unsigned char>(strSource[nEnd])) ||
-                    strSource[nEnd] == '_'))
-            {
-                ++nEnd;
-            }
-        }
-        vTokens.push_back(strSource.substr(i, nEnd - i));
-        i = nEnd;
-    }
-    std::vector<std::string> vNames;
-    for (size_t i = 0; i < vTokens.size();)
-    {
-        const bool bVoidParameter = i + 4 < vTokens.size() && vTokens[i + 4] == "void";
-        const size_t nClose = i + (bVoidParameter ? 5 : 4);
-        if (nClose + 2 >= vTokens.size() || (vTokens[i] != "__kernel" && vTokens[i] != "kernel") ||
-            vTokens[i + 1] != "void" || !IsIdentifier(vTokens[i + 2]) || vTokens[i + 3] != "(" ||
-            vTokens[nClose] != ")" || vTokens[nClose + 1] != "{" || vTokens[nClose + 2] != "}")
-        {
-            strLog += "error: this platform builds programs from IL source for now; of OpenCL C "
-                      "it compiles only empty kernels without arguments, such as "
-                      "\"__kernel void dummy( void ) { }\"\n";
-            return false;
-        }
-        vNames.push_back(vTokens[i + 2]);
-        i = nClose + 3;
-    }
-    if (vNames.empty())
-    {
-        strLog += "error: the program has no kernel\n";
-        return false;
-    }
-    std::ostringstream il;
-    il << "il_cs_2_0\ndcl_cb cb0[16]\n" << CKernelBinary::ENTRY_MARKER << "\nendmain\n";
-    for (size_t k = 0; k < vNames.size(); ++k)
-    {
-        const uint32_t nLabel = FIRST_GENERATED_LABEL + uint32_t(k);
-        const std::string strFunction = SYMBOL_PREFIX + vNames[k] + KERNEL_SUFFIX;
-        il << "func " << nLabel << "\n;ARGSTART:" << strFunction << "\n;version:3:1:111\n"
-           << ";device:" << Lower(device.GetName()) << "\n;uniqueid:" << nLabel << "\n"
-           << (device.Is64Bit() ? ";memory:uavprivate:0\n" : ";memory:hwprivate:0\n")
-           << ";memory:hwlocal:0\n"
-           << (device.Is64Bit() ? ";memory:64bitABI\n" : "") << ";ARGEND:" << strFunction
-           << "\nret\nendfunc\n";
-    }
-    il << "end\n";
-    strIL = il.str();
-    return true;
 }
 
 struct SSourceKernel
@@ -415,14 +348,11 @@ bool CProgramBuilder::ParseOptions(const std::string& strOptions, const std::str
         {
             options.strJustKernel = strWord.substr(13);
         }
-        else if (strWord == "-D" || strWord == "-I")
+        else if (CCLCCompiler::TakeOption(vWords, i, options.vSourceOptions))
         {
-            // OpenCL C options, meaningless for IL; their argument goes with them.
-            ++i;
+            --i;
         }
-        else if (!StartsWith(strWord, "-D") && !StartsWith(strWord, "-I") &&
-                 !StartsWith(strWord, "-cl-") && strWord != "-w" && strWord != "-Werror" &&
-                 !StartsWith(strWord, "-O"))
+        else
         {
             strLog += "error: unknown build option \"" + strWord + "\"\n";
             return false;
@@ -439,7 +369,9 @@ bool CProgramBuilder::BuildSource(const std::string& strSource, const SBuildOpti
     const bool bIL =
         !vFirst.empty() && (StartsWith(vFirst[0], "il_") || StartsWith(vFirst[0], "mdef"));
     std::string strIL = strSource;
-    if (!bIL && !TranslateOpenCLC(strSource, device, strIL, strLog))
+    if (!bIL && !CCLCCompiler::Compile(strSource, options.vSourceOptions, options.bDebug,
+                                       SCLCTarget{Lower(device.GetName()), device.Is64Bit()}, strIL,
+                                       strLog))
     {
         return false;
     }

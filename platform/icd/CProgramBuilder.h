@@ -13,17 +13,18 @@ class CKernelImage;
 // What a build was asked for.
 struct SBuildOptions
 {
-    bool bDebug = false;       // -g: the binary carries ".debugil"
-    bool bUseDebugIL = false;  // -use-debugil: kernels come from ".debugil"
-    bool bIgnoreEnv = false;   // -ignore-env: no options from the environment
-    std::string strJustKernel; // -just-kernel=NAME: only that kernel is built
+    bool bDebug = false;                     // -g: the binary carries ".debugil"
+    bool bUseDebugIL = false;                // -use-debugil: kernels come from ".debugil"
+    bool bIgnoreEnv = false;                 // -ignore-env: no options from the environment
+    std::string strJustKernel;               // -just-kernel=NAME: only that kernel is built
+    std::vector<std::string> vSourceOptions; // the OpenCL C compiler's options
 };
 
 typedef std::vector<std::shared_ptr<const CKernelImage>> KernelImages;
 
 // Builds programs for a device. From source: IL text, whose kernels carry their metadata
 // blocks as comment lines right after their func line, becomes a kernel binary; OpenCL C is
-// compiled only as far as empty kernels go. From a binary: each kernel is built from its
+// compiled to such IL first. From a binary: each kernel is built from its
 // ".xanil" text or from ".debugil", with the entry marker replaced by the call of the kernel.
 // Every failure is explained in the build log, with line numbers where there are lines.
 class CProgramBuilder

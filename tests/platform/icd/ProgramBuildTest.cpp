@@ -216,7 +216,7 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     EXPECT_EQ(std::vector<float>(16, 3.0f), Read<float>(c, 16));
 }
 
-TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndOtherOpenCLCDoesNot)
+TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndSoDoesOtherOpenCLC)
 {
     const char* pDummy = "__kernel void dummy( void ) { }\n";
     cl_int nError = CL_SUCCESS;
@@ -237,9 +237,9 @@ TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndOtherOpenCLCDoesN
     clReleaseEvent(done);
 
     std::string strLog;
-    EXPECT_EQ(nullptr,
-              Build("__kernel void add(__global float* a) { a[0] += 1.0f; }", nullptr, &strLog));
-    EXPECT_NE(std::string::npos, strLog.find("IL source")) << strLog;
+    EXPECT_NE(nullptr,
+              Build("__kernel void add(__global float* a) { a[0] += 1.0f; }", nullptr, &strLog))
+        << strLog;
 }
 
 TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)

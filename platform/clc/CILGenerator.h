@@ -1,0 +1,233 @@
+#ifndef XAN_PLATFORM_CILGENERATOR_H
+#define XAN_PLATFORM_CILGENERATOR_H
+
+#include "CCLCCompiler.h"
+
+#include <clang/AST/ASTContext.h>
+#include <clang/AST/Decl.h>
+#include <clang/AST/Expr.h>
+#include <clang/AST/Stmt.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace XAN_Platform
+{
+// Lowers the kernels of a parsed OpenCL C program, and the functions they call, to IL text.
+// Statements map to IL's structured flow as written: if/else, whileloop with its exit test at
+// the top, switch; a return before a function's end becomes a flag that later statements are
+// guarded by, so every function has one exit. Each value lives in registers of its own (temps
+// are shared by all functions, and a register is never reused), 32-bit lanes four to a
+// register, 64-bit lanes two; arrays, structs and variables whose address is taken live in
+// private memory.
+class CILGenerator
+{
+public:
+    CILGenerator(clang::ASTContext& context, const SCLCTarget& target, bool bDebug);
+
+    bool Generate(std::string& strIL, std::string& strLog);
+
+private:
+    enum EElement
+    {
+        E_I8,
+        E_U8,
+        E_I16,
+        E_U16,
+        E_I32,
+        E_U32,
+        E_I64,
+        E_U64,
+        E_F32,
+        E_F64
+    };
+    enum ESpace
+    {
+        S_Global,
+        S_Local,
+        S_Private
+    };
+
+    // A value in registers (or a literal): nLanes lanes of eElement.
+    struct SValue
+    {
+        EElement eElement = E_I32;
+        unsigned int nLanes = 1;
+        int nRegister = 0;
+        bool bLiteral = false;
+        uint64_t nBits = 0; // a literal's value
+    };
+    // Where an assignable expression lives: lanes of a register variable, or memory.
+    struct SLValue
+    {
+        bool bMemory = false;
+        SValue value;                 // the variable (registers) or the address (memory)
+        std::vector<unsigned> vLanes; // selected lanes of a register variable, empty: all
+        ESpace eSpace = S_Private;
+        clang::QualType type;
+    };
+    struct SVariable
+    {
+        bool bMemory = false;
+        SValue value; // registers of the variable
+        ESpace eSpace = S_Private;
+        uint32_t nOffset = 0; // byte offset in private or local memory
+    };
+    struct SFunction
+    {
+        const clang::FunctionDecl* pDecl = nullptr;
+        uint32_t nLabel = 0;
+        std::vector<SValue> vParameters;
+        SValue result;
+        bool bKernel = false;
+        uint32_t nLocalBytes = 0; // of the kernel's __local variables
+    };
+    struct SBreakable
+    {
+        bool bLoop = false;
+        const clang::Expr* pIncrement = nullptr; // of a for loop, run before a continue
+    };
+    struct SRefusal
+    {
+        clang::SourceLocation location;
+        std::string strMessage;
+    };
+
+    // Program structure.
+    void CollectFunctions(const clang::FunctionDecl* pFunction, const clang::Stmt* pStmt,
+                          std::vector<const clang::FunctionDecl*>& vPath);
+    void FindAddressTaken(const clang::Stmt* pStmt);
+    void GenerateFunction(SFunction& function);
+    std::string ProgramText();
+    std::string KernelMetadata(const SFunction& function, uint32_t& nCb1Rows);
+    std::string Where(clang::SourceLocation location) const;
+    [[noreturn]] void Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const;
+    [[noreturn]] void Refuse(const clang::Decl* pDecl, const std::string& strMessage) const;
+
+    // Types.
+    std::string TypeName(clang::QualType type) const;
+    bool IsPointer(clang::QualType type) const;
+    ESpace SpaceOf(clang::QualType pointee) const;
+    EElement AddressElement(ESpace eSpace) const;
+    EElement ElementOf(clang::QualType type, const clang::Stmt* pWhere) const;
+    unsigned int LanesOf(clang::QualType type) const;
+    SValue ShapeOf(clang::QualType type, const clang::Stmt* pWhere) const;
+    static bool Is64(EElement e) { return e == E_I64 || e == E_U64 || e == E_F64; }
+    static bool IsFloat(EElement e) { return e == E_F32 || e == E_F64; }
+    static bool IsSigned(EElement e) { return e == E_I8 || e == E_I16 || e == E_I32 || e == E_I64; }
+    static unsigned int ElementBytes(EElement e);
+
+    // Registers, literals and instructions.
+    SValue Temp(EElement eElement, unsigned int nLanes);
+    SValue Literal(EElement eElement, uint64_t nBits);
+    uint32_t LiteralNumber(uint32_t a, uint32_t b, uint32_t c, uint32_t d);
+    static unsigned int LanesPerRegister(EElement e) { return Is64(e) ? 2 : 4; }
+    static unsigned int Chunks(const SValue& value);
+    static std::string Dest(const SValue& value, unsigned int nChunk);
+    static std::string Source(const SValue& value, unsigned int nChunk);
+    static std::string LaneDest(const SValue& value, unsigned int nLane);
+    static std::string LaneSource(const SValue& value, unsigned int nLane);
+    static SValue AsWords(const SValue& value);
+    void Emit(const std::string& strLine);
+    void Lanewise(const char* pOp, const SValue& dest, const std::vector<SValue>& vSources);
+    SValue Apply(const char* pOp, EElement eResult, const std::vector<SValue>& vSources);
+    SValue Materialize(const SValue& value);
+    SValue Splat(const SValue& scalar, unsigned int nLanes);
+    SValue Normalize(const SValue& value);
+    SValue Convert(const SValue& value, EElement eTo, const clang::Stmt* pWhere);
+    SValue ToCondition(const SValue& value);
+    SValue CompareResult(const SValue& mask, clang::QualType type);
+    void Copy(const SValue& dest, const SValue& source);
+    SValue Extract(const SValue& value, const std::vector<unsigned>& vLanes);
+    void Insert(const SValue& dest, const std::vector<unsigned>& vLanes, const SValue& source);
+    SValue AddressAdd(const SValue& address, const SValue& byteOffset);
+    SValue AddressAddConstant(const SValue& address, int64_t nOffset);
+
+    // Memory.
+    std::string MemoryOp(const char* pGlobal, const char* pLocal, ESpace eSpace) const;
+    std::string AddressOperand(const SValue& address) const;
+    std::string IndexedWord(const SValue& address, std::string& strComponent, SValue& component);
+    void LoadIndexedWords(const SValue& address, const SValue& words);
+    void StoreIndexedWords(const SValue& address, const SValue& words);
+    SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement, unsigned int nLanes);
+    void StoreMemory(ESpace eSpace, const SValue& address, const SValue& value);
+    SValue Load(const SLValue& lvalue, const clang::Stmt* pWhere);
+    void Store(const SLValue& lvalue, const SValue& value, const clang::Stmt* pWhere);
+    uint32_t AllocatePrivate(uint64_t nBytes);
+    void CopyMemory(const SLValue& dest, const SLValue& source, uint64_t nBytes);
+    SValue MemoryAddress(const SLValue& lvalue, const clang::Stmt* pWhere) const;
+
+    // Statements.
+    bool EmitStatement(const clang::Stmt* pStmt);
+    bool EmitCompound(const clang::CompoundStmt* pCompound);
+    bool EmitStatementsGuarded(const std::vector<const clang::Stmt*>& vStatements, size_t nFirst);
+    void EmitDeclaration(const clang::VarDecl* pVar);
+    void InitializeMemory(ESpace eSpace, const SValue& address, clang::QualType type,
+                          const clang::Expr* pInit);
+    bool EmitFor(const clang::ForStmt* pFor);
+    bool EmitWhile(const clang::WhileStmt* pWhile);
+    bool EmitDo(const clang::DoStmt* pDo);
+    bool EmitSwitch(const clang::SwitchStmt* pSwitch);
+    bool EmitReturn(const clang::ReturnStmt* pReturn);
+    void EmitContinue(const clang::Stmt* pStmt);
+    std::string Condition(const clang::Expr* pExpr);
+    void MarkLine(clang::SourceLocation location);
+
+    // Expressions.
+    SValue EmitExpr(const clang::Expr* pExpr);
+    SLValue EmitLValue(const clang::Expr* pExpr);
+    SValue EmitCast(const clang::CastExpr* pCast);
+    SValue EmitUnary(const clang::UnaryOperator* pUnary);
+    SValue EmitBinary(const clang::BinaryOperator* pBinary);
+    SValue EmitAssignment(const clang::BinaryOperator* pBinary);
+    SValue Arithmetic(clang::BinaryOperatorKind eOp, const SValue& a, const SValue& b,
+                      clang::QualType resultType, const clang::Stmt* pWhere);
+    SValue PointerArithmetic(clang::BinaryOperatorKind eOp, const clang::Expr* pPointer,
+                             const SValue& pointer, const SValue& index, const clang::Stmt* pWhere);
+    SValue EmitLogical(const clang::BinaryOperator* pBinary);
+    SValue EmitConditional(const clang::ConditionalOperator* pConditional);
+    SValue EmitInitList(const clang::InitListExpr* pInit, clang::QualType type);
+    SValue EmitCall(const clang::CallExpr* pCall);
+    SValue EmitBuiltin(const clang::CallExpr* pCall, const std::string& strName);
+    SValue WorkItem(const std::string& strName, const clang::CallExpr* pCall);
+    SValue Atomic(const std::string& strName, const clang::CallExpr* pCall);
+    SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
+                const clang::CallExpr* pCall);
+    SValue IncrementDecrement(const clang::UnaryOperator* pUnary);
+    uint64_t TypeSize(clang::QualType type) const;
+
+    clang::ASTContext& m_Context;
+    SCLCTarget m_Target;
+    bool m_bDebug;
+
+    std::map<const clang::FunctionDecl*, SFunction> m_Functions;
+    std::vector<const clang::FunctionDecl*> m_vOrder;
+    std::set<const clang::VarDecl*> m_AddressTaken;
+    std::map<const clang::VarDecl*, SVariable> m_Variables;
+    std::map<std::vector<uint32_t>, uint32_t> m_Literals;
+
+    // The function being generated.
+    SFunction* m_pFunction = nullptr;
+    std::ostringstream m_Body;
+    std::set<uint32_t> m_UsedLiterals;
+    std::vector<SBreakable> m_vBreakables;
+    int m_nReturnFlag = -1;
+    int m_nNextRegister = 0;
+    uint32_t m_nPrivateBytes = 0;
+    uint32_t m_nLocalBytes = 0;
+    unsigned int m_nLastLine = 0;
+    std::string m_strLastFile;
+    bool m_bPrivateUsed = false;
+    const clang::Stmt* m_pStatement = nullptr; // the statement being lowered, for messages
+    bool m_bDiscard = false;                   // the expression statement's value is not used
+    bool m_bAtomicUnused = false;              // the atomic being lowered has its value discarded
+    std::map<const SFunction*, std::string> m_Bodies;
+    std::map<const SFunction*, std::set<uint32_t>> m_FunctionLiterals;
+};
+} // namespace XAN_Platform
+
+#endif
