@@ -5,6 +5,7 @@
 #include "CElfSymbolTable.h"
 #include "CLMetadata.h"
 #include "ILProcessingStateMachine.h"
+#include "ShaderDebugger.h"
 
 #include <cstring>
 #include <fstream>
@@ -75,18 +76,31 @@ void WriteDump(const std::string& strFileName, const std::vector<char>& vBinary)
     file.write(vBinary.data(), static_cast<std::streamsize>(vBinary.size()));
 }
 
+// Whether the image loaded; a refused image leaves its reason in the debugger's log.
+bool IsLoaded(const CElf& elf)
+{
+    if (!elf.IsInitialized())
+    {
+        XAN_ShaderDebugger::SDU_Log(3, "Kernel binary refused: %s\n", elf.GetLastError().c_str());
+        return false;
+    }
+    return true;
+}
+
 // Loads the image, runs the edit on it and stores the file back. The vector changes only when
 // the edit and the store both succeed.
 template <typename TEdit> bool EditImage(std::vector<char>& vBinary, TEdit edit)
 {
     CElf elf(vBinary);
-    if (!elf.IsInitialized() || !edit(elf))
+    if (!IsLoaded(elf) || !edit(elf))
     {
         return false;
     }
     std::vector<char> vResult;
     if (!elf.Store(vResult))
     {
+        XAN_ShaderDebugger::SDU_Log(3, "Kernel binary not written: %s\n",
+                                    elf.GetLastError().c_str());
         return false;
     }
     vBinary.swap(vResult);
@@ -276,7 +290,7 @@ bool ListAvailableMetadata(const std::vector<char>& vBinary,
                            std::vector<std::string>& vstrKernelNames)
 {
     CElf elf(vBinary);
-    if (!elf.IsInitialized() || elf.GetSymbolTable() == nullptr)
+    if (!IsLoaded(elf) || elf.GetSymbolTable() == nullptr)
     {
         return false;
     }
@@ -534,7 +548,7 @@ bool ConvertILBinaryToText(const char* pBinary, size_t nSize, std::string& strTe
 bool AddSection(const std::string& strSourceStem, const std::string& strDestStem, CElf& elf,
                 bool bConvertToBinary, bool bAddSymbol, const std::string& strTarget)
 {
-    if (!elf.IsInitialized())
+    if (!IsLoaded(elf))
     {
         return false;
     }
@@ -588,7 +602,7 @@ bool GetDataFromSection(const std::string& strSectionName, const std::vector<cha
                         std::vector<char>& vData)
 {
     CElf elf(vBinary);
-    if (!elf.IsInitialized())
+    if (!IsLoaded(elf))
     {
         return false;
     }
@@ -604,7 +618,7 @@ bool GetDataFromSection(const std::string& strSectionName, const std::vector<cha
 bool GetDataForSymbol(const std::string& strSymbolName, CElf& elf, std::vector<char>* pData)
 {
     CElfSymbolTable::iterator itSymbol;
-    if (!elf.IsInitialized() || !FindSymbolRange(elf, strSymbolName, itSymbol))
+    if (!IsLoaded(elf) || !FindSymbolRange(elf, strSymbolName, itSymbol))
     {
         return false;
     }
@@ -627,7 +641,7 @@ bool GetDataForSymbol(const std::string& strSymbolName, const std::vector<char>&
 bool SetDataForSymbol(const std::string& strSymbolName, CElf& elf, const void* pData, size_t nSize)
 {
     CElfSymbolTable::iterator itSymbol;
-    if ((pData == nullptr && nSize != 0) || !elf.IsInitialized() ||
+    if ((pData == nullptr && nSize != 0) || !IsLoaded(elf) ||
         !FindSymbolRange(elf, strSymbolName, itSymbol))
     {
         return false;
@@ -671,7 +685,7 @@ bool SetDataInSection(KernelSectionKind kind, CElf& elf, const void* pData, size
                       const std::string& strTarget)
 {
     if (static_cast<size_t>(kind) >= std::size(g_KernelSections) ||
-        (pData == nullptr && nSize != 0) || !elf.IsInitialized())
+        (pData == nullptr && nSize != 0) || !IsLoaded(elf))
     {
         return false;
     }
