@@ -254,6 +254,8 @@ protected:
     // Copies the macros that stand at the stream's position.
     bool CopyMacros(ILInput& src, ILOutput& dest);
     bool CopyMacroBody(ILInput& src, ILOutput& dest);
+    // The leading macros, the language token and the version token.
+    bool CopyProgramHeader(ILInput& src, ILOutput& dest);
     bool WriteComment(ILOutput& dest, const std::string& strText);
     bool PatchFunctionDeclarations(ILOutput& dest, uint32_t nLabel);
     uint32_t GetResultUAV() const;

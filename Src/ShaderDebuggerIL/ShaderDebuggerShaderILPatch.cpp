@@ -61,13 +61,7 @@ bool CShaderDebuggerShaderIL::PatchIL(ILInput& src, ILOutput& dest,
     }
     CFlowControlStackReset stackReset(m_FlowControlStack);
 
-    unsigned int nToken = 0;
-    if (src.PeekToken(nToken) && GetILOpCode(nToken) == IL_OP_MDEF && !CopyMacros(src, dest))
-    {
-        return false;
-    }
-    unsigned int header[2] = {0, 0};
-    if (!src.ReadTokens(header, 2) || !dest.WriteTokens(header, 2))
+    if (!CopyProgramHeader(src, dest))
     {
         return false;
     }

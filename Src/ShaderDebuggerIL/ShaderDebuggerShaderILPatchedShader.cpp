@@ -405,13 +405,7 @@ bool CShaderDebuggerShaderIL::PatchCBDumpIL(ILInput& src, ILOutput& dest,
                                             const std::string& strKernelName, uint32_t nKernelLabel,
                                             uint32_t nInnerLabel)
 {
-    unsigned int nToken = 0;
-    if (src.PeekToken(nToken) && GetILOpCode(nToken) == IL_OP_MDEF && !CopyMacros(src, dest))
-    {
-        return false;
-    }
-    unsigned int header[2] = {0, 0};
-    if (!src.ReadTokens(header, 2) || !dest.WriteTokens(header, 2))
+    if (!CopyProgramHeader(src, dest))
     {
         return false;
     }

@@ -656,6 +656,17 @@ bool CShaderDebuggerShaderIL::CopyMacros(ILInput& src, ILOutput& dest)
     return true;
 }
 
+bool CShaderDebuggerShaderIL::CopyProgramHeader(ILInput& src, ILOutput& dest)
+{
+    unsigned int nToken = 0;
+    if (src.PeekToken(nToken) && GetILOpCode(nToken) == IL_OP_MDEF && !CopyMacros(src, dest))
+    {
+        return false;
+    }
+    unsigned int header[2] = {0, 0};
+    return src.ReadTokens(header, 2) && dest.WriteTokens(header, 2);
+}
+
 bool CShaderDebuggerShaderIL::WriteComment(ILOutput& dest, const std::string& strText)
 {
     const size_t nBytes = strText.size() + 1;

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
@@ -135,6 +136,33 @@ TEST(PatchCacheTest, RefusedRequestsLoadNothing)
     ASSERT_FALSE(pRefused->m_pShader->IsShaderDebuggable(1));
     EXPECT_FALSE(pRefused->m_pShader->SwitchShader(ProgramCounter(0), g_NoRegister));
     EXPECT_TRUE(pRefused->m_Host.m_vShaders.empty());
+}
+
+// The bits that the text shows only in passing: the 64-bit address flag of the stores, the
+// write mask .xy and the zero fill .w000 of the 64-bit address, the dimension of cb1.
+TEST(PatchTokenTest, TheAddressOfARecordHasItsBits)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    const char* pData = reinterpret_cast<const char*>(shader.GetShaderData());
+    std::vector<unsigned int> vTokens;
+    ASSERT_TRUE(XAN_ElfUtils::ExtractBinaryILFromElf(
+        std::vector<char>(pData, pData + shader.GetShaderDataSize()), vTokens));
+    CInputTokenStream<unsigned int> src(&shader, vTokens.data(), vTokens.size());
+    COutputTokenStream<unsigned int> dest(&shader, vTokens.size());
+    ASSERT_TRUE(shader.PatchIL(src, dest, ProgramCounter(0), g_NoRegister));
+    const std::vector<unsigned int> vOut(dest.GetStream(),
+                                         dest.GetStream() + dest.GetTokensWritten());
+
+    // i64add r6.xy, cb1[2].xyxy, r7.w000: rF, the exec-mask base at K + 1, rI.
+    const unsigned int i64add[] = {408, 0x00440006, 0x5, 0x025F0001, 0x1010, 2, 0x00440007, 0x4443};
+    // uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3 and uav_raw_store_id(13)_a64 mem0.x, ...
+    const unsigned int stores[] = {228 | (12u << 16) | (1u << 29), 0x002F0000,
+                                   228 | (13u << 16) | (1u << 29), 0x006F0000, 0x1};
+    EXPECT_NE(vOut.end(),
+              std::search(vOut.begin(), vOut.end(), std::begin(i64add), std::end(i64add)));
+    EXPECT_NE(vOut.end(), std::search(vOut.begin(), vOut.end(), stores, stores + 2));
+    EXPECT_NE(vOut.end(), std::search(vOut.begin(), vOut.end(), stores + 2, stores + 5));
 }
 
 struct MetadataCase
