@@ -484,35 +484,38 @@ bool CShaderDebuggerShaderIL::WriteDebuggerOutput(ILOutput& dest, uint32_t nCurr
     const uint32_t rF = m_nExecMaskAddrTempReg;
     const uint32_t rA = m_nOutputAddrTempReg;
     const uint32_t K = m_nKernelABIConstantBufferSize;
-    const unsigned int T = IL_REGTYPE_TEMP;
     bOk = bOk &&
           CILTokens(OpcodeToken(IL_OP_IMAD))
-              .Dest(T, rI)
+              .Dest(IL_REGTYPE_TEMP, rI)
               .Src(IL_REGTYPE_V_THREAD_GRP_ID, 0)
               .ConstantBuffer(0, CB0_GROUP_SIZE)
               .Src(IL_REGTYPE_V_TID_IN_GRP, 0)
               .Write(dest) &&
           CILTokens(OpcodeToken(IL_OP_IADD))
-              .Dest(T, rI)
-              .Src(T, rI)
+              .Dest(IL_REGTYPE_TEMP, rI)
+              .Src(IL_REGTYPE_TEMP, rI)
               .ConstantBuffer(0, CB0_GLOBAL_OFFSET)
               .Write(dest) &&
           CILTokens(OpcodeToken(IL_OP_INEGATE))
-              .Dest(T, rF)
+              .Dest(IL_REGTYPE_TEMP, rF)
               .ConstantBuffer(0, CB0_GROUP_OFFSET)
               .Write(dest) &&
-          CILTokens(OpcodeToken(IL_OP_IADD)).Dest(T, rI).Src(T, rI).Src(T, rF).Write(dest) &&
-          CILTokens(OpcodeToken(IL_OP_IMAD))
-              .Dest(T, rI, COMP_w)
-              .Src(T, rI, COMP_z)
-              .ConstantBuffer(0, CB0_LAUNCH_SIZE, COMP_y)
-              .Src(T, rI, COMP_y)
+          CILTokens(OpcodeToken(IL_OP_IADD))
+              .Dest(IL_REGTYPE_TEMP, rI)
+              .Src(IL_REGTYPE_TEMP, rI)
+              .Src(IL_REGTYPE_TEMP, rF)
               .Write(dest) &&
           CILTokens(OpcodeToken(IL_OP_IMAD))
-              .Dest(T, rI, COMP_w)
-              .Src(T, rI, COMP_w)
+              .Dest(IL_REGTYPE_TEMP, rI, COMP_w)
+              .Src(IL_REGTYPE_TEMP, rI, COMP_z)
+              .ConstantBuffer(0, CB0_LAUNCH_SIZE, COMP_y)
+              .Src(IL_REGTYPE_TEMP, rI, COMP_y)
+              .Write(dest) &&
+          CILTokens(OpcodeToken(IL_OP_IMAD))
+              .Dest(IL_REGTYPE_TEMP, rI, COMP_w)
+              .Src(IL_REGTYPE_TEMP, rI, COMP_w)
               .ConstantBuffer(0, CB0_LAUNCH_SIZE, COMP_x)
-              .Src(T, rI, COMP_x)
+              .Src(IL_REGTYPE_TEMP, rI, COMP_x)
               .Write(dest);
 
     // The record offsets: times 4 for the flag, times 16 for the value, added to each base.
@@ -520,24 +523,24 @@ bool CShaderDebuggerShaderIL::WriteDebuggerOutput(ILOutput& dest, uint32_t nCurr
     for (const std::pair<uint32_t, uint32_t>& address : addresses)
     {
         bOk = bOk && CILTokens(OpcodeToken(IL_OP_ISHL))
-                         .Dest(T, rI, COMP_w)
-                         .Src(T, rI, COMP_w)
+                         .Dest(IL_REGTYPE_TEMP, rI, COMP_w)
+                         .Src(IL_REGTYPE_TEMP, rI, COMP_w)
                          .Src(IL_REGTYPE_LITERAL, m_nLiteralTwo, COMP_x)
                          .Write(dest);
         if (m_b64BitPointers)
         {
             bOk = bOk && CILTokens(OpcodeToken(IL_OP_I64ADD))
-                             .Dest(T, address.first, COMP_xy)
+                             .Dest(IL_REGTYPE_TEMP, address.first, COMP_xy)
                              .ConstantBuffer(1, address.second, COMP_xy)
-                             .Src(T, rI, COMP_w, IL_FILL_ZERO)
+                             .Src(IL_REGTYPE_TEMP, rI, COMP_w, IL_FILL_ZERO)
                              .Write(dest);
         }
         else
         {
             bOk = bOk && CILTokens(OpcodeToken(IL_OP_IADD))
-                             .Dest(T, address.first, COMP_x)
+                             .Dest(IL_REGTYPE_TEMP, address.first, COMP_x)
                              .ConstantBuffer(1, address.second, COMP_x)
-                             .Src(T, rI, COMP_w)
+                             .Src(IL_REGTYPE_TEMP, rI, COMP_w)
                              .Write(dest);
         }
     }
@@ -547,14 +550,14 @@ bool CShaderDebuggerShaderIL::WriteDebuggerOutput(ILOutput& dest, uint32_t nCurr
            CILTokens(
                OpcodeToken(IL_OP_UAV_RAW_STORE, RawUAVControl(GetResultUAV(), m_b64BitPointers)))
                .Dest(IL_REGTYPE_MEM, 0)
-               .Src(T, rA, addressMask)
-               .Src(T, m_nOutputTempReg)
+               .Src(IL_REGTYPE_TEMP, rA, addressMask)
+               .Src(IL_REGTYPE_TEMP, m_nOutputTempReg)
                .Write(dest) &&
            CILTokens(
                OpcodeToken(IL_OP_UAV_RAW_STORE, RawUAVControl(GetExecMaskUAV(), m_b64BitPointers)))
                .Dest(IL_REGTYPE_MEM, 0, COMP_x)
-               .Src(T, rF, addressMask)
-               .Src(T, m_nExecMaskTempReg, COMP_x)
+               .Src(IL_REGTYPE_TEMP, rF, addressMask)
+               .Src(IL_REGTYPE_TEMP, m_nExecMaskTempReg, COMP_x)
                .Write(dest);
 }
 
@@ -585,33 +588,35 @@ bool CShaderDebuggerShaderIL::WriteCBDumpBody(ILOutput& dest)
     const unsigned short addressMask = m_b64BitPointers ? COMP_xy : COMP_x;
     const uint32_t rA = m_nOutputAddrTempReg;
     const uint32_t rV = m_nOutputTempReg;
-    const unsigned int T = IL_REGTYPE_TEMP;
     bool bOk = CILTokens(OpcodeToken(IL_OP_MOV))
-                   .Dest(T, rA, addressMask)
+                   .Dest(IL_REGTYPE_TEMP, rA, addressMask)
                    .ConstantBuffer(1, m_nKernelABIConstantBufferSize, addressMask)
                    .Write(dest);
     for (uint32_t i = 0; i < m_nKernelABIConstantBufferSize && bOk; ++i)
     {
-        bOk = CILTokens(OpcodeToken(IL_OP_MOV)).Dest(T, rV).ConstantBuffer(1, i).Write(dest) &&
+        bOk = CILTokens(OpcodeToken(IL_OP_MOV))
+                  .Dest(IL_REGTYPE_TEMP, rV)
+                  .ConstantBuffer(1, i)
+                  .Write(dest) &&
               CILTokens(
                   OpcodeToken(IL_OP_UAV_RAW_STORE, RawUAVControl(GetResultUAV(), m_b64BitPointers)))
                   .Dest(IL_REGTYPE_MEM, 0)
-                  .Src(T, rA, addressMask)
-                  .Src(T, rV)
+                  .Src(IL_REGTYPE_TEMP, rA, addressMask)
+                  .Src(IL_REGTYPE_TEMP, rV)
                   .Write(dest);
         if (m_b64BitPointers)
         {
             bOk = bOk && CILTokens(OpcodeToken(IL_OP_I64ADD))
-                             .Dest(T, rA, COMP_xy)
-                             .Src(T, rA, COMP_xy)
+                             .Dest(IL_REGTYPE_TEMP, rA, COMP_xy)
+                             .Src(IL_REGTYPE_TEMP, rA, COMP_xy)
                              .Src(IL_REGTYPE_LITERAL, m_nLiteralSixteen, COMP_x, IL_FILL_ZERO)
                              .Write(dest);
         }
         else
         {
             bOk = bOk && CILTokens(OpcodeToken(IL_OP_IADD))
-                             .Dest(T, rA, COMP_x)
-                             .Src(T, rA, COMP_x)
+                             .Dest(IL_REGTYPE_TEMP, rA, COMP_x)
+                             .Src(IL_REGTYPE_TEMP, rA, COMP_x)
                              .Src(IL_REGTYPE_LITERAL, m_nLiteralSixteen)
                              .Write(dest);
         }
