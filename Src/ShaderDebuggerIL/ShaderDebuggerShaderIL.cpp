@@ -749,6 +749,10 @@ bool CShaderDebuggerShaderIL::ChooseUAVs()
 
 void CShaderDebuggerShaderIL::LogInstructions() const
 {
+    if (GetLogLevel() < 5)
+    {
+        return;
+    }
     for (uint32_t n = 0; n < m_Instructions.size(); ++n)
     {
         std::map<uint32_t, uint32_t>::const_iterator itScope = m_FunctionScope.find(n);

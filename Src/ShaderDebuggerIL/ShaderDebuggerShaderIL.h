@@ -101,6 +101,10 @@ public:
     bool ExpandIndexedRegisters(const PatchPoint& pp, const std::vector<Register>& vRegisters,
                                 std::vector<Register>* expandedRegisters);
 
+    // The first instruction of a function or macro. A call of a label that nothing defines isn't
+    // followed: false, with a warning in the log.
+    bool FindFunctionStart(uint32_t nLabel, uint32_t& nStart) const;
+
     // Read access for the patcher, the stepper and tests.
     const std::vector<CShaderDebuggerInstructionIL>& GetInstructions() const
     {

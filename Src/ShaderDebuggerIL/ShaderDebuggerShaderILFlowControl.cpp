@@ -411,6 +411,18 @@ CShaderDebuggerShaderIL::ReadMacroName(const CInputTokenStream<unsigned int>& st
     return std::string(pText, nLength);
 }
 
+bool CShaderDebuggerShaderIL::FindFunctionStart(uint32_t nLabel, uint32_t& nStart) const
+{
+    std::map<uint32_t, uint32_t>::const_iterator it = m_FunctionStart.find(nLabel);
+    if (it == m_FunctionStart.end())
+    {
+        SDU_Log(4, "Function %u isn't defined, so its call isn't followed.\n", nLabel);
+        return false;
+    }
+    nStart = it->second;
+    return true;
+}
+
 void CShaderDebuggerShaderIL::AssignOutlineMacroScope(const AnalysisState& state)
 {
     if (!state.bOutlineMacroEncountered)

@@ -21,13 +21,6 @@ void Analyze(const std::string& strName, const std::vector<char>& vBinary)
 {
     XAN_Test::CAnalysisHost host(strName, 0);
     XAN_Test::CAnalyzedShaderIL shader(&host, vBinary);
-    std::vector<XAN_ShaderDebugger::Register> vExpanded;
-    std::vector<XAN_ShaderDebugger::Register> vOutputs;
-    for (const auto& output : shader.GetRegisterOutputs())
-    {
-        vOutputs.push_back(output.second);
-    }
-    shader.ExpandIndexedRegisters(XAN_ShaderDebugger::PatchPoint(), vOutputs, &vExpanded);
 }
 } // namespace
 

@@ -287,6 +287,13 @@ TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
         EXPECT_EQ(expected.second, scope.at(pFunctions->At(expected.first))) << expected.first;
     }
 
+    uint32_t nStart = 0;
+    EXPECT_TRUE(pFunctions->m_pShader->FindFunctionStart(1026, nStart));
+    EXPECT_EQ(pFunctions->At("func 1026"), nStart);
+    EXPECT_FALSE(pFunctions->m_pShader->FindFunctionStart(1027, nStart));
+    EXPECT_TRUE(pFunctions->m_Host.Logged(
+        "Warning: Function 1027 isn't defined, so its call isn't followed."));
+
     std::unique_ptr<CAnalyzedKernel> pOutline = Analyze("outline");
     CAnalyzedShaderIL& outline = *pOutline->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pOutline)) << outline.Info().strError[0];
