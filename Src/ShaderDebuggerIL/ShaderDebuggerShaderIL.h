@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+class CCLMetadata;
+
 namespace XAN_ShaderDebugger
 {
 // Temp and literal numbers that an IL kernel can name.
@@ -170,6 +172,97 @@ protected:
     bool IsPrivateUAVWrite(const CShaderDebuggerInstructionIL& instruction) const;
     // Takes a new construct into the owning list.
     template <class TConstruct> TConstruct* NewConstruct(CIL_FCConstruct* pParent, uint32_t n);
+
+    // Patching: the kernels that run the code up to one target and capture registers there
+    // (the patched kernels), and the kernel that copies the argument constant buffer.
+public:
+    // Builds the patched kernel for the target unless the cache holds it, and loads it.
+    bool SwitchShader(const ProgramCounter& nTargetInstruction,
+                      const std::vector<Register>& vTargetRegs);
+    // Only bDiscard frees the cached binary; no kernel is put back on the device.
+    bool RestoreShader(bool bDiscard);
+    // Loads a binary on the device as the current kernel, leaving the cache alone.
+    bool SetPatchedBinary(const void* pBinary, size_t nSize);
+    // The one-entry cache over CreatePatchedShader.
+    const void* EnsurePatchedShader(const ProgramCounter& nTargetInstruction,
+                                    const std::vector<Register>& vTargetRegs);
+    // The dump kernel's binary as a malloc block that the caller frees.
+    bool CreateCBDumpShader(void** ppPatchedKernel, size_t* pSize);
+    // The patched binary of the cache and its size.
+    const void* GetPatchedShader() const { return m_pPatchedShader; }
+    size_t GetPatchedShaderSize() const { return m_nPatchedShaderSize; }
+
+protected:
+    typedef CInputTokenStream<unsigned int> ILInput;
+    typedef COutputTokenStream<unsigned int> ILOutput;
+
+    // Rewrites the kernel and wraps it as the shader data was wrapped; null on failure.
+    void* CreatePatchedShader(const ProgramCounter& nTargetInstruction,
+                              const std::vector<Register>& vTargetRegs);
+    bool PatchIL(ILInput& src, ILOutput& dest, const ProgramCounter& nTargetInstruction,
+                 const std::vector<Register>& vTargetRegs);
+    bool PatchFlowControlInstruction(ILInput& src, ILOutput& dest, uint32_t nCurrentInstruction,
+                                     const ProgramCounter& nTargetInstruction,
+                                     const CShaderDebuggerInstructionIL& instruction);
+    // Closes what is open behind the target; nCurrentInstruction follows the copied code.
+    bool FinalizeFlowControl(ILInput& src, ILOutput& dest, uint32_t& nCurrentInstruction,
+                             const ProgramCounter& nTargetInstruction);
+    bool FinalizeFunctions(ILInput& src, ILOutput& dest, bool bEndOfFunctionEncountered);
+    bool PatchMetadata(CCLMetadata& metadata, std::string* pText);
+    bool PatchCBDumpIL(ILInput& src, ILOutput& dest, const std::string& strKernelName,
+                       uint32_t nKernelLabel, uint32_t nInnerLabel);
+    // The tail at the target: capture, closing of the flow control, output, the rest.
+    bool PatchTarget(ILInput& src, ILOutput& dest, uint32_t nCurrentInstruction,
+                     const ProgramCounter& nTargetInstruction,
+                     const std::vector<Register>& vTargetRegs,
+                     const CShaderDebuggerInstructionIL& instruction);
+    bool PatchMacro(ILInput& src, ILOutput& dest, const ProgramCounter& nTargetInstruction,
+                    const CShaderDebuggerInstructionIL& instruction, bool& bInOutlineMacro,
+                    bool& bOutlineMacroEncountered);
+    // Copies whole instructions up to the one that closes nOpen, counting nesting; the flag is
+    // set behind instruction nFlagAt.
+    bool CopyConstruct(ILInput& src, ILOutput& dest, uint32_t& nCurrentInstruction,
+                       unsigned int nOpen, unsigned int nClose, uint32_t nFlagAt);
+    bool IsSwitchOrSwitchBreak(const ProgramCounter& nTargetInstruction) const;
+    bool IsTargetInLoop(const ProgramCounter& nTargetInstruction, const CIL_Loop& loop) const;
+    bool FlowControlStackHolds(unsigned int nOpCode) const;
+    // Pops up to and including the first construct whose opcode is one of these.
+    void PopFlowControlUntil(std::initializer_list<unsigned int> opCodes);
+    // A copy of the kernel's image with the rewritten tokens as its debug IL and the debugger's
+    // arguments in its metadata, which gets nFunctionId unless that is 0.
+    bool WrapPatchedTokens(const std::vector<char>& vImage, const ILOutput& dest,
+                           const std::string& strKernelName, uint32_t nFunctionId,
+                           std::vector<char>& vOutput, std::string& strMetadata);
+    void LogTokens(const ILOutput& dest) const;
+
+    // Writers of the patched kernel's pieces.
+    bool WriteDebuggerDeclarations(ILOutput& dest, bool bLoopLiterals,
+                                   const ProgramCounter& nTargetInstruction);
+    bool WriteDebuggerLiterals(ILOutput& dest);
+    bool WriteDebuggerLoopLiteralDeclarations(ILOutput& dest,
+                                              const ProgramCounter& nTargetInstruction);
+    bool WriteDebuggerTempReset(ILOutput& dest);
+    bool WriteTargetRegisterSelect(ILOutput& dest, const std::vector<Register>& vTargetRegs);
+    // The selection in the kernel: a switch on the selector argument, -1 by default.
+    bool WriteRegisterSwitch(ILOutput& dest, const std::vector<Register>& vTargetRegs);
+    bool WriteOutputDeclarations(ILOutput& dest);
+    bool WriteRegisterCapture(ILOutput& dest, const Register& reg, std::deque<uint32_t>& qLiterals);
+    bool WriteExecMaskFlag(ILOutput& dest, bool bSet);
+    bool WriteLoopCountInit(ILOutput& dest, const CIL_Loop& loop);
+    bool WriteLoopCountCheck(ILOutput& dest, const CIL_Loop& loop);
+    bool WriteDebuggerOutput(ILOutput& dest, uint32_t nCurrentInstruction);
+    bool WriteInputDump(ILOutput& dest, const std::vector<Register>& vTargetRegs);
+    bool WriteCBDumpBody(ILOutput& dest);
+    bool CopyComment(ILInput& src, ILOutput& dest);
+    // Copies the macros that stand at the stream's position.
+    bool CopyMacros(ILInput& src, ILOutput& dest);
+    bool CopyMacroBody(ILInput& src, ILOutput& dest);
+    // The leading macros, the language token and the version token.
+    bool CopyProgramHeader(ILInput& src, ILOutput& dest);
+    bool WriteComment(ILOutput& dest, const std::string& strText);
+    bool PatchFunctionDeclarations(ILOutput& dest, uint32_t nLabel);
+    uint32_t GetResultUAV() const;
+    uint32_t GetExecMaskUAV() const;
 
     uint32_t m_nILVersion;
     uint32_t m_nInstructionCount;

@@ -293,6 +293,9 @@ bool CILProgramLoader::ReadOperand(const ILOperandLayout& layout, SRawElement& e
 bool CILProgramLoader::GatherDeclarations()
 {
     SThreadGroupDeclaration* pGroup = &m_Program.m_MainGroup;
+    // A macro runs in the work-group of the function that calls it: what it declares of the
+    // group's size is checked and has no effect of its own.
+    SThreadGroupDeclaration macroGroup;
     for (const SRawElement& element : m_vElements)
     {
         if (element.eElement == E_Header)
@@ -318,7 +321,8 @@ bool CILProgramLoader::GatherDeclarations()
                 return Fail(element.nLine, "macro " + std::to_string(nLabel) + " is defined twice");
             }
             m_Program.m_vMacros.push_back(macro);
-            pGroup = nullptr;
+            macroGroup = SThreadGroupDeclaration();
+            pGroup = &macroGroup;
         }
         else if (nOpCode == IL_OP_FUNC)
         {

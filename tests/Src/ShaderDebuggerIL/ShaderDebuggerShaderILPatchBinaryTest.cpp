@@ -1,0 +1,336 @@
+// Patched kernels as binaries: the one-entry cache, the loading through the host, the
+// debugger's arguments in the metadata, and the dump kernel of the argument constant buffer.
+
+#include "ElfUtils.h"
+#include "support/CorpusKernels.h"
+#include "support/PatchDoubles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
+
+namespace
+{
+using namespace XAN_ShaderDebugger;
+using XAN_Test::CPatchKernel;
+using XAN_Test::CPatchShaderIL;
+
+const std::vector<Register> g_NoRegister(1, g_Reg_NULL);
+
+std::unique_ptr<CPatchKernel>
+Kernel(const std::string& strName,
+       const std::function<void(std::string&)>& editMetadata = std::function<void(std::string&)>())
+{
+    const std::vector<char> vBinary =
+        editMetadata ? XAN_Test::LoadEditedDebugBinary(strName, std::function<void(std::string&)>(),
+                                                       editMetadata)
+                     : XAN_Test::LoadDebugBinary(strName);
+    EXPECT_FALSE(vBinary.empty()) << strName;
+    return std::unique_ptr<CPatchKernel>(new CPatchKernel(strName, vBinary));
+}
+
+// The metadata lines of a kernel image that name one of the debugger's arguments, or "uavid".
+std::vector<std::string> DebuggerMetadata(const std::vector<char>& vImage,
+                                          const std::string& strKernel)
+{
+    std::string strMetadata;
+    EXPECT_TRUE(XAN_ElfUtils::ExtractMetadataFromElf(vImage, strKernel, strMetadata));
+    std::vector<std::string> vLines;
+    std::istringstream text(strMetadata);
+    for (std::string strLine; std::getline(text, strLine);)
+    {
+        if (strLine.find("__xan_debug") != std::string::npos ||
+            strLine.compare(0, 7, ";uavid:") == 0)
+        {
+            vLines.push_back(strLine);
+        }
+    }
+    return vLines;
+}
+
+TEST(PatchCacheTest, TheSameTargetTwiceBuildsOnceAndLoadsTwice)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
+    const std::vector<Register> vRegisters = {shader.GetRegisterOutput(pc)};
+    ASSERT_TRUE(shader.SwitchShader(pc, vRegisters));
+    ASSERT_TRUE(shader.SwitchShader(pc, vRegisters));
+    EXPECT_EQ(1u, pKernel->m_Host.CountBuilds());
+    ASSERT_EQ(2u, pKernel->m_Host.m_vShaders.size());
+    EXPECT_EQ(pKernel->m_Host.m_vShaders[0], pKernel->m_Host.m_vShaders[1]);
+    EXPECT_EQ(static_cast<uint32_t>(ST_Compute), pKernel->m_Host.m_nShaderType);
+
+    // Another register list or another iteration is another kernel.
+    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
+    EXPECT_EQ(2u, pKernel->m_Host.CountBuilds());
+}
+
+TEST(PatchCacheTest, ALoadedBinaryOfItsOwnLeavesTheCacheAlone)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
+    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
+    const char other[] = "other";
+    ASSERT_TRUE(shader.SetPatchedBinary(other, sizeof(other)));
+    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
+    EXPECT_EQ(1u, pKernel->m_Host.CountBuilds());
+    ASSERT_EQ(3u, pKernel->m_Host.m_vShaders.size());
+    EXPECT_EQ(std::vector<char>(other, other + sizeof(other)), pKernel->m_Host.m_vShaders[1]);
+    EXPECT_EQ(pKernel->m_Host.m_vShaders[0], pKernel->m_Host.m_vShaders[2]);
+}
+
+TEST(PatchCacheTest, AFailedBuildIsTriedAgainByTheSameRequest)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
+    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+
+    // Without metadata under the kernel's name the image can't be patched.
+    pKernel->m_Host.m_strKernel = "missing";
+    EXPECT_FALSE(shader.SwitchShader(pc, g_NoRegister));
+    EXPECT_TRUE(pKernel->m_Host.Logged("Failed to get metadata from ELF"));
+    EXPECT_EQ(g_PC_NULL, shader.m_LastPatchTarget);
+    EXPECT_TRUE(shader.m_LastPatchRegisters.empty());
+    EXPECT_EQ(1u, pKernel->m_Host.m_vShaders.size());
+
+    pKernel->m_Host.m_strKernel = "straight";
+    EXPECT_TRUE(shader.SwitchShader(pc, g_NoRegister));
+    EXPECT_EQ(3u, pKernel->m_Host.CountBuilds());
+}
+
+TEST(PatchCacheTest, RestoreFreesTheBinaryOnlyWhenDiscarding)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_TRUE(shader.RestoreShader(false));
+    EXPECT_NE(nullptr, shader.GetPatchedShader());
+    EXPECT_TRUE(shader.RestoreShader(true));
+    EXPECT_EQ(nullptr, shader.GetPatchedShader());
+    EXPECT_EQ(0u, shader.GetPatchedShaderSize());
+    EXPECT_EQ(g_PC_NULL, shader.m_LastPatchTarget);
+    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_EQ(2u, pKernel->m_Host.CountBuilds());
+}
+
+TEST(PatchCacheTest, RefusedRequestsLoadNothing)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    EXPECT_EQ(nullptr, shader.EnsurePatchedShader(g_PC_NULL, std::vector<Register>()));
+    pKernel->m_Host.m_bSetShaderResult = false;
+    EXPECT_FALSE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+
+    // A kernel that the analysis refused isn't patched.
+    std::unique_ptr<CPatchKernel> pRefused =
+        Kernel("straight", [](std::string& strText)
+               { EXPECT_TRUE(XAN_Test::ReplaceFirst(strText, "larkspur", "sorrel")); });
+    ASSERT_FALSE(pRefused->m_pShader->IsShaderDebuggable(1));
+    EXPECT_FALSE(pRefused->m_pShader->SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_TRUE(pRefused->m_Host.m_vShaders.empty());
+}
+
+// The bits that the text shows only in passing: the 64-bit address flag of the stores, the
+// write mask .xy and the zero fill .w000 of the 64-bit address, the dimension of cb1.
+TEST(PatchTokenTest, TheAddressOfARecordHasItsBits)
+{
+    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    const char* pData = reinterpret_cast<const char*>(shader.GetShaderData());
+    std::vector<unsigned int> vTokens;
+    ASSERT_TRUE(XAN_ElfUtils::ExtractBinaryILFromElf(
+        std::vector<char>(pData, pData + shader.GetShaderDataSize()), vTokens));
+    CInputTokenStream<unsigned int> src(&shader, vTokens.data(), vTokens.size());
+    COutputTokenStream<unsigned int> dest(&shader, vTokens.size());
+    ASSERT_TRUE(shader.PatchIL(src, dest, ProgramCounter(0), g_NoRegister));
+    const std::vector<unsigned int> vOut(dest.GetStream(),
+                                         dest.GetStream() + dest.GetTokensWritten());
+
+    // i64add r6.xy, cb1[2].xyxy, r7.w000: rF, the exec-mask base at K + 1, rI.
+    const unsigned int i64add[] = {408, 0x00440006, 0x5, 0x025F0001, 0x1010, 2, 0x00440007, 0x4443};
+    // uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3 and uav_raw_store_id(13)_a64 mem0.x, ...
+    const unsigned int stores[] = {228 | (12u << 16) | (1u << 29), 0x002F0000,
+                                   228 | (13u << 16) | (1u << 29), 0x006F0000, 0x1};
+    EXPECT_NE(vOut.end(),
+              std::search(vOut.begin(), vOut.end(), std::begin(i64add), std::end(i64add)));
+    EXPECT_NE(vOut.end(), std::search(vOut.begin(), vOut.end(), stores, stores + 2));
+    EXPECT_NE(vOut.end(), std::search(vOut.begin(), vOut.end(), stores + 2, stores + 5));
+}
+
+struct MetadataCase
+{
+    const char* pKernel;
+    // Replaces the kernel's "uavid" entry when not null.
+    const char* pUavId;
+    std::vector<std::string> vExpected;
+};
+
+class PatchMetadataTest : public ::testing::TestWithParam<MetadataCase>
+{
+};
+
+TEST_P(PatchMetadataTest, TheDebuggerArgumentsFollowTheKernelsOwn)
+{
+    const MetadataCase& metadataCase = GetParam();
+    std::function<void(std::string&)> edit;
+    if (metadataCase.pUavId != nullptr)
+    {
+        const std::string strUavId = metadataCase.pUavId;
+        edit = [strUavId](std::string& strText)
+        { EXPECT_TRUE(XAN_Test::ReplaceFirst(strText, ";uavid:11", strUavId)); };
+    }
+    std::unique_ptr<CPatchKernel> pKernel = Kernel(metadataCase.pKernel, edit);
+    ASSERT_TRUE(pKernel->m_pShader->SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_EQ(metadataCase.vExpected,
+              DebuggerMetadata(pKernel->m_Host.m_vShaders.back(), metadataCase.pKernel));
+}
+
+// Offsets 16K, 16K + 16 and 16K + 32 behind the kernel's K rows; the older family stores through
+// the one raw UAV, to which the kernel's own buffers move.
+INSTANTIATE_TEST_SUITE_P(
+    Families, PatchMetadataTest,
+    ::testing::Values(
+        MetadataCase{"straight",
+                     nullptr,
+                     {";uavid:11", ";pointer:__xan_debug_result:float:1:1:16:uav:12:16:RW:0:0",
+                      ";pointer:__xan_debug_execMask:i32:1:1:32:uav:13:4:RW:0:0",
+                      ";value:__xan_debug_outputSelector:i32:1:1:48"}},
+        MetadataCase{"private_x1",
+                     ";uavid:9",
+                     {";uavid:11", ";pointer:__xan_debug_result:float:1:1:16:uav:11:16:RW:0:0",
+                      ";pointer:__xan_debug_execMask:i32:1:1:32:uav:11:4:RW:0:0",
+                      ";value:__xan_debug_outputSelector:i32:1:1:48"}}));
+
+struct DumpCase
+{
+    const char* pName;
+    // Replaces the kernel's pointer entry.
+    const char* pArguments;
+    const char* pGolden;
+};
+
+std::ostream& operator<<(std::ostream& os, const DumpCase& dumpCase)
+{
+    return os << dumpCase.pName;
+}
+
+class CBDumpTest : public ::testing::TestWithParam<DumpCase>
+{
+};
+
+TEST_P(CBDumpTest, TheDumpKernelCopiesEachArgumentRow)
+{
+    const std::string strArguments = GetParam().pArguments;
+    std::unique_ptr<CPatchKernel> pKernel =
+        Kernel("straight",
+               [strArguments](std::string& strText)
+               {
+                   EXPECT_TRUE(XAN_Test::ReplaceFirst(
+                       strText, ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n", strArguments));
+               });
+    CPatchShaderIL& shader = *pKernel->m_pShader;
+    void* pKernelBinary = nullptr;
+    size_t nSize = 0;
+    ASSERT_TRUE(shader.CreateCBDumpShader(&pKernelBinary, &nSize));
+    const char* pBytes = static_cast<const char*>(pKernelBinary);
+    const std::vector<char> vImage(pBytes, pBytes + nSize);
+    std::free(pKernelBinary);
+    EXPECT_EQ(GetParam().pGolden, XAN_Test::DebugILText(vImage));
+
+    std::ifstream file("dumpcb.elf", std::ios::binary);
+    EXPECT_EQ(vImage, std::vector<char>(std::istreambuf_iterator<char>(file),
+                                        std::istreambuf_iterator<char>()));
+    // The dump kernel isn't the cached patched kernel.
+    EXPECT_EQ(nullptr, shader.GetPatchedShader());
+    EXPECT_EQ(0u, pKernel->m_Host.CountBuilds());
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CBDumpTest,
+                         ::testing::Values(DumpCase{"K0", ";function:1:1025\n", R"(il_cs_2_0
+dcl_cb cb0[16]
+dcl_cb cb1[3]
+dcl_typeless_uav_id(12)_stride(4)_length(4)
+dcl_typeless_uav_id(13)_stride(4)_length(4)
+dcl_literal l1, 0x00000000, 0x00000000, 0x00000000, 0x00000000
+dcl_literal l2, 0x00000001, 0x00000001, 0x00000001, 0x00000001
+dcl_literal l3, 0x00000002, 0x00000002, 0x00000002, 0x00000002
+dcl_literal l4, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF
+dcl_literal l5, 0x00000010, 0x00000010, 0x00000010, 0x00000010
+mov r0, l1
+mov r1, l1
+mov r2, l1
+mov r3, l1
+mov r4, l1
+mov r5, l1
+mov r6, l1
+mov r7, l1
+call 1024
+endmain
+func 1024 ;__OpenCL_straight_kernel
+dcl_typeless_uav_id(11)_stride(4)_length(4)
+dcl_max_thread_per_group 256
+dcl_wavesize 64
+mov r4.xy, cb1[0].xyxy
+call 1025
+ret
+endfunc ;__OpenCL_straight_kernel
+func 1025 ;straight
+ret
+endfunc ;straight
+end)"},
+                                           DumpCase{"K3",
+                                                    ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n"
+                                                    ";value:a:i32:1:1:16\n"
+                                                    ";value:b:i32:4:1:32\n",
+                                                    R"(il_cs_2_0
+dcl_cb cb0[16]
+dcl_cb cb1[6]
+dcl_typeless_uav_id(12)_stride(4)_length(4)
+dcl_typeless_uav_id(13)_stride(4)_length(4)
+dcl_literal l1, 0x00000000, 0x00000000, 0x00000000, 0x00000000
+dcl_literal l2, 0x00000001, 0x00000001, 0x00000001, 0x00000001
+dcl_literal l3, 0x00000002, 0x00000002, 0x00000002, 0x00000002
+dcl_literal l4, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF
+dcl_literal l5, 0x00000010, 0x00000010, 0x00000010, 0x00000010
+mov r0, l1
+mov r1, l1
+mov r2, l1
+mov r3, l1
+mov r4, l1
+mov r5, l1
+mov r6, l1
+mov r7, l1
+call 1024
+endmain
+func 1024 ;__OpenCL_straight_kernel
+dcl_typeless_uav_id(11)_stride(4)_length(4)
+dcl_max_thread_per_group 256
+dcl_wavesize 64
+mov r4.xy, cb1[3].xyxy
+mov r3, cb1[0]
+uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
+i64add r4.xy, r4.xyxy, l5.x000
+mov r3, cb1[1]
+uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
+i64add r4.xy, r4.xyxy, l5.x000
+mov r3, cb1[2]
+uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
+i64add r4.xy, r4.xyxy, l5.x000
+call 4294967295
+ret
+endfunc ;__OpenCL_straight_kernel
+func 4294967295 ;straight
+ret
+endfunc ;straight
+end)"}),
+                         [](const ::testing::TestParamInfo<DumpCase>& info)
+                         { return std::string(info.param.pName); });
+} // namespace
