@@ -3,11 +3,11 @@
 // that copies the argument constant buffer.
 
 #include "BifUtils.h"
+#include "CLMetadata.h"
 #include "ElfUtils.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
 #include "ShaderUtils/IL/ILFormat.h"
-#include "sbitd/CLMetadata.h"
 
 #include <cstdlib>
 #include <cstring>
