@@ -389,9 +389,9 @@ bool CShaderDebuggerShaderIL::CreateCBDumpShader(void** ppPatchedKernel, size_t*
         const std::string strError = "Out of memory.";
         m_Info.strError[0] = strError;
         SDU_Log(3, "%s\n", strError.c_str());
-        if (m_pDebugger != NULL)
+        if (GetDebuggerHost() != NULL)
         {
-            m_pDebugger->SetLastError(strError);
+            GetDebuggerHost()->SetLastError(strError);
         }
         return false;
     }
