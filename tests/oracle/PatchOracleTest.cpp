@@ -138,6 +138,9 @@ typedef std::pair<uint32_t, std::vector<uint32_t>> Instance;
 class PatchOracleTest : public ::testing::TestWithParam<const char*>
 {
 protected:
+    // The build's platform; the device family comes from each test process's environment.
+    static void SetUpTestSuite() { setenv("OCL_ICD_VENDORS", XAN_ICD_VENDORS_DIR, 0); }
+
     void SetUp() override
     {
         m_strKernel = GetParam();
