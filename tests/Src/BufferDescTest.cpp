@@ -73,7 +73,7 @@ TEST(BufferDescTest, FormatsWithoutElementsHaveNoImageFormat)
 
 // Only the number of channels and the bits per channel decide: order, normalisation and the
 // float or integer nature are lost.
-TEST(BufferDescTest, ImageFormatIsFoundByChannelsAndBitsAlone)
+TEST(BufferDescTest, ImageFormatIsFoundByChannelsAndBitsAloneOrIsUnknown)
 {
     EXPECT_EQ(BF_RGBA8, GetBufferFormat(MakeImageFormat(CL_BGRA, CL_UNORM_INT8)));
     EXPECT_EQ(BF_RGBA8, GetBufferFormat(MakeImageFormat(CL_sRGBA, CL_SNORM_INT8)));
@@ -86,10 +86,7 @@ TEST(BufferDescTest, ImageFormatIsFoundByChannelsAndBitsAlone)
     EXPECT_EQ(BF_R16, GetBufferFormat(MakeImageFormat(CL_DEPTH, CL_UNORM_INT16)));
     EXPECT_EQ(BF_R32, GetBufferFormat(MakeImageFormat(CL_INTENSITY, CL_FLOAT)));
     EXPECT_EQ(BF_R8, GetBufferFormat(MakeImageFormat(CL_A, CL_SIGNED_INT8)));
-}
-
-TEST(BufferDescTest, ImageFormatWithoutMatchingFormatIsUnknown)
-{
+    // Bits or channels that no format has.
     EXPECT_EQ(BF_Unknown, GetBufferFormat(MakeImageFormat(CL_RGB, CL_UNORM_INT24)));
     EXPECT_EQ(BF_Unknown, GetBufferFormat(MakeImageFormat(0x4242, CL_FLOAT)));
     EXPECT_EQ(BF_Unknown, GetBufferFormat(MakeImageFormat(CL_RGBA, 0x4242)));

@@ -25,27 +25,12 @@ const std::vector<std::string> g_vstrKernels = {"vadd", "scale", "sum"};
 
 // The debug IL of the three kernels as the platform writes it: the disassembly of its tokens,
 // with the entry marker where the call of the kernel to build goes.
-const std::string g_strDebugIL = "il_cs_2_0\n"
-                                 "dcl_cb cb0[16]\n"
-                                 ";$$$$$$$$$$\n"
-                                 "endmain\n"
-                                 "func 1024\n"
-                                 ";vadd\n"
-                                 "dcl_cb cb1[3]\n"
-                                 "mov r0.x, cb1[0].xxxx\n"
-                                 "ret\n"
-                                 "endfunc\n"
-                                 "func 1026\n"
-                                 ";scale\n"
-                                 "mov r1, r0\n"
-                                 "ret\n"
-                                 "endfunc\n"
-                                 "func 1028\n"
-                                 ";sum\n"
-                                 "iadd r0.x, r0.xxxx, r0.xxxx\n"
-                                 "ret\n"
-                                 "endfunc\n"
-                                 "end\n";
+const std::string g_strDebugIL =
+    "il_cs_2_0\ndcl_cb cb0[16]\n;$$$$$$$$$$\nendmain\n"
+    "func 1024\n;vadd\ndcl_cb cb1[3]\nmov r0.x, cb1[0].xxxx\nret\nendfunc\n"
+    "func 1026\n;scale\nmov r1, r0\nret\nendfunc\n"
+    "func 1028\n;sum\niadd r0.x, r0.xxxx, r0.xxxx\nret\nendfunc\n"
+    "end\n";
 
 struct ImageOptions
 {
@@ -146,38 +131,30 @@ std::string SectionText(const std::vector<char>& vImage, const std::string& strN
 
 struct SymbolView
 {
+    bool bFound = false;
     std::string strSection;
     uint64_t nValue = 0;
     uint64_t nSize = 0;
-    unsigned char nBind = 0;
-    unsigned char nType = 0;
+    unsigned char nInfo = 0;
 };
 
-bool FindSymbol(const std::vector<char>& vImage, const std::string& strName, SymbolView& view)
+SymbolView FindSymbol(const std::vector<char>& vImage, const std::string& strName)
 {
     CElf elf(vImage);
     CElfSymbolTable* pSymbols = elf.IsInitialized() ? elf.GetSymbolTable() : nullptr;
-    if (pSymbols == nullptr)
+    CElfSymbolTable::iterator it;
+    if (pSymbols == nullptr || (it = pSymbols->find(strName)) == pSymbols->end())
     {
-        return false;
+        return SymbolView();
     }
-    CElfSymbolTable::iterator it = pSymbols->find(strName);
-    if (it == pSymbols->end())
-    {
-        return false;
-    }
-    view.strSection = it->section == nullptr ? std::string() : it->section->GetName();
-    view.nValue = it->st_value;
-    view.nSize = it->st_size;
-    view.nBind = ELF64_ST_BIND(it->st_info);
-    view.nType = ELF64_ST_TYPE(it->st_info);
-    return true;
+    return {true, it->section == nullptr ? std::string() : it->section->GetName(), it->st_value,
+            it->st_size, it->st_info};
 }
 
 SymbolView GetSymbol(const std::vector<char>& vImage, const std::string& strName)
 {
-    SymbolView view;
-    EXPECT_TRUE(FindSymbol(vImage, strName, view)) << strName;
+    const SymbolView view = FindSymbol(vImage, strName);
+    EXPECT_TRUE(view.bFound) << strName;
     return view;
 }
 
@@ -349,16 +326,15 @@ TEST(ElfUtilsTest, RemovesSectionsAndSymbolsByName)
     std::vector<char> vImage = MakeKernelBinary();
     ASSERT_TRUE(RemoveElfSection(vImage, ".xanil"));
     EXPECT_FALSE(HasSection(vImage, ".xanil"));
-    SymbolView view;
-    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_vadd_xanil", view));
-    EXPECT_TRUE(FindSymbol(vImage, "__OpenCL_vadd_metadata", view));
+    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_vadd_xanil").bFound);
+    EXPECT_TRUE(FindSymbol(vImage, "__OpenCL_vadd_metadata").bFound);
 
     // The tables that every image needs stay.
     ASSERT_TRUE(RemoveElfSection(vImage, ".symtab"));
-    EXPECT_TRUE(FindSymbol(vImage, "__OpenCL_vadd_metadata", view));
+    EXPECT_TRUE(FindSymbol(vImage, "__OpenCL_vadd_metadata").bFound);
 
     ASSERT_TRUE(RemoveElfSymbol(vImage, "__OpenCL_vadd_metadata"));
-    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_vadd_metadata", view));
+    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_vadd_metadata").bFound);
     const std::vector<char> vBefore = vImage;
     ASSERT_TRUE(RemoveElfSymbol(vImage, "__OpenCL_vadd_metadata"));
     EXPECT_EQ(SectionNames(vBefore), SectionNames(vImage));
@@ -387,11 +363,10 @@ TEST(ElfUtilsTest, SingleKernelImageHoldsOnlyThatKernelFromOffsetZero)
     EXPECT_EQ(strMetadata + std::string(32, 'B'), SectionText(vSingle, ".rodata"));
     EXPECT_EQ("func 1026\n;scale\nmov r0, r1\nret\nendfunc\n", SectionText(vSingle, ".xanil"));
 
-    SymbolView view;
     for (const char* pGone : {"__OpenCL_vadd_metadata", "__OpenCL_sum_header", "__OpenCL_sum_xanil",
                               "__OpenCL_sum__fmetadata"})
     {
-        EXPECT_FALSE(FindSymbol(vSingle, pGone, view)) << pGone;
+        EXPECT_FALSE(FindSymbol(vSingle, pGone).bFound) << pGone;
     }
     EXPECT_FALSE(HasSection(vSingle, ".text"));
     EXPECT_FALSE(HasSection(vSingle, ".llvmir"));
@@ -454,17 +429,15 @@ TEST(ElfUtilsTest, InsertingTokensNeedsTheBinarySection)
     EXPECT_EQ(vOriginal, vImage);
 }
 
-TEST(ElfUtilsTest, PreparationForTheRuntimesConverterCommentsOutWavesize)
+// The runtime's converter gets "dcl_wavesize" commented out, the compiler comments joined onto
+// the function lines.
+TEST(ElfUtilsTest, PreparationSuitsTheConverterInUse)
 {
     std::string strText = "il_cs_2_0\ndcl_wavesize 64\r\nmov r0, r1\n  dcl_wavesize 32";
     ASSERT_TRUE(PrepareILText(strText, true));
     EXPECT_EQ("il_cs_2_0\n; DCL_WAVESIZE removed\n\nmov r0, r1\n  ; DCL_WAVESIZE removed\n",
               strText);
-}
-
-TEST(ElfUtilsTest, PreparationForTheCompilerJoinsCommentsOntoFunctionLines)
-{
-    std::string strText = "func 1024\n;vadd\n   mov r0, r1\nret\n";
+    strText = "func 1024\n;vadd\n   mov r0, r1\nret\n";
     ASSERT_TRUE(PrepareILText(strText, false));
     EXPECT_EQ("func 1024 ;vadd\nmov r0, r1\nret", strText);
 }
@@ -617,10 +590,8 @@ TEST_P(KernelImagePreparationTest, BinarySymbolFollowsTheTextSymbolWhenAsked)
     EXPECT_EQ(".debugilbin", binary.strSection);
     EXPECT_EQ(0u, binary.nValue);
     EXPECT_EQ(SectionText(vImage, ".debugilbin").size(), binary.nSize);
-    EXPECT_EQ(STB_GLOBAL, binary.nBind);
-    EXPECT_EQ(STT_FUNC, binary.nType);
-    SymbolView view;
-    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_scale_debugilbin", view));
+    EXPECT_EQ(ELF64_ST_INFO(STB_GLOBAL, STT_FUNC), binary.nInfo);
+    EXPECT_FALSE(FindSymbol(vImage, "__OpenCL_scale_debugilbin").bFound);
 }
 
 TEST_P(KernelImagePreparationTest, TextThatDoesNotConvertLeavesTheImageAlone)

@@ -57,31 +57,21 @@ TEST(OpenCLModuleTest, LevelsBuildOnEachOther)
 {
     OpenCLModule module("libdoesnotexist.so");
     EXPECT_EQ(OpenCLModule::OpenCL_None, module.GetVersion());
-
-    module.SetTable(FullTable().slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_2_0, module.GetVersion());
-
-    // Without clCreateSubBuffer the level is 1, whatever later slots hold.
-    module.SetTable(FullTable().Clear(82).slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_1_0, module.GetVersion());
-    module.SetTable(FullTable().Clear(100).slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_1_1, module.GetVersion());
-    module.SetTable(FullTable().Clear(135).slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_1_2, module.GetVersion());
-    module.SetTable(FullTable().Clear(73).slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_None, module.GetVersion());
-
-    // Slots 74 to 80 and 89 to 92 don't count.
-    HandTable gaps = FullTable();
-    for (size_t n : {74, 75, 80, 89, 92})
+    const auto level = [&module](const HandTable& table)
     {
-        gaps.Clear(n);
-    }
-    module.SetTable(gaps.slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_2_0, module.GetVersion());
-
-    module.SetTable(FullTable().Clear(0).slots);
-    EXPECT_EQ(OpenCLModule::OpenCL_None, module.GetVersion());
+        module.SetTable(table.slots);
+        return module.GetVersion();
+    };
+    EXPECT_EQ(OpenCLModule::OpenCL_2_0, level(FullTable()));
+    // Without clCreateSubBuffer the level is 1, whatever later slots hold.
+    EXPECT_EQ(OpenCLModule::OpenCL_1_0, level(FullTable().Clear(82)));
+    EXPECT_EQ(OpenCLModule::OpenCL_1_1, level(FullTable().Clear(100)));
+    EXPECT_EQ(OpenCLModule::OpenCL_1_2, level(FullTable().Clear(135)));
+    EXPECT_EQ(OpenCLModule::OpenCL_None, level(FullTable().Clear(73)));
+    EXPECT_EQ(OpenCLModule::OpenCL_None, level(FullTable().Clear(0)));
+    // Slots 74 to 80 and 89 to 92 don't count.
+    EXPECT_EQ(OpenCLModule::OpenCL_2_0,
+              level(FullTable().Clear(74).Clear(75).Clear(80).Clear(89).Clear(92)));
 }
 
 TEST(OpenCLModuleTest, SetTableLeavesSlotsOutsideTheBoundaryAlone)

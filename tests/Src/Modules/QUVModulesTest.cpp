@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 // The libraries are the test's own (tests/platform/quv/fakes): one with every name of the three
 // runtime libraries, one that lacks a name of each.
 namespace
@@ -11,21 +13,16 @@ namespace
 const char* const COMPLETE = "libquvtest_complete.so";
 const char* const LACKING = "libquvtest_lacking.so";
 
-void ExpectAllBound(const LibraryModule& module)
+// Loaded, a module has every function bound; otherwise none.
+void ExpectBound(bool bLoaded, std::initializer_list<const LibraryModule*> modules)
 {
-    EXPECT_TRUE(module.IsLoaded());
-    for (size_t n = 0; n < module.GetNumFunctions(); ++n)
+    for (const LibraryModule* pModule : modules)
     {
-        EXPECT_NE(nullptr, module.GetFunction(n)) << module.GetFunctionName(n);
-    }
-}
-
-void ExpectEmpty(const LibraryModule& module)
-{
-    EXPECT_FALSE(module.IsLoaded());
-    for (size_t n = 0; n < module.GetNumFunctions(); ++n)
-    {
-        EXPECT_EQ(nullptr, module.GetFunction(n)) << module.GetFunctionName(n);
+        EXPECT_EQ(bLoaded, pModule->IsLoaded());
+        for (size_t n = 0; n < pModule->GetNumFunctions(); ++n)
+        {
+            EXPECT_EQ(bLoaded, pModule->GetFunction(n) != nullptr) << pModule->GetFunctionName(n);
+        }
     }
 }
 } // namespace
@@ -35,9 +32,7 @@ TEST(QUVModulesTest, ACompleteLibraryBindsEveryFunction)
     QUVRTModule runtime(COMPLETE);
     QUVCLModule compiler(COMPLETE);
     QUVDDModule driver(COMPLETE);
-    ExpectAllBound(runtime);
-    ExpectAllBound(compiler);
-    ExpectAllBound(driver);
+    ExpectBound(true, {&runtime, &compiler, &driver});
 
     EXPECT_EQ(38u, runtime.GetNumFunctions());
     EXPECT_EQ(13u, compiler.GetNumFunctions());
@@ -61,22 +56,18 @@ TEST(QUVModulesTest, ALibraryLackingOneNameCountsAsNotLoaded)
     QUVRTModule runtime(LACKING);
     QUVCLModule compiler(LACKING);
     QUVDDModule driver(LACKING);
-    ExpectEmpty(runtime);
-    ExpectEmpty(compiler);
-    ExpectEmpty(driver);
-
     QUVRTModule missing("libquvtest_missing.so");
-    ExpectEmpty(missing);
+    ExpectBound(false, {&runtime, &compiler, &driver, &missing});
 }
 
 TEST(QUVModulesTest, LoadingAgainReplacesWhatWasBound)
 {
     QUVCLModule module(COMPLETE);
-    ExpectAllBound(module);
+    ExpectBound(true, {&module});
     EXPECT_FALSE(module.LoadModule(LACKING));
-    ExpectEmpty(module);
+    ExpectBound(false, {&module});
     EXPECT_TRUE(module.LoadModule(COMPLETE));
-    ExpectAllBound(module);
+    ExpectBound(true, {&module});
     module.UnloadModule();
-    ExpectEmpty(module);
+    ExpectBound(false, {&module});
 }

@@ -59,132 +59,78 @@ public:
     // headers.
     std::vector<char> Build(bool bReverseData = false) const
     {
-        struct Section
-        {
-            ElfSectionDesc desc;
-            uint32_t nLink;
-            uint32_t nInfo;
-            uint64_t nEntrySize;
-            uint32_t nName;
-            uint64_t nOffset;
-        };
-        std::vector<Section> vAll;
-        vAll.push_back({{"", SHT_NULL, 0, 0, ""}, 0, 0, 0, 0, 0});
-        for (const ElfSectionDesc& desc : m_vSections)
-        {
-            vAll.push_back({desc, 0, 0, 0, 0, 0});
-        }
-        if (!m_vSymbols.empty())
-        {
-            std::string strNames(1, '\0');
-            std::string strSymbols(SymbolSize(), '\0');
-            uint32_t nLocals = 1;
-            for (const ElfSymbolDesc& symbol : m_vSymbols)
-            {
-                strSymbols += EncodeSymbol(symbol, static_cast<uint32_t>(strNames.size()));
-                strNames += symbol.strName + '\0';
-                if (symbol.nBind == STB_LOCAL)
-                {
-                    ++nLocals;
-                }
-            }
-            const uint32_t nStrings = static_cast<uint32_t>(vAll.size());
-            vAll.push_back({{".strtab", SHT_STRTAB, 0, 1, strNames}, 0, 0, 0, 0, 0});
-            vAll.push_back(
-                {{".symtab", SHT_SYMTAB, 0, 8, strSymbols}, nStrings, nLocals, SymbolSize(), 0, 0});
-        }
-        vAll.push_back({{".shstrtab", SHT_STRTAB, 0, 1, ""}, 0, 0, 0, 0, 0});
-        std::string strSectionNames;
-        for (Section& section : vAll)
-        {
-            section.nName = static_cast<uint32_t>(strSectionNames.size());
-            strSectionNames += section.desc.strName + '\0';
-        }
-        vAll.back().desc.strData = strSectionNames;
-
-        std::vector<char> vImage(FileHeaderSize(), '\0');
-        for (size_t n = 0; n < vAll.size(); ++n)
-        {
-            Section& section = vAll[bReverseData ? vAll.size() - 1 - n : n];
-            if (section.desc.strData.empty())
-            {
-                continue;
-            }
-            const uint64_t nAlign = section.desc.nAlign == 0 ? 1 : section.desc.nAlign;
-            vImage.resize((vImage.size() + nAlign - 1) / nAlign * nAlign, '\0');
-            section.nOffset = vImage.size();
-            vImage.insert(vImage.end(), section.desc.strData.begin(), section.desc.strData.end());
-        }
-        vImage.resize((vImage.size() + 7) / 8 * 8, '\0');
-        const uint64_t nHeaderTable = vImage.size();
-        for (const Section& section : vAll)
-        {
-            AppendSectionHeader(vImage, section.desc, section.nName, section.nOffset, section.nLink,
-                                section.nInfo, section.nEntrySize);
-        }
-        WriteFileHeader(vImage, nHeaderTable, static_cast<uint16_t>(vAll.size()));
-        return vImage;
+        return m_bIsElf64 ? BuildAs<Elf64_Ehdr, Elf64_Shdr, Elf64_Sym>(ELFCLASS64, bReverseData)
+                          : BuildAs<Elf32_Ehdr, Elf32_Shdr, Elf32_Sym>(ELFCLASS32, bReverseData);
     }
 
 private:
-    size_t FileHeaderSize() const { return m_bIsElf64 ? sizeof(Elf64_Ehdr) : sizeof(Elf32_Ehdr); }
-    size_t SymbolSize() const { return m_bIsElf64 ? sizeof(Elf64_Sym) : sizeof(Elf32_Sym); }
-
-    template <typename T> static std::string Bytes(const T& value)
+    template <typename T> static void Append(std::vector<char>& vImage, const T& value)
     {
-        return std::string(reinterpret_cast<const char*>(&value), sizeof(value));
+        const char* pValue = reinterpret_cast<const char*>(&value);
+        vImage.insert(vImage.end(), pValue, pValue + sizeof(value));
     }
 
-    template <typename TSymbol>
-    static TSymbol MakeSymbol(const ElfSymbolDesc& symbol, uint32_t nName)
+    template <typename THeader, typename TSection, typename TSymbol>
+    std::vector<char> BuildAs(unsigned char nClass, bool bReverseData) const
     {
-        TSymbol record = {};
-        record.st_name = nName;
-        record.st_info = static_cast<unsigned char>(ELF64_ST_INFO(symbol.nBind, symbol.nType));
-        record.st_shndx = symbol.nSection;
-        record.st_value = static_cast<decltype(record.st_value)>(symbol.nValue);
-        record.st_size = static_cast<decltype(record.st_size)>(symbol.nSize);
-        return record;
-    }
+        std::vector<ElfSectionDesc> vAll = {{"", SHT_NULL, 0, 0, ""}};
+        vAll.insert(vAll.end(), m_vSections.begin(), m_vSections.end());
+        std::vector<TSection> vHeaders(vAll.size() + (m_vSymbols.empty() ? 1 : 3), TSection());
+        if (!m_vSymbols.empty())
+        {
+            std::string strNames(1, '\0');
+            std::vector<char> vSymbols(sizeof(TSymbol), '\0');
+            uint32_t nLocals = 1;
+            for (const ElfSymbolDesc& symbol : m_vSymbols)
+            {
+                TSymbol record = {};
+                record.st_name = static_cast<uint32_t>(strNames.size());
+                record.st_info =
+                    static_cast<unsigned char>(ELF64_ST_INFO(symbol.nBind, symbol.nType));
+                record.st_shndx = symbol.nSection;
+                record.st_value = static_cast<decltype(record.st_value)>(symbol.nValue);
+                record.st_size = static_cast<decltype(record.st_size)>(symbol.nSize);
+                Append(vSymbols, record);
+                strNames += symbol.strName + '\0';
+                nLocals += symbol.nBind == STB_LOCAL ? 1 : 0;
+            }
+            vHeaders[vAll.size() + 1].sh_link = static_cast<uint32_t>(vAll.size());
+            vHeaders[vAll.size() + 1].sh_info = nLocals;
+            vHeaders[vAll.size() + 1].sh_entsize = sizeof(TSymbol);
+            vAll.push_back({".strtab", SHT_STRTAB, 0, 1, strNames});
+            vAll.push_back(
+                {".symtab", SHT_SYMTAB, 0, 8, std::string(vSymbols.begin(), vSymbols.end())});
+        }
+        vAll.push_back({".shstrtab", SHT_STRTAB, 0, 1, ""});
+        std::string strSectionNames;
+        for (size_t n = 0; n < vAll.size(); ++n)
+        {
+            vHeaders[n].sh_name = static_cast<uint32_t>(strSectionNames.size());
+            strSectionNames += vAll[n].strName + '\0';
+        }
+        vAll.back().strData = strSectionNames;
 
-    std::string EncodeSymbol(const ElfSymbolDesc& symbol, uint32_t nName) const
-    {
-        return m_bIsElf64 ? Bytes(MakeSymbol<Elf64_Sym>(symbol, nName))
-                          : Bytes(MakeSymbol<Elf32_Sym>(symbol, nName));
-    }
+        std::vector<char> vImage(sizeof(THeader), '\0');
+        for (size_t i = 0; i < vAll.size(); ++i)
+        {
+            const size_t n = bReverseData ? vAll.size() - 1 - i : i;
+            const ElfSectionDesc& desc = vAll[n];
+            TSection& header = vHeaders[n];
+            header.sh_type = desc.nType;
+            header.sh_flags = static_cast<decltype(header.sh_flags)>(desc.nFlags);
+            header.sh_size = static_cast<decltype(header.sh_size)>(desc.strData.size());
+            header.sh_addralign = static_cast<decltype(header.sh_addralign)>(desc.nAlign);
+            if (desc.strData.empty())
+            {
+                continue;
+            }
+            const uint64_t nAlign = desc.nAlign == 0 ? 1 : desc.nAlign;
+            vImage.resize((vImage.size() + nAlign - 1) / nAlign * nAlign, '\0');
+            header.sh_offset = static_cast<decltype(header.sh_offset)>(vImage.size());
+            vImage.insert(vImage.end(), desc.strData.begin(), desc.strData.end());
+        }
+        vImage.resize((vImage.size() + 7) / 8 * 8, '\0');
 
-    template <typename THeader>
-    static THeader MakeSectionHeader(const ElfSectionDesc& desc, uint32_t nName, uint64_t nOffset,
-                                     uint32_t nLink, uint32_t nInfo, uint64_t nEntrySize)
-    {
-        THeader header = {};
-        header.sh_name = nName;
-        header.sh_type = desc.nType;
-        header.sh_flags = static_cast<decltype(header.sh_flags)>(desc.nFlags);
-        header.sh_offset = static_cast<decltype(header.sh_offset)>(nOffset);
-        header.sh_size = static_cast<decltype(header.sh_size)>(desc.strData.size());
-        header.sh_link = nLink;
-        header.sh_info = nInfo;
-        header.sh_addralign = static_cast<decltype(header.sh_addralign)>(desc.nAlign);
-        header.sh_entsize = static_cast<decltype(header.sh_entsize)>(nEntrySize);
-        return header;
-    }
-
-    void AppendSectionHeader(std::vector<char>& vImage, const ElfSectionDesc& desc, uint32_t nName,
-                             uint64_t nOffset, uint32_t nLink, uint32_t nInfo,
-                             uint64_t nEntrySize) const
-    {
-        const std::string strHeader =
-            m_bIsElf64 ? Bytes(MakeSectionHeader<Elf64_Shdr>(desc, nName, nOffset, nLink, nInfo,
-                                                             nEntrySize))
-                       : Bytes(MakeSectionHeader<Elf32_Shdr>(desc, nName, nOffset, nLink, nInfo,
-                                                             nEntrySize));
-        vImage.insert(vImage.end(), strHeader.begin(), strHeader.end());
-    }
-
-    template <typename THeader>
-    static THeader MakeFileHeader(unsigned char nClass, uint64_t nHeaderTable, uint16_t nSections)
-    {
         THeader header = {};
         std::memcpy(header.e_ident, ELFMAG, SELFMAG);
         header.e_ident[EI_CLASS] = nClass;
@@ -193,20 +139,17 @@ private:
         header.e_type = ET_REL;
         header.e_machine = EM_NONE;
         header.e_version = EV_CURRENT;
-        header.e_shoff = static_cast<decltype(header.e_shoff)>(nHeaderTable);
+        header.e_shoff = static_cast<decltype(header.e_shoff)>(vImage.size());
         header.e_ehsize = sizeof(THeader);
-        header.e_shentsize = nClass == ELFCLASS64 ? sizeof(Elf64_Shdr) : sizeof(Elf32_Shdr);
-        header.e_shnum = nSections;
-        header.e_shstrndx = static_cast<uint16_t>(nSections - 1);
-        return header;
-    }
-
-    void WriteFileHeader(std::vector<char>& vImage, uint64_t nHeaderTable, uint16_t nSections) const
-    {
-        const std::string strHeader =
-            m_bIsElf64 ? Bytes(MakeFileHeader<Elf64_Ehdr>(ELFCLASS64, nHeaderTable, nSections))
-                       : Bytes(MakeFileHeader<Elf32_Ehdr>(ELFCLASS32, nHeaderTable, nSections));
-        std::memcpy(vImage.data(), strHeader.data(), strHeader.size());
+        header.e_shentsize = sizeof(TSection);
+        header.e_shnum = static_cast<uint16_t>(vAll.size());
+        header.e_shstrndx = static_cast<uint16_t>(vAll.size() - 1);
+        for (const TSection& section : vHeaders)
+        {
+            Append(vImage, section);
+        }
+        std::memcpy(vImage.data(), &header, sizeof(header));
+        return vImage;
     }
 
     bool m_bIsElf64;

@@ -7,9 +7,9 @@
 
 #include <cstring>
 #include <random>
+#include <sstream>
 #include <vector>
 
-using ShaderUtils::g_ThreadID_NULL;
 using ShaderUtils::SUBuffer;
 using ShaderUtils::ThreadID;
 
@@ -67,6 +67,16 @@ uint32_t Word(const SUBuffer& buffer, uint32_t nElement, uint32_t nComponent)
     uint32_t nWord;
     std::memcpy(&nWord, buffer.GetSubResource(0) + nElement * 16 + nComponent * 4, 4);
     return nWord;
+}
+// Where FindPixel finds the value, as "dimensions: x y z slice".
+template <typename TValue>
+std::string Found(const SUBuffer& buffer, const TValue& value, uint32_t nSubResource)
+{
+    ThreadID id;
+    buffer.FindPixel(id, value, nSubResource);
+    std::ostringstream text;
+    text << id.nDimensions << ": " << id.x << " " << id.y << " " << id.z << " " << id.nSlice;
+    return text.str();
 }
 } // namespace
 
@@ -255,43 +265,28 @@ TEST(SUBufferTest, GetPixelReadsItsThreeFormats)
 
 TEST(SUBufferTest, FindPixelSearchesColumnByColumn)
 {
+    const std::string strNone = Found(SUBuffer(), uint8_t(0), 0);
+    EXPECT_EQ("2: -1 -1 -1 4294967295", strNone);
     // Width 3, height 2: the value stands at (2, 0) and at (1, 1). A row-by-row search would
     // find (2, 0); the search goes down each column and finds (1, 1).
     uint8_t bytes[6] = {0, 0, 9, 0, 9, 0};
     SUBuffer single;
     ASSERT_TRUE(single.Create(MakeDesc(BF_R8, 3, 2), bytes));
-    ThreadID id;
-    single.FindPixel(id, uint8_t(9), 0);
-    EXPECT_EQ(2u, id.nDimensions);
-    EXPECT_EQ(1, id.x);
-    EXPECT_EQ(1, id.y);
-    EXPECT_EQ(0u, id.nSlice);
-
-    single.FindPixel(id, uint8_t(7), 0);
-    EXPECT_EQ(g_ThreadID_NULL.nDimensions, id.nDimensions);
-    EXPECT_EQ(-1, id.x);
-    EXPECT_EQ(-1, id.y);
-    EXPECT_EQ(-1, id.z);
-    EXPECT_EQ(0xFFFFFFFFu, id.nSlice);
+    EXPECT_EQ("2: 1 1 0 0", Found(single, uint8_t(9), 0));
+    EXPECT_EQ(strNone, Found(single, uint8_t(7), 0));
 
     // An all-zero buffer has no element of four 0xFF bytes.
     SUBuffer zeros;
     ASSERT_TRUE(zeros.Create(MakeDesc(BF_RGBA8, 2, 2, 1, 1, BT_Image2D), NULL));
     const uint8_t ones[4] = {0xFF, 0xFF, 0xFF, 0xFF};
-    zeros.FindPixel(id, ones, 0xFFFFFFFF);
-    EXPECT_EQ(2u, id.nDimensions);
-    EXPECT_EQ(-1, id.x);
+    EXPECT_EQ(strNone, Found(zeros, ones, 0xFFFFFFFF));
 
     // All sub-resources: the match in the second gives its slice.
     SUBuffer slices;
     ASSERT_TRUE(slices.Create(MakeDesc(BF_RGBA8, 2, 2, 1, 2, BT_Image2D), NULL));
     std::memcpy(slices.GetSubResource(1) + 4, ones, 4);
-    slices.FindPixel(id, ones, 0xFFFFFFFF);
-    EXPECT_EQ(1, id.x);
-    EXPECT_EQ(0, id.y);
-    EXPECT_EQ(1u, id.nSlice);
-    slices.FindPixel(id, ones, 0);
-    EXPECT_EQ(-1, id.x);
+    EXPECT_EQ("2: 1 0 0 1", Found(slices, ones, 0xFFFFFFFF));
+    EXPECT_EQ(strNone, Found(slices, ones, 0));
 
     // Words: the second format is searched as one-dimensional.
     float one[4] = {1.0f, 1.0f, 1.0f, 1.0f};
@@ -299,20 +294,15 @@ TEST(SUBufferTest, FindPixelSearchesColumnByColumn)
     BufferDesc row = MakeDesc(BF_RGBA32Alt, 3, 1);
     ASSERT_TRUE(alt.Create(row, NULL));
     std::memcpy(alt.GetSubResource(0) + 32, one, 16);
-    alt.FindPixel(id, one, 0);
-    EXPECT_EQ(1u, id.nDimensions);
-    EXPECT_EQ(2, id.x);
+    EXPECT_EQ("1: 2 0 0 0", Found(alt, one, 0));
     SUBuffer plain;
     row.m_Format = BF_RGBA32;
     row.m_Type = BT_Image2D;
     ASSERT_TRUE(plain.Create(row, NULL));
     std::memcpy(plain.GetSubResource(0) + 16, one, 16);
-    plain.FindPixel(id, one, 0);
-    EXPECT_EQ(2u, id.nDimensions);
-    EXPECT_EQ(1, id.x);
+    EXPECT_EQ("2: 1 0 0 0", Found(plain, one, 0));
     // Another format finds nothing.
-    single.FindPixel(id, one, 0);
-    EXPECT_EQ(-1, id.x);
+    EXPECT_EQ(strNone, Found(single, one, 0));
 }
 
 TEST(SUBufferTest, CountActiveByTheMaskElementSize)

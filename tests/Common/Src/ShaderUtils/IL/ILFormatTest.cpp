@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <vector>
 
 using namespace ShaderUtils;
 
@@ -110,57 +111,42 @@ TEST(ILFormatTest, ExtendedFormsAreABaseCodePlusOneControlBit)
 
 TEST(ILFormatTest, RowsGiveDestinationSourcesAndTrailingTokens)
 {
+    // Codes grouped by their destination, source count and trailing tokens.
     struct Case
     {
-        unsigned int nOpCode;
         bool bDest;
         unsigned int nSrc;
         unsigned int nTrailing;
+        std::vector<unsigned int> vOpCodes;
     };
     const Case cases[] = {
-        {IL_OP_BUFINFO, true, 0, 0},
-        {IL_OP_LOAD, true, 1, 0},
-        {IL_OP_SAMPLE_B, true, 2, 0},
-        {IL_OP_SAMPLE_G, true, 3, 0},
-        {IL_OP_SAMPLE_C_G, true, 4, 0},
-        {IL_OP_MDEF, false, 0, 0},
-        {IL_OP_LANE_ID, true, 0, 0},
-        {IL_OP_MOV, true, 1, 0},
-        {IL_OP_IADD, true, 2, 0},
-        {IL_OP_IMAD, true, 3, 0},
-        {IL_OP_UBIT_INSERT, true, 4, 0},
-        {IL_OP_RET_DYN, false, 0, 0},
-        {IL_OP_CALL, false, 0, 1},
-        {IL_OP_FUNC, false, 0, 1},
-        {IL_OP_CASE, false, 0, 1},
-        {IL_OP_IFNZ, false, 1, 0},
-        {IL_OP_CALLNZ, false, 1, 1},
-        {IL_OP_CALL_LOGICALZ, false, 1, 1},
-        {IL_OP_CALL_LOGICALNZ, false, 1, 1},
-        {IL_OP_IFC, false, 2, 0},
-        {IL_OP_UAV_CMP, false, 3, 0},
-        {IL_OP_DCL_WAVESIZE, false, 0, 0},
-        {IL_OP_DCL_RESOURCE, false, 0, 1},
-        {IL_OP_DCL_TYPELESS_UAV, false, 0, 2},
-        {IL_OP_DCL_TYPED_UAV, false, 0, 1},
-        {IL_OP_COMMENT, false, 0, 1},
-        {IL_OP_DCL_MAX_THREAD_PER_GROUP, false, 0, 1},
-        {IL_OP_DCL_LITERAL, false, 1, 4},
-        {IL_OP_DCL_LDS, false, 0, 1},
-        {IL_OP_DCL_INDEXED_TEMP_ARRAY, false, 1, 0},
-        {IL_OP_DCL_NUM_THREAD_PER_GROUP, false, 0, 0},
-        {IL_OP_DCL_INPUT, true, 0, 0},
-        {IL_OP_REFLECT, true, 2, 0},
-        {IL_OP_DCL_CB, false, 1, 0},
+        {true, 0, 0, {IL_OP_BUFINFO, IL_OP_LANE_ID, IL_OP_DCL_INPUT}},
+        {true, 1, 0, {IL_OP_LOAD, IL_OP_MOV}},
+        {true, 2, 0, {IL_OP_SAMPLE_B, IL_OP_IADD, IL_OP_REFLECT}},
+        {true, 3, 0, {IL_OP_SAMPLE_G, IL_OP_IMAD}},
+        {true, 4, 0, {IL_OP_SAMPLE_C_G, IL_OP_UBIT_INSERT}},
+        {false, 0, 0, {IL_OP_MDEF, IL_OP_RET_DYN, IL_OP_DCL_WAVESIZE}},
+        {false, 0, 0, {IL_OP_DCL_NUM_THREAD_PER_GROUP}},
+        {false, 0, 1, {IL_OP_CALL, IL_OP_FUNC, IL_OP_CASE, IL_OP_COMMENT, IL_OP_DCL_LDS}},
+        {false, 0, 1, {IL_OP_DCL_RESOURCE, IL_OP_DCL_TYPED_UAV, IL_OP_DCL_MAX_THREAD_PER_GROUP}},
+        {false, 0, 2, {IL_OP_DCL_TYPELESS_UAV}},
+        {false, 1, 0, {IL_OP_IFNZ, IL_OP_DCL_INDEXED_TEMP_ARRAY, IL_OP_DCL_CB}},
+        {false, 1, 1, {IL_OP_CALLNZ, IL_OP_CALL_LOGICALZ, IL_OP_CALL_LOGICALNZ}},
+        {false, 1, 4, {IL_OP_DCL_LITERAL}},
+        {false, 2, 0, {IL_OP_IFC}},
+        {false, 3, 0, {IL_OP_UAV_CMP}},
     };
     for (const Case& c : cases)
     {
-        const ILOperandCounts counts = Counts(c.nOpCode, 0, IL_DESC_OK);
-        EXPECT_EQ(c.bDest, counts.bHasDest) << c.nOpCode;
-        EXPECT_EQ(c.nSrc, counts.nSrcCount) << c.nOpCode;
-        EXPECT_EQ(c.bDest, HasDestReg(c.nOpCode, 0)) << c.nOpCode;
-        EXPECT_EQ(c.nSrc, GetSrcRegCount(c.nOpCode, 0)) << c.nOpCode;
-        EXPECT_EQ(c.nTrailing, GetTrailingTokenCount(c.nOpCode)) << c.nOpCode;
+        for (unsigned int nOpCode : c.vOpCodes)
+        {
+            const ILOperandCounts counts = Counts(nOpCode, 0, IL_DESC_OK);
+            EXPECT_EQ(c.bDest, counts.bHasDest) << nOpCode;
+            EXPECT_EQ(c.nSrc, counts.nSrcCount) << nOpCode;
+            EXPECT_EQ(c.bDest, HasDestReg(nOpCode, 0)) << nOpCode;
+            EXPECT_EQ(c.nSrc, GetSrcRegCount(nOpCode, 0)) << nOpCode;
+            EXPECT_EQ(c.nTrailing, GetTrailingTokenCount(nOpCode)) << nOpCode;
+        }
     }
     // Control bits don't change the operands; only dcl_cb's primary modifier
     // does. They count the trailing tokens of dcl_num_thread_per_group.
