@@ -486,38 +486,27 @@ TEST_F(InstructionILTest, BadTokensEndTheDecodeWithoutHarm)
 
 TEST_F(InstructionILTest, AStreamWrittenBackIsTheSame)
 {
-    const std::vector<unsigned int> vKernel = {IL_OP_DCL_LITERAL,
-                                               Operand(32, 0),
-                                               1,
-                                               2,
-                                               3,
-                                               4,
-                                               IL_OP_MOV,
-                                               Operand(4, 0, MOD),
-                                               0x11,
-                                               Operand(43, 0, MOD),
-                                               Swizzle(0, 0, 0, 0),
-                                               IL_OP_IADD,
-                                               Operand(4, 1),
-                                               Operand(4, 0),
-                                               Operand(32, 0, MOD),
-                                               Swizzle(1, 1, 1, 1),
-                                               IL_OP_COMMENT,
-                                               1,
-                                               0x00636261,
-                                               IL_OP_END};
-    m_vTokens = vKernel;
+    const std::vector<std::vector<unsigned int>> vInstructions = {
+        {IL_OP_DCL_LITERAL, Operand(32, 0), 1, 2, 3, 4},
+        {IL_OP_MOV, Operand(4, 0, MOD), 0x11, Operand(43, 0, MOD), Swizzle(0, 0, 0, 0)},
+        {IL_OP_IADD, Operand(4, 1), Operand(4, 0), Operand(32, 0, MOD), Swizzle(1, 1, 1, 1)},
+        {IL_OP_COMMENT, 1, 0x00636261},
+        {IL_OP_END}};
+    for (const std::vector<unsigned int>& vInstruction : vInstructions)
+    {
+        m_vTokens.insert(m_vTokens.end(), vInstruction.begin(), vInstruction.end());
+    }
     CInputTokenStream<unsigned int> input(NULL, m_vTokens.data(), m_vTokens.size());
     COutputTokenStream<unsigned int> output(NULL, 0);
-    unsigned int nInstructions = 0;
-    while (m_Instruction.ReadInstruction(input))
+    for (const std::vector<unsigned int>& vInstruction : vInstructions)
     {
+        ASSERT_TRUE(m_Instruction.ReadInstruction(input));
+        EXPECT_EQ(vInstruction, Tokens(m_Instruction));
         ASSERT_TRUE(m_Instruction.WriteInstruction(output));
-        ++nInstructions;
     }
-    EXPECT_EQ(5u, nInstructions);
-    EXPECT_EQ(vKernel, std::vector<unsigned int>(output.GetStream(),
-                                                 output.GetStream() + output.GetTokensWritten()));
+    EXPECT_FALSE(m_Instruction.ReadInstruction(input));
+    EXPECT_EQ(m_vTokens, std::vector<unsigned int>(output.GetStream(),
+                                                   output.GetStream() + output.GetTokensWritten()));
 }
 
 // Random instructions, decoded here and by the format library's strict decoder: where that one

@@ -127,74 +127,66 @@ struct ConstructRow
     unsigned int nStartNth;
 };
 
-std::ostream& operator<<(std::ostream& os, const ConstructRow& row)
+// The start of a construct, whichever kind it is.
+uint32_t StartOf(CIL_FCConstruct* pConstruct)
 {
-    return os << row.pKernel << ": " << row.pInstruction << " #" << row.nth;
-}
-
-class InnermostConstructTest : public ::testing::TestWithParam<ConstructRow>
-{
-};
-
-TEST_P(InnermostConstructTest, InstructionHasTheInnermostOpenConstruct)
-{
-    const ConstructRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
-    const uint32_t n = pKernel->At(row.pInstruction, row.nth);
-    ASSERT_NE(g_nInvalidInstruction, n);
-    CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
-    if (row.pConstructStart == nullptr)
-    {
-        EXPECT_EQ(nullptr, pConstruct);
-        return;
-    }
-    ASSERT_NE(nullptr, pConstruct);
-    const uint32_t nStart = pKernel->At(row.pConstructStart, row.nStartNth);
     if (CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
     {
-        EXPECT_EQ(nStart, pIf->m_nStart);
+        return pIf->m_nStart;
     }
-    else if (CIL_Loop* pLoop = pConstruct->AsLoop())
-    {
-        EXPECT_EQ(nStart, pLoop->m_nStart);
-    }
-    else
-    {
-        EXPECT_EQ(nStart, pConstruct->AsSwitch()->m_nStart);
-    }
+    CIL_Loop* pLoop = pConstruct->AsLoop();
+    return pLoop != nullptr ? pLoop->m_nStart : pConstruct->AsSwitch()->m_nStart;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, InnermostConstructTest,
-    ::testing::Values(ConstructRow{"straight", "imul r1.x, r0.xxxx, l0.xxxx", 0, nullptr, 0},
-                      ConstructRow{"ifelse", "if_logicalnz r1.xxxx", 0, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ifnz r1.yyyy", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "mov r2.x, l0.yyyy", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "else", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "endif", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "else", 1, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ieq r1.z, r0.xxxx, l0.wwww", 0,
-                                   "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "mov r2.x, l1.yyyy", 0, "if_logicalnz r1.zzzz", 0},
-                      ConstructRow{"ifelse", "endif", 2, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ishl r3.x, r0.xxxx, l0.zzzz", 0, nullptr, 0},
-                      ConstructRow{"loops", "break_logicalnz r2.xxxx", 0, "whileloop", 0},
-                      ConstructRow{"loops", "continue_logicalnz r2.yyyy", 0, "whileloop", 0},
-                      ConstructRow{"loops", "continue", 0, "if_logicalnz r2.zzzz", 0},
-                      ConstructRow{"loops", "break", 0, "if_logicalnz r2.wwww", 0},
-                      ConstructRow{"loops", "endloop", 0, "whileloop", 0},
-                      ConstructRow{"nested5", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "whileloop", 4},
-                      ConstructRow{"nested5", "iadd r1.w, r1.wwww, l0.yyyy", 0, "whileloop", 3},
-                      ConstructRow{"nested5", "endloop", 4, "whileloop", 0},
-                      ConstructRow{"switch", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "break", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "default", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "endswitch", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "break_logicalnz r3.xxxx", 0, "whileloop", 0},
-                      ConstructRow{"switch", "break", 2, "switch r1.yyyy", 0},
-                      ConstructRow{"switch", "iadd r1.y, r1.yyyy, l0.yyyy", 0, "whileloop", 0},
-                      ConstructRow{"functions", "call 1025", 0, nullptr, 0},
-                      ConstructRow{"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", 0, "whileloop", 1}));
+const ConstructRow g_ConstructRows[] = {
+    {"straight", "imul r1.x, r0.xxxx, l0.xxxx", 0, nullptr, 0},
+    {"ifelse", "if_logicalnz r1.xxxx", 0, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ifnz r1.yyyy", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "mov r2.x, l0.yyyy", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "else", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "endif", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "else", 1, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ieq r1.z, r0.xxxx, l0.wwww", 0, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "mov r2.x, l1.yyyy", 0, "if_logicalnz r1.zzzz", 0},
+    {"ifelse", "endif", 2, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ishl r3.x, r0.xxxx, l0.zzzz", 0, nullptr, 0},
+    {"loops", "break_logicalnz r2.xxxx", 0, "whileloop", 0},
+    {"loops", "continue_logicalnz r2.yyyy", 0, "whileloop", 0},
+    {"loops", "continue", 0, "if_logicalnz r2.zzzz", 0},
+    {"loops", "break", 0, "if_logicalnz r2.wwww", 0},
+    {"loops", "endloop", 0, "whileloop", 0},
+    {"nested5", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "whileloop", 4},
+    {"nested5", "iadd r1.w, r1.wwww, l0.yyyy", 0, "whileloop", 3},
+    {"nested5", "endloop", 4, "whileloop", 0},
+    {"switch", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "switch r1.xxxx", 0},
+    {"switch", "break", 0, "switch r1.xxxx", 0},
+    {"switch", "default", 0, "switch r1.xxxx", 0},
+    {"switch", "endswitch", 0, "switch r1.xxxx", 0},
+    {"switch", "break_logicalnz r3.xxxx", 0, "whileloop", 0},
+    {"switch", "break", 2, "switch r1.yyyy", 0},
+    {"switch", "iadd r1.y, r1.yyyy, l0.yyyy", 0, "whileloop", 0},
+    {"functions", "call 1025", 0, nullptr, 0},
+    {"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", 0, "whileloop", 1}};
+
+TEST(ShaderDebuggerShaderIL, InstructionHasTheInnermostOpenConstruct)
+{
+    for (const ConstructRow& row : g_ConstructRows)
+    {
+        SCOPED_TRACE(::testing::Message()
+                     << row.pKernel << ": " << row.pInstruction << " #" << row.nth);
+        std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
+        const uint32_t n = pKernel->At(row.pInstruction, row.nth);
+        ASSERT_NE(g_nInvalidInstruction, n);
+        CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
+        if (row.pConstructStart == nullptr)
+        {
+            EXPECT_EQ(nullptr, pConstruct);
+            continue;
+        }
+        ASSERT_NE(nullptr, pConstruct);
+        EXPECT_EQ(pKernel->At(row.pConstructStart, row.nStartNth), StartOf(pConstruct));
+    }
+}
 
 TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegisters)
 {
@@ -324,48 +316,38 @@ struct OutputRow
     bool bIndexRegister;
 };
 
-std::ostream& operator<<(std::ostream& os, const OutputRow& row)
+const OutputRow g_OutputRows[] = {
+    {"straight", "iadd r1.x, r1.xxxx, l0.yyyy", RT_Temp, 1, 0, COMP_x, false},
+    {"straight", "i64add r2.zw, cb1[0].xyxy, r2.x0x0", RT_Temp, 2, 0, COMP_zw, false},
+    {"straight", "uav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r1.xxxx", RT_Mem, 0, 0, COMP_x, false},
+    {"straight", "ret", RT_Unknown, 0, 0, 0, false},
+    {"functions", "call 1025", RT_Unknown, 0, 0, 0, false},
+    {"private_uav", "uav_raw_store_id(8) mem0.x, l1.xxxx, r0.xxxx", RT_PrivateUAVAccess, 8, 32,
+     COMP_x, false},
+    {"private_uav", "uav_byte_store_id(8) mem0.x, l1.yyyy, l0.yyyy", RT_PrivateUAVAccess, 8, 36,
+     COMP_x, false},
+    {"private_uav", "uav_raw_store_id(8) mem0.x, r2.zzzz, r2.yyyy", RT_PrivateUAVAccess, 8, 0,
+     COMP_x, true},
+    {"private_x1", "iadd x1[r1.yyyy].x, x1[3].xxxx, l1.xxxx", RT_IndexableTemp, 1, 3, COMP_x,
+     false},
+    {"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", RT_IndexableTemp, 1, 0, COMP_x, true}};
+
+TEST(ShaderDebuggerShaderIL, InstructionWritesItsRegister)
 {
-    return os << row.pKernel << ": " << row.pInstruction;
+    for (const OutputRow& row : g_OutputRows)
+    {
+        SCOPED_TRACE(::testing::Message() << row.pKernel << ": " << row.pInstruction);
+        std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
+        const uint32_t n = pKernel->At(row.pInstruction);
+        ASSERT_NE(g_nInvalidInstruction, n);
+        const Register reg = pKernel->m_pShader->GetRegisterOutput(ProgramCounter(n));
+        EXPECT_EQ(row.type, reg.reg.type);
+        EXPECT_EQ(row.number, reg.reg.number);
+        EXPECT_EQ(row.index, reg.reg.index);
+        EXPECT_EQ(row.mask, reg.mask);
+        EXPECT_EQ(row.bIndexRegister, reg.reg.pIndexRegister != NULL);
+    }
 }
-
-class RegisterOutputTest : public ::testing::TestWithParam<OutputRow>
-{
-};
-
-TEST_P(RegisterOutputTest, InstructionWritesItsRegister)
-{
-    const OutputRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
-    const uint32_t n = pKernel->At(row.pInstruction);
-    ASSERT_NE(g_nInvalidInstruction, n);
-    const Register reg = pKernel->m_pShader->GetRegisterOutput(ProgramCounter(n));
-    EXPECT_EQ(row.type, reg.reg.type);
-    EXPECT_EQ(row.number, reg.reg.number);
-    EXPECT_EQ(row.index, reg.reg.index);
-    EXPECT_EQ(row.mask, reg.mask);
-    EXPECT_EQ(row.bIndexRegister, reg.reg.pIndexRegister != NULL);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, RegisterOutputTest,
-    ::testing::Values(
-        OutputRow{"straight", "iadd r1.x, r1.xxxx, l0.yyyy", RT_Temp, 1, 0, COMP_x, false},
-        OutputRow{"straight", "i64add r2.zw, cb1[0].xyxy, r2.x0x0", RT_Temp, 2, 0, COMP_zw, false},
-        OutputRow{"straight", "uav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r1.xxxx", RT_Mem, 0, 0,
-                  COMP_x, false},
-        OutputRow{"straight", "ret", RT_Unknown, 0, 0, 0, false},
-        OutputRow{"functions", "call 1025", RT_Unknown, 0, 0, 0, false},
-        OutputRow{"private_uav", "uav_raw_store_id(8) mem0.x, l1.xxxx, r0.xxxx",
-                  RT_PrivateUAVAccess, 8, 32, COMP_x, false},
-        OutputRow{"private_uav", "uav_byte_store_id(8) mem0.x, l1.yyyy, l0.yyyy",
-                  RT_PrivateUAVAccess, 8, 36, COMP_x, false},
-        OutputRow{"private_uav", "uav_raw_store_id(8) mem0.x, r2.zzzz, r2.yyyy",
-                  RT_PrivateUAVAccess, 8, 0, COMP_x, true},
-        OutputRow{"private_x1", "iadd x1[r1.yyyy].x, x1[3].xxxx, l1.xxxx", RT_IndexableTemp, 1, 3,
-                  COMP_x, false},
-        OutputRow{"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", RT_IndexableTemp, 1, 0, COMP_x,
-                  true}));
 
 TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
 {
@@ -441,43 +423,34 @@ struct BudgetRow
     const char* pError; // empty: accepted
 };
 
-std::ostream& operator<<(std::ostream& os, const BudgetRow& row)
-{
-    return os << row.pName;
-}
+const BudgetRow g_BudgetRows[] = {
+    {"AllButFiveTemps", "straight", "mov r%u.x, l0.x\n", 65531, ""},
+    {"AllButFourTemps", "straight", "mov r%u.x, l0.x\n", 65532,
+     "There are insufficient free temp registers."},
+    {"AllButFourLiterals", "straight", "dcl_literal l%u, 0, 0, 0, 0\n", 65534,
+     "There are insufficient free temp registers."},
+    {"NoLiteralForAPrivateCapture", "private_uav", "dcl_literal l%u, 0, 0, 0, 0\n", 65531,
+     "There are insufficient free literal registers."}};
 
-class RegisterBudgetTest : public ::testing::TestWithParam<BudgetRow>
+TEST(ShaderDebuggerShaderIL, BudgetIsCheckedBeforeAnythingIsTaken)
 {
-};
-
-TEST_P(RegisterBudgetTest, BudgetIsCheckedBeforeAnythingIsTaken)
-{
-    const BudgetRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel =
-        Analyze(row.pKernel, BeforeRet(RegisterLines(row.pFormat, 3, row.nEnd)));
-    CAnalyzedShaderIL& shader = *pKernel->m_pShader;
-    EXPECT_EQ(row.pError, shader.Info().strError[0]);
-    EXPECT_EQ(*row.pError == '\0', IsDebuggable(*pKernel));
-    if (*row.pError != '\0')
+    for (const BudgetRow& row : g_BudgetRows)
     {
-        EXPECT_TRUE(shader.m_vDebuggerTempRegs.empty());
-        EXPECT_EQ(0u, shader.m_nLiteralZero);
-        EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
-        EXPECT_EQ("", pKernel->m_Host.m_strLastError);
+        SCOPED_TRACE(row.pName);
+        std::unique_ptr<CAnalyzedKernel> pKernel =
+            Analyze(row.pKernel, BeforeRet(RegisterLines(row.pFormat, 3, row.nEnd)));
+        CAnalyzedShaderIL& shader = *pKernel->m_pShader;
+        EXPECT_EQ(row.pError, shader.Info().strError[0]);
+        EXPECT_EQ(*row.pError == '\0', IsDebuggable(*pKernel));
+        if (*row.pError != '\0')
+        {
+            EXPECT_TRUE(shader.m_vDebuggerTempRegs.empty());
+            EXPECT_EQ(0u, shader.m_nLiteralZero);
+            EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+            EXPECT_EQ("", pKernel->m_Host.m_strLastError);
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    LargeKernels, RegisterBudgetTest,
-    ::testing::Values(BudgetRow{"AllButFiveTemps", "straight", "mov r%u.x, l0.x\n", 65531, ""},
-                      BudgetRow{"AllButFourTemps", "straight", "mov r%u.x, l0.x\n", 65532,
-                                "There are insufficient free temp registers."},
-                      BudgetRow{"AllButFourLiterals", "straight", "dcl_literal l%u, 0, 0, 0, 0\n",
-                                65534, "There are insufficient free temp registers."},
-                      BudgetRow{"NoLiteralForAPrivateCapture", "private_uav",
-                                "dcl_literal l%u, 0, 0, 0, 0\n", 65531,
-                                "There are insufficient free literal registers."}),
-    [](const ::testing::TestParamInfo<BudgetRow>& info) { return std::string(info.param.pName); });
 
 // One row: UAVs that a kernel declares besides 11, and the debugger's choice.
 struct UAVRow
@@ -487,36 +460,6 @@ struct UAVRow
     unsigned int nExecMaskUAV;
     bool bAccepted;
 };
-
-std::ostream& operator<<(std::ostream& os, const UAVRow& row)
-{
-    return os << row.vDeclared.size() << " UAVs from "
-              << (row.vDeclared.empty() ? 0 : row.vDeclared[0]);
-}
-
-class UAVChoiceTest : public ::testing::TestWithParam<UAVRow>
-{
-};
-
-TEST_P(UAVChoiceTest, DebuggerTakesTheFirstFreeUAVsFrom12)
-{
-    const UAVRow& row = GetParam();
-    std::string strDeclarations;
-    for (unsigned int nUAV : row.vDeclared)
-    {
-        strDeclarations +=
-            "dcl_typeless_uav_id(" + std::to_string(nUAV) + ")_type(0)_stride(4)_length(4)\n";
-    }
-    std::unique_ptr<CAnalyzedKernel> pKernel =
-        Analyze("straight",
-                Replace("dcl_max_thread_per_group", strDeclarations + "dcl_max_thread_per_group"));
-    CAnalyzedShaderIL& shader = *pKernel->m_pShader;
-    EXPECT_EQ(row.nResultUAV, shader.m_nResultUAV);
-    EXPECT_EQ(row.nExecMaskUAV, shader.m_nExecMaskUAV);
-    EXPECT_EQ(row.bAccepted, IsDebuggable(*pKernel));
-    EXPECT_EQ(!row.bAccepted, pKernel->m_Host.Logged("Error:   There are insufficient free UAVs."));
-    EXPECT_EQ("", shader.Info().strError[0]);
-}
 
 std::vector<unsigned int> Range(unsigned int nFirst, unsigned int nEnd)
 {
@@ -528,12 +471,35 @@ std::vector<unsigned int> Range(unsigned int nFirst, unsigned int nEnd)
     return vRange;
 }
 
-INSTANTIATE_TEST_SUITE_P(Declarations, UAVChoiceTest,
-                         ::testing::Values(UAVRow{{}, 12, 13, true},
-                                           UAVRow{{12, 13, 15}, 14, 16, true},
-                                           UAVRow{Range(12, 31), 31, 32, true},
-                                           UAVRow{Range(12, 32), 32, 33, false},
-                                           UAVRow{Range(12, 33), 32, 33, false}));
+const UAVRow g_UAVRows[] = {{{}, 12, 13, true},
+                            {{12, 13, 15}, 14, 16, true},
+                            {Range(12, 31), 31, 32, true},
+                            {Range(12, 32), 32, 33, false},
+                            {Range(12, 33), 32, 33, false}};
+
+TEST(ShaderDebuggerShaderIL, DebuggerTakesTheFirstFreeUAVsFrom12)
+{
+    for (const UAVRow& row : g_UAVRows)
+    {
+        SCOPED_TRACE(::testing::Message() << row.vDeclared.size() << " UAVs");
+        std::string strDeclarations;
+        for (unsigned int nUAV : row.vDeclared)
+        {
+            strDeclarations +=
+                "dcl_typeless_uav_id(" + std::to_string(nUAV) + ")_type(0)_stride(4)_length(4)\n";
+        }
+        std::unique_ptr<CAnalyzedKernel> pKernel =
+            Analyze("straight", Replace("dcl_max_thread_per_group",
+                                        strDeclarations + "dcl_max_thread_per_group"));
+        CAnalyzedShaderIL& shader = *pKernel->m_pShader;
+        EXPECT_EQ(row.nResultUAV, shader.m_nResultUAV);
+        EXPECT_EQ(row.nExecMaskUAV, shader.m_nExecMaskUAV);
+        EXPECT_EQ(row.bAccepted, IsDebuggable(*pKernel));
+        EXPECT_EQ(!row.bAccepted,
+                  pKernel->m_Host.Logged("Error:   There are insufficient free UAVs."));
+        EXPECT_EQ("", shader.Info().strError[0]);
+    }
+}
 
 // One row: an edit of a corpus kernel that the analysis refuses, and its reason.
 struct RefusalRow
@@ -546,63 +512,52 @@ struct RefusalRow
     bool bLastError;
 };
 
-std::ostream& operator<<(std::ostream& os, const RefusalRow& row)
-{
-    return os << row.pName;
-}
+const RefusalRow g_RefusalRows[] = {
+    {"Loop", "loop", Replace("\nwhileloop\n", "\nloop i0\n"), Edit(),
+     "IL instruction loop is not yet supported.", true},
+    {"LoopThatNeverRuns", "straight", BeforeRet("ret\nloop i0\nendloop\n"), Edit(),
+     "IL instruction loop is not yet supported.", true},
+    {"ReturningAtomic", "atomic", Edit(), Edit(),
+     "IL instruction uav_read_add is not yet supported.", true},
+    {"EmitInAComputeKernel", "straight", BeforeRet("emit\n"), Edit(),
+     "IL instruction emit is not yet supported.", true},
+    {"FuncBeforeEndmain", "straight", Replace("endmain\n", ""), Edit(), "Invalid shader.", false},
+    {"RetInMainAfterEndmain", "functions",
+     Replace(";__OpenCL_functions_kernel\n", ";__OpenCL_functions_kernel\nret\n"), Edit(),
+     "Invalid shader.", false},
+    {"EndfuncInALoop", "loop", Replace("endloop\n", ""), Edit(), "Invalid shader.", false},
+    {"EndifWithoutIf", "straight", BeforeRet("endif\n"), Edit(), "", false},
+    {"EndloopOnASwitch", "switch", Replace("endswitch\niadd r1.y", "endloop\niadd r1.y"), Edit(),
+     "", false},
+    {"SecondMaxThreadPerGroup", "straight",
+     Replace("dcl_literal l0", "dcl_max_thread_per_group 64\ndcl_literal l0"), Edit(), "", false},
+    {"NoThreadGroupSize", "straight", Replace("dcl_max_thread_per_group 256\n", ""), Edit(), "",
+     false},
+    {"ArgumentsEndingAt40", "straight", Edit(), Replace(":u32:1:1:0:uav", ":u32:1:1:24:uav"), "",
+     false},
+    {"RefusedDevice", "straight", Edit(), Replace(";device:larkspur", ";device:sorrel"), "",
+     false}};
 
-class RefusalTest : public ::testing::TestWithParam<RefusalRow>
+TEST(ShaderDebuggerShaderIL, KernelIsRefusedWithItsReason)
 {
-};
-
-TEST_P(RefusalTest, KernelIsRefusedWithItsReason)
-{
-    const RefusalRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel, row.editIL, row.editMetadata);
-    const ShaderInfo& info = pKernel->m_pShader->Info();
-    EXPECT_EQ(0u, info.nDebuggableModes);
-    for (const std::string& strError : info.strError)
+    for (const RefusalRow& row : g_RefusalRows)
     {
-        EXPECT_EQ(row.pError, strError);
-    }
-    EXPECT_EQ(row.bLastError ? row.pError : "", pKernel->m_Host.m_strLastError);
-    if (*row.pError != '\0')
-    {
-        EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+        SCOPED_TRACE(row.pName);
+        std::unique_ptr<CAnalyzedKernel> pKernel =
+            Analyze(row.pKernel, row.editIL, row.editMetadata);
+        const ShaderInfo& info = pKernel->m_pShader->Info();
+        EXPECT_EQ(0u, info.nDebuggableModes);
+        for (const std::string& strError : info.strError)
+        {
+            EXPECT_EQ(row.pError, strError);
+        }
+        EXPECT_EQ(row.bLastError ? row.pError : "", pKernel->m_Host.m_strLastError);
+        if (*row.pError != '\0')
+        {
+            EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, RefusalTest,
-    ::testing::Values(
-        RefusalRow{"Loop", "loop", Replace("\nwhileloop\n", "\nloop i0\n"), Edit(),
-                   "IL instruction loop is not yet supported.", true},
-        RefusalRow{"LoopThatNeverRuns", "straight", BeforeRet("ret\nloop i0\nendloop\n"), Edit(),
-                   "IL instruction loop is not yet supported.", true},
-        RefusalRow{"ReturningAtomic", "atomic", Edit(), Edit(),
-                   "IL instruction uav_read_add is not yet supported.", true},
-        RefusalRow{"EmitInAComputeKernel", "straight", BeforeRet("emit\n"), Edit(),
-                   "IL instruction emit is not yet supported.", true},
-        RefusalRow{"FuncBeforeEndmain", "straight", Replace("endmain\n", ""), Edit(),
-                   "Invalid shader.", false},
-        RefusalRow{"RetInMainAfterEndmain", "functions",
-                   Replace(";__OpenCL_functions_kernel\n", ";__OpenCL_functions_kernel\nret\n"),
-                   Edit(), "Invalid shader.", false},
-        RefusalRow{"EndfuncInALoop", "loop", Replace("endloop\n", ""), Edit(), "Invalid shader.",
-                   false},
-        RefusalRow{"EndifWithoutIf", "straight", BeforeRet("endif\n"), Edit(), "", false},
-        RefusalRow{"EndloopOnASwitch", "switch",
-                   Replace("endswitch\niadd r1.y", "endloop\niadd r1.y"), Edit(), "", false},
-        RefusalRow{"SecondMaxThreadPerGroup", "straight",
-                   Replace("dcl_literal l0", "dcl_max_thread_per_group 64\ndcl_literal l0"), Edit(),
-                   "", false},
-        RefusalRow{"NoThreadGroupSize", "straight", Replace("dcl_max_thread_per_group 256\n", ""),
-                   Edit(), "", false},
-        RefusalRow{"ArgumentsEndingAt40", "straight", Edit(),
-                   Replace(":u32:1:1:0:uav", ":u32:1:1:24:uav"), "", false},
-        RefusalRow{"RefusedDevice", "straight", Edit(),
-                   Replace(";device:larkspur", ";device:sorrel"), "", false}),
-    [](const ::testing::TestParamInfo<RefusalRow>& info) { return std::string(info.param.pName); });
 
 // Token streams without an image: only the header and the closing checks stand between them
 // and the analysis.
@@ -614,41 +569,32 @@ struct StreamRow
     bool bAccepted;
 };
 
-std::ostream& operator<<(std::ostream& os, const StreamRow& row)
-{
-    return os << row.pName;
-}
-
-class TokenStreamTest : public ::testing::TestWithParam<StreamRow>
-{
-};
-
-TEST_P(TokenStreamTest, BareTokensAreAnalysedWithoutMetadata)
-{
-    const StreamRow& row = GetParam();
-    const std::vector<char> vData(reinterpret_cast<const char*>(row.vTokens.data()),
-                                  reinterpret_cast<const char*>(row.vTokens.data()) +
-                                      row.vTokens.size() * sizeof(unsigned int));
-    CAnalyzedKernel kernel("bare", vData);
-    EXPECT_EQ(row.bAccepted, IsDebuggable(kernel));
-    EXPECT_EQ(row.pError, kernel.m_pShader->Info().strError[0]);
-    EXPECT_EQ(0xFFFFFFFFu, kernel.m_pShader->m_nKernelABIConstantBufferSize);
-}
-
 const unsigned int g_nEnd = ShaderUtils::IL_OP_END;
 const unsigned int g_nPixel_2_0 = 0x10200;
 const unsigned int g_nCompute_2_0 = 0x30200;
 
-INSTANTIATE_TEST_SUITE_P(
-    Headers, TokenStreamTest,
-    ::testing::Values(
-        StreamRow{"Language256", {256, g_nPixel_2_0, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"Version0", {0, 0x10000, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"ShaderType6", {0, 0x60200, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"NoEnd", {0, g_nPixel_2_0}, "", false},
-        StreamRow{"PixelShader", {0, g_nPixel_2_0, g_nEnd}, "", true},
-        StreamRow{"ComputeWithoutMetadata", {0, g_nCompute_2_0, g_nEnd}, "", false}),
-    [](const ::testing::TestParamInfo<StreamRow>& info) { return std::string(info.param.pName); });
+const StreamRow g_StreamRows[] = {
+    {"Language256", {256, g_nPixel_2_0, g_nEnd}, "Invalid shader.", false},
+    {"Version0", {0, 0x10000, g_nEnd}, "Invalid shader.", false},
+    {"ShaderType6", {0, 0x60200, g_nEnd}, "Invalid shader.", false},
+    {"NoEnd", {0, g_nPixel_2_0}, "", false},
+    {"PixelShader", {0, g_nPixel_2_0, g_nEnd}, "", true},
+    {"ComputeWithoutMetadata", {0, g_nCompute_2_0, g_nEnd}, "", false}};
+
+TEST(ShaderDebuggerShaderIL, BareTokensAreAnalysedWithoutMetadata)
+{
+    for (const StreamRow& row : g_StreamRows)
+    {
+        SCOPED_TRACE(row.pName);
+        const std::vector<char> vData(reinterpret_cast<const char*>(row.vTokens.data()),
+                                      reinterpret_cast<const char*>(row.vTokens.data()) +
+                                          row.vTokens.size() * sizeof(unsigned int));
+        CAnalyzedKernel kernel("bare", vData);
+        EXPECT_EQ(row.bAccepted, IsDebuggable(kernel));
+        EXPECT_EQ(row.pError, kernel.m_pShader->Info().strError[0]);
+        EXPECT_EQ(0xFFFFFFFFu, kernel.m_pShader->m_nKernelABIConstantBufferSize);
+    }
+}
 
 TEST(ShaderDebuggerShaderIL, OperationsWithoutAnEngineMeaning)
 {
