@@ -75,7 +75,7 @@ class LineMapTest : public ::testing::TestWithParam<const char*>
 
 TEST_P(LineMapTest, EveryInstructionIsOnItsOwnLineOfTheDebugIL)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(GetParam());
+    const auto pKernel = Analyze(GetParam());
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel)) << shader.Info().strError[0];
     const std::vector<CShaderDebuggerInstructionIL>& vInstructions = shader.GetInstructions();
@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Corpus, LineMapTest, ::testing::ValuesIn(g_DebuggableKe
 
 TEST(ShaderDebuggerShaderIL, FindLineNearGivesTheNextInstructionLineWithinTheDistance)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("straight");
+    const auto pKernel = Analyze("straight");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     const uint32_t nFirst =
         shader.GetLineFromInstruction(pKernel->At("iadd r0.x, vAbsTid0.xxxx, cb0[6].xxxx"));
@@ -174,7 +174,7 @@ TEST(ShaderDebuggerShaderIL, InstructionHasTheInnermostOpenConstruct)
     {
         SCOPED_TRACE(::testing::Message()
                      << row.pKernel << ": " << row.pInstruction << " #" << row.nth);
-        std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
+        const auto pKernel = Analyze(row.pKernel);
         const uint32_t n = pKernel->At(row.pInstruction, row.nth);
         ASSERT_NE(g_nInvalidInstruction, n);
         CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
@@ -190,7 +190,7 @@ TEST(ShaderDebuggerShaderIL, InstructionHasTheInnermostOpenConstruct)
 
 TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegisters)
 {
-    std::unique_ptr<CAnalyzedKernel> pIfElse = Analyze("ifelse");
+    const auto pIfElse = Analyze("ifelse");
     CIL_IfElseEndif* pOuter = Opened(*pIfElse, "if_logicalnz r1.xxxx")->AsIfElseEndif();
     CIL_IfElseEndif* pInner = Opened(*pIfElse, "ifnz r1.yyyy")->AsIfElseEndif();
     ASSERT_NE(nullptr, pOuter);
@@ -206,7 +206,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
     EXPECT_EQ((std::vector<Register>{r1z, r2x}), pOuter->m_vElseRegisters);
     EXPECT_EQ((std::vector<Register>{r2x}), pInner->m_vIfRegisters);
 
-    std::unique_ptr<CAnalyzedKernel> pSwitch = Analyze("switch");
+    const auto pSwitch = Analyze("switch");
     CIL_Switch* pFirst = Opened(*pSwitch, "switch r1.xxxx")->AsSwitch();
     ASSERT_NE(nullptr, pFirst);
     EXPECT_EQ((std::vector<uint32_t>{pSwitch->At("case 0"), pSwitch->At("case 1"),
@@ -222,7 +222,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
     EXPECT_EQ((std::vector<uint32_t>{pSwitch->At("break", 2)}), pInLoop->m_vBreaks);
 
     // Stores mark their construct and every one around it.
-    std::unique_ptr<CAnalyzedKernel> pPrivate = Analyze("private_uav");
+    const auto pPrivate = Analyze("private_uav");
     CIL_FCConstruct* pStoreLoop = Opened(*pPrivate, "whileloop");
     CIL_FCConstruct* pLoadLoop = Opened(*pPrivate, "whileloop", 1);
     EXPECT_TRUE(pStoreLoop->m_bHasMemoryWrite);
@@ -231,7 +231,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
 
 TEST(ShaderDebuggerShaderIL, FiveNestedLoopsTakeTwoCountRegistersAndLiterals)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("nested5");
+    const auto pKernel = Analyze("nested5");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel));
     // The kernel writes r0 to r6 and declares l0: the debugger's literals come first, then its
@@ -259,7 +259,7 @@ TEST(ShaderDebuggerShaderIL, FiveNestedLoopsTakeTwoCountRegistersAndLiterals)
 
 TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
 {
-    std::unique_ptr<CAnalyzedKernel> pFunctions = Analyze("functions");
+    const auto pFunctions = Analyze("functions");
     const std::map<uint32_t, uint32_t>& start = pFunctions->m_pShader->GetFunctionStart();
     const std::map<uint32_t, uint32_t>& scope = pFunctions->m_pShader->GetFunctionScope();
     EXPECT_EQ((std::map<uint32_t, uint32_t>{{1024, pFunctions->At("func 1024")},
@@ -286,7 +286,7 @@ TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
     EXPECT_TRUE(pFunctions->m_Host.Logged(
         "Warning: Function 1027 isn't defined, so its call isn't followed."));
 
-    std::unique_ptr<CAnalyzedKernel> pOutline = Analyze("outline");
+    const auto pOutline = Analyze("outline");
     CAnalyzedShaderIL& outline = *pOutline->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pOutline)) << outline.Info().strError[0];
     EXPECT_EQ(1u, outline.GetOutlineMacroLabel());
@@ -297,7 +297,7 @@ TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
     EXPECT_EQ(1024u, outline.GetFunctionScope().at(pOutline->At("mcall(1) (r5), ()")));
 
     // A second macro named like the kernel is passed over, with its lines counted.
-    std::unique_ptr<CAnalyzedKernel> pTwice = Analyze(
+    const auto pTwice = Analyze(
         "outline", Replace("mend\n", "mend\nmdef(2)_out(1)_in(0)\n;outline\nmov out0, l0\nmend\n"));
     EXPECT_EQ(1u, pTwice->m_pShader->GetOutlineMacroLabel());
     EXPECT_EQ(g_nInvalidInstruction, pTwice->At("mov out0, l0"));
@@ -337,7 +337,7 @@ TEST(ShaderDebuggerShaderIL, InstructionWritesItsRegister)
     for (const OutputRow& row : g_OutputRows)
     {
         SCOPED_TRACE(::testing::Message() << row.pKernel << ": " << row.pInstruction);
-        std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
+        const auto pKernel = Analyze(row.pKernel);
         const uint32_t n = pKernel->At(row.pInstruction);
         ASSERT_NE(g_nInvalidInstruction, n);
         const Register reg = pKernel->m_pShader->GetRegisterOutput(ProgramCounter(n));
@@ -351,7 +351,7 @@ TEST(ShaderDebuggerShaderIL, InstructionWritesItsRegister)
 
 TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
 {
-    std::unique_ptr<CAnalyzedKernel> pNewer = Analyze("straight");
+    const auto pNewer = Analyze("straight");
     EXPECT_TRUE(pNewer->m_pShader->m_b64BitPointers);
     EXPECT_TRUE(pNewer->m_pShader->m_bSeparateDebugUAVs);
     EXPECT_EQ("Larkspur", pNewer->m_pShader->m_strDeviceName);
@@ -360,7 +360,7 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
     EXPECT_EQ(0xFFFFFFFFu, pNewer->m_pShader->m_nRawUAVNum);
     EXPECT_EQ(ST_Compute, pNewer->m_pShader->GetShaderType());
 
-    std::unique_ptr<CAnalyzedKernel> pOlder = Analyze("private_x1");
+    const auto pOlder = Analyze("private_x1");
     EXPECT_FALSE(pOlder->m_pShader->m_b64BitPointers);
     EXPECT_FALSE(pOlder->m_pShader->m_bSeparateDebugUAVs);
     EXPECT_EQ("Fennel", pOlder->m_pShader->m_strDeviceName);
@@ -369,14 +369,12 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
               pOlder->m_pShader->GetDeclarations().at(1024).indexedTempSizes);
 
     // A cb1 in the IL doesn't change the size that the metadata gives.
-    std::unique_ptr<CAnalyzedKernel> pCb1 =
-        Analyze("straight", Replace("dcl_cb cb1[1]", "dcl_cb cb1[9]"));
+    const auto pCb1 = Analyze("straight", Replace("dcl_cb cb1[1]", "dcl_cb cb1[9]"));
     EXPECT_EQ(1u, pCb1->m_pShader->m_nKernelABIConstantBufferSize);
 
     // Without a raw UAV the older family uses UAV 11, with a warning.
-    std::unique_ptr<CAnalyzedKernel> pNoRaw =
-        Analyze("private_x1", Replace("dcl_raw_uav_id(11)\n", ""),
-                Replace(";device:fennel", ";device:vetch"));
+    const auto pNoRaw = Analyze("private_x1", Replace("dcl_raw_uav_id(11)\n", ""),
+                                Replace(";device:fennel", ";device:vetch"));
     EXPECT_EQ(11u, pNoRaw->m_pShader->m_nRawUAVNum);
     EXPECT_TRUE(pNoRaw->m_Host.Logged("Warning: No raw UAV declared. Using UAV 11."));
     EXPECT_EQ("Vetch", pNoRaw->m_pShader->m_strDeviceName);
@@ -385,7 +383,7 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
 TEST(ShaderDebuggerShaderIL, TempReadOnlyWhereTempsAreWrittenStaysFreeForTheDebugger)
 {
     // straight writes r0 to r2; mov r3, r4 marks r3 only, a store from r5 marks r5.
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(
+    const auto pKernel = Analyze(
         "straight", BeforeRet("mov r3, r4\nuav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r5.x\n"));
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel)) << shader.Info().strError[0];
@@ -437,7 +435,7 @@ TEST(ShaderDebuggerShaderIL, BudgetIsCheckedBeforeAnythingIsTaken)
     for (const BudgetRow& row : g_BudgetRows)
     {
         SCOPED_TRACE(row.pName);
-        std::unique_ptr<CAnalyzedKernel> pKernel =
+        const auto pKernel =
             Analyze(row.pKernel, BeforeRet(RegisterLines(row.pFormat, 3, row.nEnd)));
         CAnalyzedShaderIL& shader = *pKernel->m_pShader;
         EXPECT_EQ(row.pError, shader.Info().strError[0]);
@@ -488,7 +486,7 @@ TEST(ShaderDebuggerShaderIL, DebuggerTakesTheFirstFreeUAVsFrom12)
             strDeclarations +=
                 "dcl_typeless_uav_id(" + std::to_string(nUAV) + ")_type(0)_stride(4)_length(4)\n";
         }
-        std::unique_ptr<CAnalyzedKernel> pKernel =
+        const auto pKernel =
             Analyze("straight", Replace("dcl_max_thread_per_group",
                                         strDeclarations + "dcl_max_thread_per_group"));
         CAnalyzedShaderIL& shader = *pKernel->m_pShader;
@@ -543,8 +541,7 @@ TEST(ShaderDebuggerShaderIL, KernelIsRefusedWithItsReason)
     for (const RefusalRow& row : g_RefusalRows)
     {
         SCOPED_TRACE(row.pName);
-        std::unique_ptr<CAnalyzedKernel> pKernel =
-            Analyze(row.pKernel, row.editIL, row.editMetadata);
+        const auto pKernel = Analyze(row.pKernel, row.editIL, row.editMetadata);
         const ShaderInfo& info = pKernel->m_pShader->Info();
         EXPECT_EQ(0u, info.nDebuggableModes);
         for (const std::string& strError : info.strError)
@@ -598,7 +595,7 @@ TEST(ShaderDebuggerShaderIL, BareTokensAreAnalysedWithoutMetadata)
 
 TEST(ShaderDebuggerShaderIL, OperationsWithoutAnEngineMeaning)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("straight");
+    const auto pKernel = Analyze("straight");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     std::vector<std::string> vKeywords(1, "x");
     EXPECT_FALSE(shader.GetShaderKeywords(vKeywords, 1));
