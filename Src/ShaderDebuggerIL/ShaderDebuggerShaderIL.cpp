@@ -125,7 +125,8 @@ CShaderDebuggerHost* CShaderDebuggerShaderIL::GetDebuggerHost() const
 
 uint32_t CShaderDebuggerShaderIL::GetLogLevel() const
 {
-    return m_pDebugger != NULL ? m_pDebugger->GetLogLevel() : 0;
+    CShaderDebuggerHost* pHost = GetDebuggerHost();
+    return pHost != NULL ? pHost->GetLogLevel() : 0;
 }
 
 void CShaderDebuggerShaderIL::EndDebugging()
@@ -251,9 +252,10 @@ bool CShaderDebuggerShaderIL::Refuse(const std::string& strReason, bool bSetLast
         strError = strReason;
     }
     SDU_Log(3, "%s\n", strReason.c_str());
-    if (bSetLastError && m_pDebugger != NULL)
+    CShaderDebuggerHost* pHost = GetDebuggerHost();
+    if (bSetLastError && pHost != NULL)
     {
-        m_pDebugger->SetLastError(strReason);
+        pHost->SetLastError(strReason);
     }
     return false;
 }

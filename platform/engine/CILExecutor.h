@@ -123,8 +123,8 @@ private:
         EFrameType eType;
         uint32_t nConstruct; // instruction that opened it
         uint32_t nReturn;    // call: the instruction to continue with
-        size_t nPending;     // switch: lanes that haven't entered a case yet
         uint32_t nIteration; // loop: the passes completed
+        size_t nPending;     // switch: lanes that haven't entered a case yet
     };
 
     static const unsigned int MASKS_PER_FRAME = 4;

@@ -214,6 +214,23 @@ TEST(ExecutionTrace, StraightLineRecordsEveryWorkItemWithItsIdsAndValue)
     }
 }
 
+TEST(ExecutionTrace, SixtyFourBitResultsRecordTheirWords)
+{
+    // i + 0xFFFFFFFF as a 64-bit sum, low word first.
+    CExecutionTrace trace;
+    RunTraced(Kernel("dcl_literal l2, 0xFFFFFFFF, 0x00000000, 0x00000000, 0x00000000\n"
+                     "i64add r2.xy, r0.x0x0, l2.xyxy\n"),
+              &trace);
+    const std::vector<STraceRecord> vRecords = At(trace, BODY);
+    ASSERT_EQ(8u, vRecords.size());
+    for (const STraceRecord& record : vRecords)
+    {
+        const uint64_t nSum = record.nFlatIndex + 0xFFFFFFFFull;
+        EXPECT_EQ((std::vector<uint32_t>{uint32_t(nSum), uint32_t(nSum >> 32), 0, 0}),
+                  std::vector<uint32_t>(record.vValue, record.vValue + 4));
+    }
+}
+
 TEST(ExecutionTrace, NumbersAndLinesMapBothWays)
 {
     // A declaration in the body takes a line and no number; func takes a number
