@@ -13,22 +13,12 @@
 namespace
 {
 using XAN_Test::CUsageLogTail;
-
-std::string PointerText(const void* p)
-{
-    std::ostringstream text;
-    text << p;
-    return text.str();
-}
+using XAN_Test::PointerText;
 
 bool CheckPositive(int nValue)
 {
     CLD_Assert(nValue > 0);
-    if (nValue <= 0)
-    {
-        return false;
-    }
-    return true;
+    return nValue > 0;
 }
 
 void ReachTheUnreachable()
@@ -39,21 +29,11 @@ void ReachTheUnreachable()
 
 TEST(APIUsageLogTest, LevelComesFromTheEnvironment)
 {
+    const std::pair<const char*, int> cases[] = {{NULL, 3}, {"abc", 0}, {"7", 7}, {"-2", -2}};
+    for (const std::pair<const char*, int>& c : cases)
     {
-        XAN_Test::ScopedEnv env("XAN_CL_DEBUG_LOG_LEVEL", NULL);
-        EXPECT_EQ(3, GetLogLevelFromEnvironment());
-    }
-    {
-        XAN_Test::ScopedEnv env("XAN_CL_DEBUG_LOG_LEVEL", "abc");
-        EXPECT_EQ(0, GetLogLevelFromEnvironment());
-    }
-    {
-        XAN_Test::ScopedEnv env("XAN_CL_DEBUG_LOG_LEVEL", "7");
-        EXPECT_EQ(7, GetLogLevelFromEnvironment());
-    }
-    {
-        XAN_Test::ScopedEnv env("XAN_CL_DEBUG_LOG_LEVEL", "-2");
-        EXPECT_EQ(-2, GetLogLevelFromEnvironment());
+        XAN_Test::ScopedEnv env("XAN_CL_DEBUG_LOG_LEVEL", c.first);
+        EXPECT_EQ(c.second, GetLogLevelFromEnvironment()) << (c.first ? c.first : "unset");
     }
 }
 

@@ -8,9 +8,10 @@
 #include "APIUsageLog.h"
 #include "ShaderDebuggerHostCL.h"
 #include "Src/LogTail.h"
+#include "support/TestDebugger.h"
 
 #include <deque>
-#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,11 +19,20 @@ namespace XAN_Test
 {
 typedef std::vector<std::string> Journal;
 
-class CFakeDebugger : public XAN_ShaderDebugger::IShaderDebugger
+// A pointer as the logs write it.
+inline std::string PointerText(const void* p)
+{
+    std::ostringstream text;
+    text << p;
+    return text.str();
+}
+
+// The base's own behaviour, with the start, the end, the steps and the runs scripted and noted.
+class CFakeDebugger : public CTestDebugger
 {
 public:
     explicit CFakeDebugger(Journal* pJournal = NULL)
-        : m_pJournal(pJournal), m_bStartResult(true), m_nLogLevel(8), m_bErrorPending(false)
+        : CTestDebugger(NULL), m_pJournal(pJournal), m_bStartResult(true)
     {
     }
     ~CFakeDebugger() override { Note("~CFakeDebugger"); }
@@ -57,31 +67,6 @@ public:
     {
         Note(bUpdateBuffers ? "EndDebugging(true)" : "EndDebugging(false)");
     }
-    bool IsDebugging() override { return false; }
-    bool Profile(const void*, size_t, const void*, void*, const uint32_t*, uint32_t) override
-    {
-        return false;
-    }
-    bool GetShaderText(const void*, size_t, const void*, std::string&, uint32_t) override
-    {
-        return false;
-    }
-    bool GetShaderText(std::string&, uint32_t) override { return false; }
-    bool GetShaderKeywords(const void*, size_t, const void*, std::vector<std::string>&,
-                           uint32_t) override
-    {
-        return false;
-    }
-    bool GetShaderKeywords(std::vector<std::string>&, uint32_t) override { return false; }
-    bool GetShaderInfo(const void*, size_t, XAN_ShaderDebugger::ShaderInfo*) override
-    {
-        return false;
-    }
-    bool GetShaderInfo(XAN_ShaderDebugger::ShaderInfo*) override { return false; }
-    uint32_t GetDefaultDebugMode() override { return 0; }
-    bool SetDebugMode(uint32_t) override { return false; }
-    bool Execute() override { return false; }
-    bool Draw() override { return false; }
     bool Step() override
     {
         Note("Step");
@@ -91,114 +76,22 @@ public:
         }
         return Next(m_StepResults);
     }
-    bool Back() override { return false; }
     bool Run() override
     {
         Note("Run");
         return Next(m_RunResults);
     }
-    bool RunBack() override { return false; }
-    uint32_t GetCurrentLine() override { return 0; }
-    uint32_t GetNextLine() override { return 0; }
-    uint32_t GetPreviousLine() override { return 0; }
-    XAN_ShaderDebugger::ProgramCounter GetCurrentInstruction() override
+    bool AddBreakPointAtLineNumber(uint32_t nLine, uint32_t nSearch, uint32_t* pActualLine) override
     {
-        return XAN_ShaderDebugger::ProgramCounter(0);
-    }
-    void SetThreadID(const ShaderUtils::ThreadID& id) override { m_ThreadID = id; }
-    ShaderUtils::ThreadID GetThreadID() override { return m_ThreadID; }
-    bool AddBreakPointAtLineNumber(uint32_t nLine, uint32_t, uint32_t* pActualLine) override
-    {
-        m_BreakPoints.insert(nLine);
         if (pActualLine != NULL)
         {
             *pActualLine = nLine;
         }
-        return true;
+        return CTestDebugger::AddBreakPointAtLineNumber(nLine, nSearch, pActualLine);
     }
-    bool AddBreakPoint(uint32_t) override { return false; }
-    bool RemoveBreakPointAtLineNumber(uint32_t nLine) override
-    {
-        m_BreakPoints.erase(nLine);
-        return true;
-    }
-    bool RemoveBreakPoint(uint32_t) override { return false; }
-    bool RemoveAllBreakPoints() override
-    {
-        m_BreakPoints.clear();
-        return true;
-    }
-    bool ToggleBreakPointAtLineNumber(uint32_t, bool) override { return false; }
-    bool ToggleBreakPoint(uint32_t) override { return false; }
-    bool IsBreakPointAtLineNumber(uint32_t nLine) override
-    {
-        return m_BreakPoints.count(nLine) != 0;
-    }
-    bool IsBreakPoint(uint32_t) override { return false; }
-    bool HasBreakPointBetweenLines(uint32_t, uint32_t) override { return false; }
-    bool HasBreakPointBetween(uint32_t, uint32_t) override { return false; }
-    uint32_t GetAllBreakpoints(std::set<uint32_t>* pLines) override
-    {
-        if (pLines != NULL)
-        {
-            *pLines = m_BreakPoints;
-        }
-        return static_cast<uint32_t>(m_BreakPoints.size());
-    }
-    uint32_t GetAllBreakpointInstructions(std::set<uint32_t>*) override { return 0; }
-    bool SetTrackingRegisters(const std::set<std::string>& registers) override
-    {
-        m_TrackingRegisters = registers;
-        return true;
-    }
-    void GetTrackingRegisters(std::set<std::string>& registers) override
-    {
-        registers = m_TrackingRegisters;
-    }
-    void SetTrackSelectedRegisters(bool) override {}
-    bool IsTrackSelectedRegisters() override { return false; }
-    XAN_ShaderDebugger::CShaderDebuggerVariables* GetVariables(ShaderUtils::ThreadID&) override
-    {
-        return NULL;
-    }
-    ShaderUtils::SUBuffer* GetRegisterResultsBuffer(const XAN_ShaderDebugger::varID&) override
-    {
-        return NULL;
-    }
-    ShaderUtils::SUBuffer* GetGlobalResultsBuffer(const XAN_ShaderDebugger::varID&) override
-    {
-        return NULL;
-    }
-    ShaderUtils::SUBuffer* GetExecMaskBuffer() override { return NULL; }
-    uint32_t GetWorkSize0() override { return 0; }
-    uint32_t GetWorkSize1() override { return 0; }
-    uint32_t GetWorkSize2() override { return 0; }
-    uint32_t GetWorkSize3() override { return 0; }
-    uint32_t GetWorkSize4() override { return 0; }
-    bool GetLastError(std::string& strError) override
-    {
-        strError = m_strLastError;
-        const bool bPending = m_bErrorPending;
-        m_bErrorPending = false;
-        return bPending;
-    }
-    void SetLastError(const std::string& strError) override
-    {
-        m_strLastError = strError;
-        m_bErrorPending = true;
-    }
-    uint32_t GetLogLevel() override { return m_nLogLevel; }
-    void SetLogLevel(uint32_t nLevel) override { m_nLogLevel = nLevel; }
-    XAN_ShaderDebugger::CShaderDebuggerHost* GetHost() override { return NULL; }
 
     Journal* m_pJournal;
     bool m_bStartResult;
-    uint32_t m_nLogLevel;
-    std::string m_strLastError;
-    bool m_bErrorPending;
-    std::set<uint32_t> m_BreakPoints;
-    std::set<std::string> m_TrackingRegisters;
-    ShaderUtils::ThreadID m_ThreadID;
     std::deque<bool> m_StepResults;
     std::deque<bool> m_RunResults;
     void (*m_StepHook)() = NULL;
@@ -291,7 +184,6 @@ public:
     std::vector<std::string> m_vLogLines;
 };
 
-// Text that the usage log received since the object was made.
 } // namespace XAN_Test
 
 #endif

@@ -1,6 +1,7 @@
 #include "ShaderDebuggerHost.h"
 
 #include "Src/FakeShaderDebugger.h"
+#include "Src/ShaderDebuggerTestDoubles.h"
 
 #include <gtest/gtest.h>
 
@@ -9,24 +10,12 @@
 using XAN_Test::CFakeDebugger;
 using XAN_Test::CFakeDevice;
 using XAN_Test::CFakeHostCL;
+using XAN_Test::HasLineEnding;
 using XAN_Test::Journal;
 
 namespace
 {
 cl_kernel const KERNEL = reinterpret_cast<cl_kernel>(0x10);
-
-bool HasLine(const std::vector<std::string>& vLines, const std::string& strTail)
-{
-    for (const std::string& strLine : vLines)
-    {
-        if (strLine.size() >= strTail.size() &&
-            strLine.compare(strLine.size() - strTail.size(), strTail.size(), strTail) == 0)
-        {
-            return true;
-        }
-    }
-    return false;
-}
 } // namespace
 
 TEST(ShaderDebuggerHostTest, DeletesTheDebuggerBeforeTheDevice)
@@ -36,9 +25,7 @@ TEST(ShaderDebuggerHostTest, DeletesTheDebuggerBeforeTheDevice)
         CFakeHostCL host(KERNEL, NULL, &journal);
         host.RegisterDebugger(new CFakeDebugger(&journal));
     }
-    ASSERT_EQ(2u, journal.size());
-    EXPECT_EQ("~CFakeDebugger", journal[0]);
-    EXPECT_EQ("~CFakeDevice", journal[1]);
+    EXPECT_EQ(Journal({"~CFakeDebugger", "~CFakeDevice"}), journal);
 }
 
 TEST(ShaderDebuggerHostTest, TheDeviceKnowsItsHost)
@@ -53,8 +40,8 @@ TEST(ShaderDebuggerHostTest, RegisterDebuggerAssertsButStoresAnyway)
 {
     CFakeHostCL host(KERNEL, NULL);
     host.RegisterDebugger(NULL);
-    EXPECT_TRUE(HasLine(host.m_vLogLines, "Assert:  pDebugger != NULL"));
-    EXPECT_FALSE(HasLine(host.m_vLogLines, "Assert:  m_pDebugger == NULL"));
+    EXPECT_TRUE(HasLineEnding(host.m_vLogLines, "Assert:  pDebugger != NULL"));
+    EXPECT_FALSE(HasLineEnding(host.m_vLogLines, "Assert:  m_pDebugger == NULL"));
 
     CFakeDebugger* pFirst = new CFakeDebugger();
     host.RegisterDebugger(pFirst);
@@ -64,9 +51,9 @@ TEST(ShaderDebuggerHostTest, RegisterDebuggerAssertsButStoresAnyway)
     // A second debugger replaces the first, which the host no longer owns.
     std::unique_ptr<CFakeDebugger> pOwnedFirst(pFirst);
     CFakeDebugger* pSecond = new CFakeDebugger();
-    pSecond->m_nLogLevel = 42;
+    pSecond->SetLogLevel(42);
     host.RegisterDebugger(pSecond);
-    EXPECT_TRUE(HasLine(host.m_vLogLines, "Assert:  m_pDebugger == NULL"));
+    EXPECT_TRUE(HasLineEnding(host.m_vLogLines, "Assert:  m_pDebugger == NULL"));
     EXPECT_EQ(42u, host.GetLogLevel());
 }
 
@@ -100,7 +87,7 @@ TEST(ShaderDebuggerHostTest, ForwardsToTheDebuggerAndTheDevice)
     EXPECT_TRUE(host.GetLastError(strError));
     EXPECT_EQ("failed", strError);
     host.SetLogLevel(2);
-    EXPECT_EQ(2u, pDebugger->m_nLogLevel);
+    EXPECT_EQ(2u, pDebugger->GetLogLevel());
     host.SetThreadID(ShaderUtils::ThreadID(1, 4));
     EXPECT_EQ(4, host.GetThreadID().x);
     host.EndDebugging(true);

@@ -7,7 +7,6 @@
 
 #include <string>
 
-using XAN_ShaderDebugger::g_PC_NULL;
 using XAN_ShaderDebugger::IShaderDebugger;
 using XAN_ShaderDebugger::LoopState;
 using XAN_ShaderDebugger::ProgramCounter;
@@ -37,6 +36,8 @@ public:
 
     uint32_t m_nLevel;
 };
+
+typedef std::vector<std::string> Lines;
 
 void LogAtAllLevels(XAN_ShaderDebugger::CShaderDebuggerHost* pHost)
 {
@@ -103,15 +104,6 @@ TEST(ProgramCounterTest, EnterLoopIgnoresAJumpBackToTheRunningLoop)
     EXPECT_FALSE(pc.GetLoopState(7, &state));
 }
 
-TEST(ProgramCounterTest, NullPositionAndInvalidNumbers)
-{
-    EXPECT_EQ(0xFFFFFFFFu, g_PC_NULL.m_nPos);
-    EXPECT_TRUE(g_PC_NULL.m_vLoopStack.empty());
-    EXPECT_EQ(0xFFFFFFFFu, XAN_ShaderDebugger::g_nInvalidLine);
-    EXPECT_EQ(0xFFFFFFFFu, XAN_ShaderDebugger::g_nInvalidInstruction);
-    EXPECT_EQ(0u, ProgramCounter().m_nPos);
-}
-
 TEST(ThreadIDTest, ValidOnlyWithNonNegativeCoordinatesInUse)
 {
     EXPECT_FALSE(ShaderUtils::ThreadID().IsValid());
@@ -129,10 +121,8 @@ TEST(SDULogTest, HostLevelFiltersByLevelLessThree)
 {
     CLevelHost quiet(0);
     LogAtAllLevels(&quiet);
-    ASSERT_EQ(3u, quiet.m_vLogLines.size());
-    EXPECT_EQ("line 1", quiet.m_vLogLines[0]);
-    EXPECT_EQ("file.cpp(12) : Function(): Assert:  line 2", quiet.m_vLogLines[1]);
-    EXPECT_EQ("Error:   line 3", quiet.m_vLogLines[2]);
+    const Lines first = {"line 1", "file.cpp(12) : Function(): Assert:  line 2", "Error:   line 3"};
+    EXPECT_EQ(first, quiet.m_vLogLines);
 
     CLevelHost assertsOnly(static_cast<uint32_t>(-1));
     LogAtAllLevels(&assertsOnly);
@@ -140,15 +130,13 @@ TEST(SDULogTest, HostLevelFiltersByLevelLessThree)
 
     CLevelHost silent(static_cast<uint32_t>(-2));
     LogAtAllLevels(&silent);
-    ASSERT_EQ(1u, silent.m_vLogLines.size()); // raw text isn't filtered
-    EXPECT_EQ("line 1", silent.m_vLogLines[0]);
+    EXPECT_EQ(Lines({"line 1"}), silent.m_vLogLines); // raw text isn't filtered
 
     CLevelHost everything(3);
     LogAtAllLevels(&everything);
-    ASSERT_EQ(6u, everything.m_vLogLines.size());
-    EXPECT_EQ("Warning: line 4", everything.m_vLogLines[3]);
-    EXPECT_EQ("Message: line 5", everything.m_vLogLines[4]);
-    EXPECT_EQ("Trace:   line 6", everything.m_vLogLines[5]);
+    Lines all = first;
+    all.insert(all.end(), {"Warning: line 4", "Message: line 5", "Trace:   line 6"});
+    EXPECT_EQ(all, everything.m_vLogLines);
 
     SDU_SetContext(&everything, false, "", "", 0, "");
     SDU_Log(0, "odd");
@@ -232,8 +220,7 @@ TEST(ShaderDebuggerFactoryTest, UnknownTypesLogAndLeaveTheHostWithoutDebugger)
         EXPECT_EQ(NULL, IShaderDebugger::CreateShaderDebugger(nType, &host));
         // Without a debugger the host's level is 0, which still lets errors through.
         EXPECT_EQ(0u, host.GetLogLevel());
-        ASSERT_EQ(1u, host.m_vLogLines.size());
-        EXPECT_EQ("Error:   Unknown ShaderDebugger requested.", host.m_vLogLines[0]);
+        EXPECT_EQ(Lines({"Error:   Unknown ShaderDebugger requested."}), host.m_vLogLines);
         std::string strError = "untouched";
         EXPECT_FALSE(host.GetLastError(strError));
         EXPECT_EQ("untouched", strError);

@@ -16,6 +16,20 @@
 
 namespace XAN_Test
 {
+// Whether one of the lines ends with the text.
+inline bool HasLineEnding(const std::vector<std::string>& vLines, const std::string& strTail)
+{
+    for (const std::string& strLine : vLines)
+    {
+        if (strLine.size() >= strTail.size() &&
+            strLine.compare(strLine.size() - strTail.size(), strTail.size(), strTail) == 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
 class CRecordingHost : public XAN_ShaderDebugger::CShaderDebuggerHost
 {
 public:
@@ -35,16 +49,7 @@ public:
     // Whether an assertion with exactly this condition text was reported.
     bool HasAssert(const std::string& strCondition) const
     {
-        const std::string strTail = "Assert:  " + strCondition;
-        for (const std::string& strLine : m_vLines)
-        {
-            if (strLine.size() >= strTail.size() &&
-                strLine.compare(strLine.size() - strTail.size(), strTail.size(), strTail) == 0)
-            {
-                return true;
-            }
-        }
-        return false;
+        return HasLineEnding(m_vLines, "Assert:  " + strCondition);
     }
 
     std::vector<std::string> m_vLines;

@@ -13,37 +13,19 @@
 #include <deque>
 #include <functional>
 #include <future>
-#include <sstream>
 #include <thread>
 
 using XAN_Test::CFakeDebugger;
 using XAN_Test::CFakeHostCL;
 using XAN_Test::CUsageLogTail;
 using XAN_Test::Journal;
+using XAN_Test::PointerText;
 
 namespace
 {
 cl_kernel const KERNEL = reinterpret_cast<cl_kernel>(0x10);
 cl_command_queue const QUEUE = reinterpret_cast<cl_command_queue>(0x20);
 cl_event const EVENT = reinterpret_cast<cl_event>(0x30);
-
-std::string PointerText(const void* p)
-{
-    std::ostringstream text;
-    text << p;
-    return text.str();
-}
-
-size_t CountOf(const std::string& strText, const std::string& strPart)
-{
-    size_t nCount = 0;
-    for (size_t nPos = strText.find(strPart); nPos != std::string::npos;
-         nPos = strText.find(strPart, nPos + 1))
-    {
-        ++nCount;
-    }
-    return nCount;
-}
 
 // What the fake OpenCL functions saw, and what they answer.
 struct FakeOpenCL
@@ -177,6 +159,11 @@ protected:
     std::function<void(KernelDebugState*, cl_uint)> m_OnCallback;
 };
 
+bool IsCallback(const std::string& strEntry)
+{
+    return strEntry.compare(0, 8, "callback") == 0;
+}
+
 std::string CallbackLines(KernelDebugState* pState, const char* pEvent, const char* pCommand)
 {
     return "callback( " + PointerText(pState) + ", " + pEvent + " )\ncallback() returned " +
@@ -244,11 +231,9 @@ TEST_F(DebugLoopTest, InvalidCommandsAreAskedAgainThroughCLDBreak)
                  "callback EVENT_HALTED", "callback EVENT_HALTED", "callback EVENT_HALTED", "Step",
                  "callback EVENT_FINISHED", "EndDebugging(true)"}),
         m_Journal);
-    const std::string strLog = tail.Text();
-    EXPECT_EQ(3u,
-              CountOf(strLog, "Assert: DoDebugging CLD_Break( \"Unrecognized debug command\" )\n"));
-    EXPECT_EQ(2u, CountOf(strLog, "callback() returned COMMAND_UNINITIALIZED\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "callback() returned 7\n"));
+    EXPECT_EQ(3u, tail.Count("Assert: DoDebugging CLD_Break( \"Unrecognized debug command\" )\n"));
+    EXPECT_EQ(2u, tail.Count("callback() returned COMMAND_UNINITIALIZED\n"));
+    EXPECT_EQ(1u, tail.Count("callback() returned 7\n"));
 }
 
 TEST_F(DebugLoopTest, InvalidFirstCommandStillReachesTheFirstHalt)
@@ -261,7 +246,7 @@ TEST_F(DebugLoopTest, InvalidFirstCommandStillReachesTheFirstHalt)
     EXPECT_EQ(Journal({"StartDebugging 3 1", "callback EVENT_STARTED", "callback EVENT_HALTED",
                        "Step", "callback EVENT_FINISHED", "EndDebugging(true)"}),
               m_Journal);
-    EXPECT_EQ(1u, CountOf(tail.Text(), "CLD_Break( \"Unrecognized debug command\" )"));
+    EXPECT_EQ(1u, tail.Count("CLD_Break( \"Unrecognized debug command\" )"));
 }
 
 TEST_F(DebugLoopTest, StartFailuresReportTheErrorEventOnceAndReleaseTheLock)
@@ -286,9 +271,7 @@ TEST_F(DebugLoopTest, StartFailuresReportTheErrorEventOnceAndReleaseTheLock)
         EXPECT_FALSE(DoDebugging(pState));
 
         EXPECT_EQ("callback EVENT_ERROR", m_Journal.back());
-        EXPECT_EQ(1, std::count_if(m_Journal.begin(), m_Journal.end(),
-                                   [](const std::string& s)
-                                   { return s.compare(0, 8, "callback") == 0; }));
+        EXPECT_EQ(1, std::count_if(m_Journal.begin(), m_Journal.end(), IsCallback));
         EXPECT_EQ(XANCLDEBUG_EVENT_ERROR, pState->m_debugEvent);
         EXPECT_EQ(std::string(c.pMessage) +
                       CallbackLines(pState, "EVENT_ERROR", "COMMAND_CONTINUE"),
@@ -322,19 +305,16 @@ TEST_F(DebugLoopTest, EarlyFailuresReturnWithoutCallback)
     EXPECT_FALSE(DoDebugging(pNoArgs));
     EXPECT_EQ(XANCLDEBUG_EVENT_UNINITIALIZED, pNoArgs->m_debugEvent);
 
-    for (const std::string& strEntry : m_Journal)
+    EXPECT_EQ(0, std::count_if(m_Journal.begin(), m_Journal.end(), IsCallback));
+    for (const char* pCondition :
+         {"pKernelDebugState != NULL",
+          "g_KernelDebugStates.find( pKernelDebugState ) != g_KernelDebugStates.end()",
+          "pKernelDebugState->m_debugEvent == XANCLDEBUG_EVENT_UNINITIALIZED", "kernel != 0",
+          "commandQueue != 0", "bRet"})
     {
-        EXPECT_EQ(std::string::npos, strEntry.find("callback"));
+        EXPECT_EQ(
+            1u, tail.Count("Assert: DoDebugging CLD_Assert( " + std::string(pCondition) + " )\n"));
     }
-    const std::string strLog = tail.Text();
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( pKernelDebugState != NULL )\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( g_KernelDebugStates.find( "
-                                  "pKernelDebugState ) != g_KernelDebugStates.end() )\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( pKernelDebugState->m_debugEvent "
-                                  "== XANCLDEBUG_EVENT_UNINITIALIZED )\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( kernel != 0 )\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( commandQueue != 0 )\n"));
-    EXPECT_EQ(1u, CountOf(strLog, "Assert: DoDebugging CLD_Assert( bRet )\n"));
 }
 
 TEST_F(DebugLoopTest, NativeRunFailuresStopTheLoop)
@@ -429,7 +409,7 @@ TEST_F(DebugLoopTest, AQueryWaitsWhileDoDebuggingWorks)
     EXPECT_TRUE(g_bServedAfterStep.load());
 }
 
-TEST_F(DebugLoopTest, EventAndCommandTexts)
+TEST(DebugLoopTexts, EventAndCommandTexts)
 {
     EXPECT_EQ("EVENT_UNINITIALIZED", GetDebugEventText(XANCLDEBUG_EVENT_UNINITIALIZED));
     EXPECT_EQ("EVENT_ERROR", GetDebugEventText(XANCLDEBUG_EVENT_ERROR));
@@ -466,22 +446,18 @@ TEST_F(DebugLoopTest, GetLastErrorSizesAndCopiesTheText)
     KernelDebugState unregistered;
     EXPECT_EQ(XANCLDEBUG_ERROR_INVALID_STATE,
               xanclDebugUtilGetLastError(&unregistered, 0, NULL, NULL));
-}
 
-TEST_F(DebugLoopTest, GetLastErrorWithoutText)
-{
-    KernelDebugState* pState = MakeState();
-    size_t nLength = 99;
-    EXPECT_EQ(XANCLDEBUG_SUCCESS, xanclDebugUtilGetLastError(pState, 0, NULL, &nLength));
+    // Without a text: length 0, and nothing is written.
+    KernelDebugState* pEmpty = MakeState();
+    nLength = 99;
+    EXPECT_EQ(XANCLDEBUG_SUCCESS, xanclDebugUtilGetLastError(pEmpty, 0, NULL, &nLength));
     EXPECT_EQ(0u, nLength);
-
-    char buffer[2] = {'x', 'y'};
     nLength = 99;
     EXPECT_EQ(XANCLDEBUG_ERROR_BUFFER_TOO_SMALL,
-              xanclDebugUtilGetLastError(pState, 0, buffer, &nLength));
+              xanclDebugUtilGetLastError(pEmpty, 0, buffer, &nLength));
     EXPECT_EQ(0u, nLength);
-    EXPECT_EQ(XANCLDEBUG_SUCCESS, xanclDebugUtilGetLastError(pState, 2, buffer, &nLength));
-    EXPECT_EQ('x', buffer[0]); // nothing is written for an empty text
+    EXPECT_EQ(XANCLDEBUG_SUCCESS, xanclDebugUtilGetLastError(pEmpty, 2, buffer, &nLength));
+    EXPECT_STREQ("boom", buffer);
 }
 
 TEST_F(DebugLoopTest, GetLastErrorDuringTheErrorCallback)
@@ -524,22 +500,20 @@ TEST_F(DebugLoopTest, DispatchExportsRejectNullAndLogTheirTables)
     EXPECT_EQ(0u, strGet.find("xanclDebugGetDispatchTable( " + PointerText(&table) +
                               " )\nGetPlatformIDs = "));
     EXPECT_EQ(1u,
-              CountOf(strGet, "EnqueueNDRangeKernel = " +
-                                  PointerText(reinterpret_cast<void*>(FakeEnqueueNDRangeKernel)) +
-                                  "\n"));
-    EXPECT_EQ(122u, CountOf(strGet, " = "));
-    EXPECT_EQ(1u, CountOf(strGet, "SetKernelExecInfo = "));
-    EXPECT_EQ(0u, CountOf(strGet, "CreateKeyXAN"));
-    EXPECT_NE(std::string::npos, strGet.find("xanclDebugGetDispatchTable() returned 0\n"));
+              getTail.Count("EnqueueNDRangeKernel = " +
+                            PointerText(reinterpret_cast<void*>(FakeEnqueueNDRangeKernel)) + "\n"));
+    EXPECT_EQ(122u, getTail.Count(" = "));
+    EXPECT_EQ(1u, getTail.Count("SetKernelExecInfo = "));
+    EXPECT_EQ(0u, getTail.Count("CreateKeyXAN"));
+    EXPECT_EQ(1u, getTail.Count("xanclDebugGetDispatchTable() returned 0\n"));
 
     table.clFinish = FakeFinish;
     CUsageLogTail setTail;
     ASSERT_EQ(CL_SUCCESS, xanclDebugSetDispatchTable(&table));
     EXPECT_EQ(FakeFinish, g_OpenCLModule.clFinish);
     EXPECT_EQ(FakeFinish, g_DeviceOpenCLModule.clFinish);
-    const std::string strSet = setTail.Text();
-    EXPECT_EQ(1u, CountOf(strSet, "Finish = " + PointerText(reinterpret_cast<void*>(FakeFinish))));
-    EXPECT_EQ(122u, CountOf(strSet, " = "));
-    EXPECT_NE(std::string::npos, strSet.find("xanclDebugSetDispatchTable() returned 0\n"));
+    EXPECT_EQ(1u, setTail.Count("Finish = " + PointerText(reinterpret_cast<void*>(FakeFinish))));
+    EXPECT_EQ(122u, setTail.Count(" = "));
+    EXPECT_EQ(1u, setTail.Count("xanclDebugSetDispatchTable() returned 0\n"));
     g_DeviceOpenCLModule.SetTable(&m_SavedTable);
 }

@@ -22,6 +22,8 @@ const unsigned int REG_RELATIVE = IL_ADDR_REG_RELATIVE << IL_REG_RELATIVE_SHIFT;
 const unsigned int DIM = IL_REG_DIMENSION;
 const unsigned int IMM = IL_REG_IMMEDIATE_PRESENT;
 const unsigned int EXT = IL_REG_EXTENDED;
+const unsigned int PRI = IL_PRI_MODIFIER_PRESENT;
+const unsigned int SEC = IL_SEC_MODIFIER_PRESENT;
 
 // An operand token of an IL register type, number and flags.
 unsigned int Operand(unsigned int nType, int nNumber, unsigned int nFlags = 0)
@@ -234,7 +236,7 @@ TEST_F(InstructionILTest, InstModCountsTheOperandsOfMcall)
     EXPECT_FALSE(m_Instruction.HasDestReg());
 
     // mdef has its instMod and no modifier tokens, whatever bits 30 and 31 say.
-    ASSERT_TRUE(Decode({IL_OP_MDEF | (4u << 16) | IL_PRI_MODIFIER_PRESENT, 0x00010002, IL_OP_RET}));
+    ASSERT_TRUE(Decode({IL_OP_MDEF | (4u << 16) | PRI, 0x00010002, IL_OP_RET}));
     EXPECT_EQ(2u, m_Instruction.GetLength());
     EXPECT_EQ(0x00010002u, m_Instruction.GetInstMod());
     EXPECT_EQ(0u, m_Instruction.GetSrcRegCount());
@@ -250,7 +252,7 @@ TEST_F(InstructionILTest, LengthsOfDeclarationsAndTrailingTokens)
     };
     const Case cases[] = {
         {{IL_OP_DCL_CB, Operand(31, 1, DIM), 16}, 3, 1},
-        {{IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 0xAAAA, 0xBBBB, IL_OP_RET}, 4, 0},
+        {{IL_OP_DCL_CB | PRI, 2, 0xAAAA, 0xBBBB, IL_OP_RET}, 4, 0},
         {{IL_OP_DCL_LITERAL, Operand(32, 0), 1, 2, 3, 4, IL_OP_RET}, 6, 1},
         {{IL_OP_COMMENT, 3, 0x64636261, 0x68676665, 0, IL_OP_RET}, 5, 0},
         {{IL_OP_COMMENT, 0, IL_OP_RET}, 2, 0},
@@ -259,20 +261,14 @@ TEST_F(InstructionILTest, LengthsOfDeclarationsAndTrailingTokens)
         {{IL_OP_DCL_INDEXED_TEMP_ARRAY, Operand(30, 1, DIM), 64}, 3, 1},
         {{IL_OP_DCL_LDS | (1u << 16), 1024, IL_OP_RET}, 2, 0},
         {{IL_OP_DCL_TYPELESS_UAV | (3u << 26) | (8u << 16), 0, 4096, IL_OP_RET}, 3, 0},
-        {{IL_OP_DCL_RESOURCE | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0x1111,
-          IL_OP_RET},
-         2,
-         0},
+        {{IL_OP_DCL_RESOURCE | PRI | SEC, 0x1111, IL_OP_RET}, 2, 0},
         {{IL_OP_CALL, 4, IL_OP_RET}, 2, 0},
         {{IL_OP_CALL_LOGICALNZ, Operand(4, 0, MOD), Swizzle(0, 0, 0, 0), 4}, 4, 1},
         {{IL_OP_FUNC, 4, IL_OP_RET}, 2, 0},
         {{IL_OP_CASE, 7, IL_OP_RET}, 2, 0},
         // A secondary modifier stands between the opcode token and the destination.
-        {{IL_OP_MOV | IL_SEC_MODIFIER_PRESENT, 0x1, Operand(4, 0), Operand(4, 1)}, 4, 1},
-        {{IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0x1, 0x2, Operand(4, 0),
-          Operand(4, 1)},
-         5,
-         1},
+        {{IL_OP_MOV | SEC, 0x1, Operand(4, 0), Operand(4, 1)}, 4, 1},
+        {{IL_OP_MOV | PRI | SEC, 0x1, 0x2, Operand(4, 0), Operand(4, 1)}, 5, 1},
     };
     for (const Case& test : cases)
     {
@@ -305,7 +301,7 @@ TEST_F(InstructionILTest, CommentsOfAnyLengthUpToTheLimit)
     EXPECT_EQ(0u, m_Instruction.GetLength());
 
     // Nor does a dcl_cb that counts too much data, or a huge count of any kind.
-    vComment[0] = IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT;
+    vComment[0] = IL_OP_DCL_CB | PRI;
     vComment[1] = 0xFFFFFFFF;
     EXPECT_FALSE(Decode(vComment));
     vComment[0] = IL_OP_COMMENT;
@@ -470,9 +466,9 @@ TEST_F(InstructionILTest, BadTokensEndTheDecodeWithoutHarm)
         m_Host.HasAssert("stream.ReadToken(tokens[m_nDestRegTokenOffset + nDestTokenLen])"));
     ASSERT_TRUE(Decode({IL_OP_MCALL}));
     EXPECT_TRUE(m_Host.HasAssert("stream.ReadToken(instMod)"));
-    ASSERT_TRUE(Decode({IL_OP_MOV | IL_PRI_MODIFIER_PRESENT}));
+    ASSERT_TRUE(Decode({IL_OP_MOV | PRI}));
     EXPECT_TRUE(m_Host.HasAssert("stream.ReadToken(priMod)"));
-    ASSERT_TRUE(Decode({IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 3, 1}));
+    ASSERT_TRUE(Decode({IL_OP_DCL_CB | PRI, 3, 1}));
     EXPECT_TRUE(m_Host.HasAssert("stream.ReadToken(tokens[nOpcodeTokenLen])"));
     EXPECT_EQ(3u, m_Instruction.GetLength());
     ASSERT_TRUE(Decode({IL_OP_COMMENT, 5, 1}));
@@ -486,38 +482,27 @@ TEST_F(InstructionILTest, BadTokensEndTheDecodeWithoutHarm)
 
 TEST_F(InstructionILTest, AStreamWrittenBackIsTheSame)
 {
-    const std::vector<unsigned int> vKernel = {IL_OP_DCL_LITERAL,
-                                               Operand(32, 0),
-                                               1,
-                                               2,
-                                               3,
-                                               4,
-                                               IL_OP_MOV,
-                                               Operand(4, 0, MOD),
-                                               0x11,
-                                               Operand(43, 0, MOD),
-                                               Swizzle(0, 0, 0, 0),
-                                               IL_OP_IADD,
-                                               Operand(4, 1),
-                                               Operand(4, 0),
-                                               Operand(32, 0, MOD),
-                                               Swizzle(1, 1, 1, 1),
-                                               IL_OP_COMMENT,
-                                               1,
-                                               0x00636261,
-                                               IL_OP_END};
-    m_vTokens = vKernel;
+    const std::vector<std::vector<unsigned int>> vInstructions = {
+        {IL_OP_DCL_LITERAL, Operand(32, 0), 1, 2, 3, 4},
+        {IL_OP_MOV, Operand(4, 0, MOD), 0x11, Operand(43, 0, MOD), Swizzle(0, 0, 0, 0)},
+        {IL_OP_IADD, Operand(4, 1), Operand(4, 0), Operand(32, 0, MOD), Swizzle(1, 1, 1, 1)},
+        {IL_OP_COMMENT, 1, 0x00636261},
+        {IL_OP_END}};
+    for (const std::vector<unsigned int>& vInstruction : vInstructions)
+    {
+        m_vTokens.insert(m_vTokens.end(), vInstruction.begin(), vInstruction.end());
+    }
     CInputTokenStream<unsigned int> input(NULL, m_vTokens.data(), m_vTokens.size());
     COutputTokenStream<unsigned int> output(NULL, 0);
-    unsigned int nInstructions = 0;
-    while (m_Instruction.ReadInstruction(input))
+    for (const std::vector<unsigned int>& vInstruction : vInstructions)
     {
+        ASSERT_TRUE(m_Instruction.ReadInstruction(input));
+        EXPECT_EQ(vInstruction, Tokens(m_Instruction));
         ASSERT_TRUE(m_Instruction.WriteInstruction(output));
-        ++nInstructions;
     }
-    EXPECT_EQ(5u, nInstructions);
-    EXPECT_EQ(vKernel, std::vector<unsigned int>(output.GetStream(),
-                                                 output.GetStream() + output.GetTokensWritten()));
+    EXPECT_FALSE(m_Instruction.ReadInstruction(input));
+    EXPECT_EQ(m_vTokens, std::vector<unsigned int>(output.GetStream(),
+                                                   output.GetStream() + output.GetTokensWritten()));
 }
 
 // Random instructions, decoded here and by the format library's strict decoder: where that one
@@ -563,8 +548,8 @@ TEST_F(InstructionILTest, AgreesWithTheStrictDecoderOnRandomInstructions)
     {
         std::vector<unsigned int> vTokens;
         unsigned int nOpcodeToken = vCodes[pickCode(random)] | (small(random) << 16);
-        nOpcodeToken |= often(random) ? IL_PRI_MODIFIER_PRESENT : 0;
-        nOpcodeToken |= often(random) ? IL_SEC_MODIFIER_PRESENT : 0;
+        nOpcodeToken |= often(random) ? PRI : 0;
+        nOpcodeToken |= often(random) ? SEC : 0;
         vTokens.push_back(nOpcodeToken);
         const unsigned int nLength = small(random) * 3;
         while (vTokens.size() < nLength + 1)

@@ -38,93 +38,75 @@ struct ResolveRow
     const char* pWarning; // a line that the walk logs, or null
 };
 
-std::ostream& operator<<(std::ostream& os, const ResolveRow& row)
-{
-    return os << row.pName;
-}
-
-class ResolveIndexTest : public ::testing::TestWithParam<ResolveRow>
-{
-};
-
-TEST_P(ResolveIndexTest, WriteThroughARegisterIndexIsReplayed)
-{
-    const ResolveRow& row = GetParam();
-    CAnalyzedKernel kernel("private_x1", XAN_Test::LoadEditedDebugBinary(
-                                             "private_x1",
-                                             [&row](std::string& strIL)
-                                             {
-                                                 ASSERT_TRUE(XAN_Test::ReplaceFirst(
-                                                     strIL, ";$$$$$$$$$$",
-                                                     g_strLiterals + row.strCode + ";$$$$$$$$$$"));
-                                             }));
-    ASSERT_TRUE(kernel.m_pShader->IsShaderDebuggable(1)) << kernel.m_pShader->Info().strError[0];
-
-    // The main program's one write to x1.
-    const std::map<uint32_t, Register>& outputs = kernel.m_pShader->GetRegisterOutputs();
-    std::map<uint32_t, Register>::const_iterator it = outputs.begin();
-    while (it != outputs.end() && it->second.reg.type != RT_IndexableTemp)
-    {
-        ++it;
-    }
-    ASSERT_NE(outputs.end(), it);
-    ASSERT_EQ(0u, kernel.m_pShader->GetFunctionScope().at(it->first));
-    const Register& reg = it->second;
-    EXPECT_EQ(1, reg.reg.number);
-    EXPECT_EQ(COMP_x, reg.mask);
-    EXPECT_EQ(!row.bResolved, reg.reg.pIndexRegister != NULL);
-    if (row.bResolved)
-    {
-        EXPECT_EQ(row.nIndex, reg.reg.index);
-    }
-    else
-    {
-        ASSERT_NE(nullptr, reg.reg.pIndexRegister);
-        EXPECT_EQ(Register(RegisterID(RT_Temp, 7, 0, NULL), COMP_x), *reg.reg.pIndexRegister);
-        EXPECT_TRUE(kernel.m_Host.Logged(
-            "Warning: Indexed temp could not be resolved on line " +
-            std::to_string(kernel.m_pShader->GetLineFromInstruction(it->first)) + ", instruction " +
-            std::to_string(it->first) + ". Performance may be slow."));
-    }
-    if (row.pWarning != nullptr)
-    {
-        EXPECT_TRUE(kernel.m_Host.Logged(std::string("Warning: ") + row.pWarning)) << row.pWarning;
-    }
-}
-
 const char* const g_strWrite = "mov x1[r7.x].x, r0.x\n";
 
-INSTANTIATE_TEST_SUITE_P(
-    MainProgram, ResolveIndexTest,
-    ::testing::Values(
-        ResolveRow{"Mov", std::string("mov r7, l20\n") + g_strWrite, true, 3, nullptr},
-        ResolveRow{"MovOfY", "mov r7, l20\nmov x1[r7.y].x, r0.x\n", true, 1000, nullptr},
-        // The replay copies whole registers: the write of y alone doesn't narrow it.
-        ResolveRow{"SwizzleIsIgnored", "mov r7.y, l20.x\nmov x1[r7.y].x, r0.x\n", true, 1000,
-                   nullptr},
-        ResolveRow{"Iadd", std::string("mov r8, l20\niadd r7, r8, l22\n") + g_strWrite, true, 34,
-                   nullptr},
-        ResolveRow{"IshrIsLogical", std::string("ishr r7, l21, l22\n") + g_strWrite, true, 1,
-                   nullptr},
-        ResolveRow{"ElseJumpsOverTheIfBranch",
-                   "mov r7, l20\nifnz r0.x\nmov r7, l22\nelse\nmov x1[r7.x].x, r0.x\nendif\n", true,
-                   3, nullptr},
-        ResolveRow{"EndifStopsTheWalk",
-                   std::string("mov r7, l20\nifnz r0.x\nmov r8, l20\nendif\n") + g_strWrite, false,
-                   0, nullptr},
-        ResolveRow{"AbsTidIsNoLiteral", std::string("mov r7, vAbsTid0\n") + g_strWrite, false, 0,
-                   "Expression could not be reduced to literals."},
-        ResolveRow{"ImulIsNotReplayed", std::string("imul r7, l20, l20\n") + g_strWrite, false, 0,
-                   "Cannot resolve instruction 149."},
-        ResolveRow{"LiteralOverwrittenAsATemp",
-                   std::string("mov r6, l22\nmov r20.x, l22\niadd r7, r6, l20\n") + g_strWrite,
-                   false, 0, "Can only track across simple registers."},
-        ResolveRow{"HundredSteps", "mov r7, l20\n" + Repeat("mov r8, l20\n", 99) + g_strWrite, true,
-                   3, nullptr},
-        ResolveRow{"MoreThanHundredSteps",
-                   "mov r7, l20\n" + Repeat("mov r8, l20\n", 100) + g_strWrite, false, 0,
-                   "Expression could not be reduced to literals."}),
-    [](const ::testing::TestParamInfo<ResolveRow>& info) { return std::string(info.param.pName); });
+const ResolveRow g_ResolveRows[] = {
+    {"Mov", std::string("mov r7, l20\n") + g_strWrite, true, 3, nullptr},
+    {"MovOfY", "mov r7, l20\nmov x1[r7.y].x, r0.x\n", true, 1000, nullptr},
+    // The replay copies whole registers: the write of y alone doesn't narrow it.
+    {"SwizzleIsIgnored", "mov r7.y, l20.x\nmov x1[r7.y].x, r0.x\n", true, 1000, nullptr},
+    {"Iadd", std::string("mov r8, l20\niadd r7, r8, l22\n") + g_strWrite, true, 34, nullptr},
+    {"IshrIsLogical", std::string("ishr r7, l21, l22\n") + g_strWrite, true, 1, nullptr},
+    {"ElseJumpsOverTheIfBranch",
+     "mov r7, l20\nifnz r0.x\nmov r7, l22\nelse\nmov x1[r7.x].x, r0.x\nendif\n", true, 3, nullptr},
+    {"EndifStopsTheWalk", std::string("mov r7, l20\nifnz r0.x\nmov r8, l20\nendif\n") + g_strWrite,
+     false, 0, nullptr},
+    {"AbsTidIsNoLiteral", std::string("mov r7, vAbsTid0\n") + g_strWrite, false, 0,
+     "Expression could not be reduced to literals."},
+    {"ImulIsNotReplayed", std::string("imul r7, l20, l20\n") + g_strWrite, false, 0,
+     "Cannot resolve instruction 149."},
+    {"LiteralOverwrittenAsATemp",
+     std::string("mov r6, l22\nmov r20.x, l22\niadd r7, r6, l20\n") + g_strWrite, false, 0,
+     "Can only track across simple registers."},
+    {"HundredSteps", "mov r7, l20\n" + Repeat("mov r8, l20\n", 99) + g_strWrite, true, 3, nullptr},
+    {"MoreThanHundredSteps", "mov r7, l20\n" + Repeat("mov r8, l20\n", 100) + g_strWrite, false, 0,
+     "Expression could not be reduced to literals."}};
+
+TEST(ResolveIndexRegisterToConstant, WriteThroughARegisterIndexIsReplayed)
+{
+    for (const ResolveRow& row : g_ResolveRows)
+    {
+        SCOPED_TRACE(row.pName);
+        const std::string strCode = g_strLiterals + row.strCode + ";$$$$$$$$$$";
+        const auto insert = [&strCode](std::string& strIL)
+        { ASSERT_TRUE(XAN_Test::ReplaceFirst(strIL, ";$$$$$$$$$$", strCode)); };
+        CAnalyzedKernel kernel("private_x1", XAN_Test::LoadEditedDebugBinary("private_x1", insert));
+        ASSERT_TRUE(kernel.m_pShader->IsShaderDebuggable(1))
+            << kernel.m_pShader->Info().strError[0];
+
+        // The main program's one write to x1.
+        const std::map<uint32_t, Register>& outputs = kernel.m_pShader->GetRegisterOutputs();
+        std::map<uint32_t, Register>::const_iterator it = outputs.begin();
+        while (it != outputs.end() && it->second.reg.type != RT_IndexableTemp)
+        {
+            ++it;
+        }
+        ASSERT_NE(outputs.end(), it);
+        ASSERT_EQ(0u, kernel.m_pShader->GetFunctionScope().at(it->first));
+        const Register& reg = it->second;
+        EXPECT_EQ(1, reg.reg.number);
+        EXPECT_EQ(COMP_x, reg.mask);
+        EXPECT_EQ(!row.bResolved, reg.reg.pIndexRegister != NULL);
+        if (row.bResolved)
+        {
+            EXPECT_EQ(row.nIndex, reg.reg.index);
+        }
+        else
+        {
+            ASSERT_NE(nullptr, reg.reg.pIndexRegister);
+            EXPECT_EQ(Register(RegisterID(RT_Temp, 7, 0, NULL), COMP_x), *reg.reg.pIndexRegister);
+            EXPECT_TRUE(kernel.m_Host.Logged(
+                "Warning: Indexed temp could not be resolved on line " +
+                std::to_string(kernel.m_pShader->GetLineFromInstruction(it->first)) +
+                ", instruction " + std::to_string(it->first) + ". Performance may be slow."));
+        }
+        if (row.pWarning != nullptr)
+        {
+            EXPECT_TRUE(kernel.m_Host.Logged(std::string("Warning: ") + row.pWarning))
+                << row.pWarning;
+        }
+    }
+}
 
 TEST(ResolveIndexRegisterToConstant, RefusesWhatIsNoIndexedRegister)
 {

@@ -75,7 +75,7 @@ class LineMapTest : public ::testing::TestWithParam<const char*>
 
 TEST_P(LineMapTest, EveryInstructionIsOnItsOwnLineOfTheDebugIL)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(GetParam());
+    const auto pKernel = Analyze(GetParam());
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel)) << shader.Info().strError[0];
     const std::vector<CShaderDebuggerInstructionIL>& vInstructions = shader.GetInstructions();
@@ -104,7 +104,7 @@ INSTANTIATE_TEST_SUITE_P(Corpus, LineMapTest, ::testing::ValuesIn(g_DebuggableKe
 
 TEST(ShaderDebuggerShaderIL, FindLineNearGivesTheNextInstructionLineWithinTheDistance)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("straight");
+    const auto pKernel = Analyze("straight");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     const uint32_t nFirst =
         shader.GetLineFromInstruction(pKernel->At("iadd r0.x, vAbsTid0.xxxx, cb0[6].xxxx"));
@@ -127,78 +127,70 @@ struct ConstructRow
     unsigned int nStartNth;
 };
 
-std::ostream& operator<<(std::ostream& os, const ConstructRow& row)
+// The start of a construct, whichever kind it is.
+uint32_t StartOf(CIL_FCConstruct* pConstruct)
 {
-    return os << row.pKernel << ": " << row.pInstruction << " #" << row.nth;
-}
-
-class InnermostConstructTest : public ::testing::TestWithParam<ConstructRow>
-{
-};
-
-TEST_P(InnermostConstructTest, InstructionHasTheInnermostOpenConstruct)
-{
-    const ConstructRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
-    const uint32_t n = pKernel->At(row.pInstruction, row.nth);
-    ASSERT_NE(g_nInvalidInstruction, n);
-    CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
-    if (row.pConstructStart == nullptr)
-    {
-        EXPECT_EQ(nullptr, pConstruct);
-        return;
-    }
-    ASSERT_NE(nullptr, pConstruct);
-    const uint32_t nStart = pKernel->At(row.pConstructStart, row.nStartNth);
     if (CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
     {
-        EXPECT_EQ(nStart, pIf->m_nStart);
+        return pIf->m_nStart;
     }
-    else if (CIL_Loop* pLoop = pConstruct->AsLoop())
-    {
-        EXPECT_EQ(nStart, pLoop->m_nStart);
-    }
-    else
-    {
-        EXPECT_EQ(nStart, pConstruct->AsSwitch()->m_nStart);
-    }
+    CIL_Loop* pLoop = pConstruct->AsLoop();
+    return pLoop != nullptr ? pLoop->m_nStart : pConstruct->AsSwitch()->m_nStart;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, InnermostConstructTest,
-    ::testing::Values(ConstructRow{"straight", "imul r1.x, r0.xxxx, l0.xxxx", 0, nullptr, 0},
-                      ConstructRow{"ifelse", "if_logicalnz r1.xxxx", 0, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ifnz r1.yyyy", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "mov r2.x, l0.yyyy", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "else", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "endif", 0, "ifnz r1.yyyy", 0},
-                      ConstructRow{"ifelse", "else", 1, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ieq r1.z, r0.xxxx, l0.wwww", 0,
-                                   "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "mov r2.x, l1.yyyy", 0, "if_logicalnz r1.zzzz", 0},
-                      ConstructRow{"ifelse", "endif", 2, "if_logicalnz r1.xxxx", 0},
-                      ConstructRow{"ifelse", "ishl r3.x, r0.xxxx, l0.zzzz", 0, nullptr, 0},
-                      ConstructRow{"loops", "break_logicalnz r2.xxxx", 0, "whileloop", 0},
-                      ConstructRow{"loops", "continue_logicalnz r2.yyyy", 0, "whileloop", 0},
-                      ConstructRow{"loops", "continue", 0, "if_logicalnz r2.zzzz", 0},
-                      ConstructRow{"loops", "break", 0, "if_logicalnz r2.wwww", 0},
-                      ConstructRow{"loops", "endloop", 0, "whileloop", 0},
-                      ConstructRow{"nested5", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "whileloop", 4},
-                      ConstructRow{"nested5", "iadd r1.w, r1.wwww, l0.yyyy", 0, "whileloop", 3},
-                      ConstructRow{"nested5", "endloop", 4, "whileloop", 0},
-                      ConstructRow{"switch", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "break", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "default", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "endswitch", 0, "switch r1.xxxx", 0},
-                      ConstructRow{"switch", "break_logicalnz r3.xxxx", 0, "whileloop", 0},
-                      ConstructRow{"switch", "break", 2, "switch r1.yyyy", 0},
-                      ConstructRow{"switch", "iadd r1.y, r1.yyyy, l0.yyyy", 0, "whileloop", 0},
-                      ConstructRow{"functions", "call 1025", 0, nullptr, 0},
-                      ConstructRow{"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", 0, "whileloop", 1}));
+const ConstructRow g_ConstructRows[] = {
+    {"straight", "imul r1.x, r0.xxxx, l0.xxxx", 0, nullptr, 0},
+    {"ifelse", "if_logicalnz r1.xxxx", 0, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ifnz r1.yyyy", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "mov r2.x, l0.yyyy", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "else", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "endif", 0, "ifnz r1.yyyy", 0},
+    {"ifelse", "else", 1, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ieq r1.z, r0.xxxx, l0.wwww", 0, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "mov r2.x, l1.yyyy", 0, "if_logicalnz r1.zzzz", 0},
+    {"ifelse", "endif", 2, "if_logicalnz r1.xxxx", 0},
+    {"ifelse", "ishl r3.x, r0.xxxx, l0.zzzz", 0, nullptr, 0},
+    {"loops", "break_logicalnz r2.xxxx", 0, "whileloop", 0},
+    {"loops", "continue_logicalnz r2.yyyy", 0, "whileloop", 0},
+    {"loops", "continue", 0, "if_logicalnz r2.zzzz", 0},
+    {"loops", "break", 0, "if_logicalnz r2.wwww", 0},
+    {"loops", "endloop", 0, "whileloop", 0},
+    {"nested5", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "whileloop", 4},
+    {"nested5", "iadd r1.w, r1.wwww, l0.yyyy", 0, "whileloop", 3},
+    {"nested5", "endloop", 4, "whileloop", 0},
+    {"switch", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "switch r1.xxxx", 0},
+    {"switch", "break", 0, "switch r1.xxxx", 0},
+    {"switch", "default", 0, "switch r1.xxxx", 0},
+    {"switch", "endswitch", 0, "switch r1.xxxx", 0},
+    {"switch", "break_logicalnz r3.xxxx", 0, "whileloop", 0},
+    {"switch", "break", 2, "switch r1.yyyy", 0},
+    {"switch", "iadd r1.y, r1.yyyy, l0.yyyy", 0, "whileloop", 0},
+    {"functions", "call 1025", 0, nullptr, 0},
+    {"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", 0, "whileloop", 1}};
+
+TEST(ShaderDebuggerShaderIL, InstructionHasTheInnermostOpenConstruct)
+{
+    for (const ConstructRow& row : g_ConstructRows)
+    {
+        SCOPED_TRACE(::testing::Message()
+                     << row.pKernel << ": " << row.pInstruction << " #" << row.nth);
+        const auto pKernel = Analyze(row.pKernel);
+        const uint32_t n = pKernel->At(row.pInstruction, row.nth);
+        ASSERT_NE(g_nInvalidInstruction, n);
+        CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
+        if (row.pConstructStart == nullptr)
+        {
+            EXPECT_EQ(nullptr, pConstruct);
+            continue;
+        }
+        ASSERT_NE(nullptr, pConstruct);
+        EXPECT_EQ(pKernel->At(row.pConstructStart, row.nStartNth), StartOf(pConstruct));
+    }
+}
 
 TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegisters)
 {
-    std::unique_ptr<CAnalyzedKernel> pIfElse = Analyze("ifelse");
+    const auto pIfElse = Analyze("ifelse");
     CIL_IfElseEndif* pOuter = Opened(*pIfElse, "if_logicalnz r1.xxxx")->AsIfElseEndif();
     CIL_IfElseEndif* pInner = Opened(*pIfElse, "ifnz r1.yyyy")->AsIfElseEndif();
     ASSERT_NE(nullptr, pOuter);
@@ -214,7 +206,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
     EXPECT_EQ((std::vector<Register>{r1z, r2x}), pOuter->m_vElseRegisters);
     EXPECT_EQ((std::vector<Register>{r2x}), pInner->m_vIfRegisters);
 
-    std::unique_ptr<CAnalyzedKernel> pSwitch = Analyze("switch");
+    const auto pSwitch = Analyze("switch");
     CIL_Switch* pFirst = Opened(*pSwitch, "switch r1.xxxx")->AsSwitch();
     ASSERT_NE(nullptr, pFirst);
     EXPECT_EQ((std::vector<uint32_t>{pSwitch->At("case 0"), pSwitch->At("case 1"),
@@ -230,7 +222,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
     EXPECT_EQ((std::vector<uint32_t>{pSwitch->At("break", 2)}), pInLoop->m_vBreaks);
 
     // Stores mark their construct and every one around it.
-    std::unique_ptr<CAnalyzedKernel> pPrivate = Analyze("private_uav");
+    const auto pPrivate = Analyze("private_uav");
     CIL_FCConstruct* pStoreLoop = Opened(*pPrivate, "whileloop");
     CIL_FCConstruct* pLoadLoop = Opened(*pPrivate, "whileloop", 1);
     EXPECT_TRUE(pStoreLoop->m_bHasMemoryWrite);
@@ -239,7 +231,7 @@ TEST(ShaderDebuggerShaderIL, ConstructsHoldTheirPositionsParentsAndWrittenRegist
 
 TEST(ShaderDebuggerShaderIL, FiveNestedLoopsTakeTwoCountRegistersAndLiterals)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("nested5");
+    const auto pKernel = Analyze("nested5");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel));
     // The kernel writes r0 to r6 and declares l0: the debugger's literals come first, then its
@@ -267,7 +259,7 @@ TEST(ShaderDebuggerShaderIL, FiveNestedLoopsTakeTwoCountRegistersAndLiterals)
 
 TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
 {
-    std::unique_ptr<CAnalyzedKernel> pFunctions = Analyze("functions");
+    const auto pFunctions = Analyze("functions");
     const std::map<uint32_t, uint32_t>& start = pFunctions->m_pShader->GetFunctionStart();
     const std::map<uint32_t, uint32_t>& scope = pFunctions->m_pShader->GetFunctionScope();
     EXPECT_EQ((std::map<uint32_t, uint32_t>{{1024, pFunctions->At("func 1024")},
@@ -294,7 +286,7 @@ TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
     EXPECT_TRUE(pFunctions->m_Host.Logged(
         "Warning: Function 1027 isn't defined, so its call isn't followed."));
 
-    std::unique_ptr<CAnalyzedKernel> pOutline = Analyze("outline");
+    const auto pOutline = Analyze("outline");
     CAnalyzedShaderIL& outline = *pOutline->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pOutline)) << outline.Info().strError[0];
     EXPECT_EQ(1u, outline.GetOutlineMacroLabel());
@@ -305,7 +297,7 @@ TEST(ShaderDebuggerShaderIL, FunctionsAndTheOutlineMacroHaveTheirStartAndScope)
     EXPECT_EQ(1024u, outline.GetFunctionScope().at(pOutline->At("mcall(1) (r5), ()")));
 
     // A second macro named like the kernel is passed over, with its lines counted.
-    std::unique_ptr<CAnalyzedKernel> pTwice = Analyze(
+    const auto pTwice = Analyze(
         "outline", Replace("mend\n", "mend\nmdef(2)_out(1)_in(0)\n;outline\nmov out0, l0\nmend\n"));
     EXPECT_EQ(1u, pTwice->m_pShader->GetOutlineMacroLabel());
     EXPECT_EQ(g_nInvalidInstruction, pTwice->At("mov out0, l0"));
@@ -324,52 +316,42 @@ struct OutputRow
     bool bIndexRegister;
 };
 
-std::ostream& operator<<(std::ostream& os, const OutputRow& row)
+const OutputRow g_OutputRows[] = {
+    {"straight", "iadd r1.x, r1.xxxx, l0.yyyy", RT_Temp, 1, 0, COMP_x, false},
+    {"straight", "i64add r2.zw, cb1[0].xyxy, r2.x0x0", RT_Temp, 2, 0, COMP_zw, false},
+    {"straight", "uav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r1.xxxx", RT_Mem, 0, 0, COMP_x, false},
+    {"straight", "ret", RT_Unknown, 0, 0, 0, false},
+    {"functions", "call 1025", RT_Unknown, 0, 0, 0, false},
+    {"private_uav", "uav_raw_store_id(8) mem0.x, l1.xxxx, r0.xxxx", RT_PrivateUAVAccess, 8, 32,
+     COMP_x, false},
+    {"private_uav", "uav_byte_store_id(8) mem0.x, l1.yyyy, l0.yyyy", RT_PrivateUAVAccess, 8, 36,
+     COMP_x, false},
+    {"private_uav", "uav_raw_store_id(8) mem0.x, r2.zzzz, r2.yyyy", RT_PrivateUAVAccess, 8, 0,
+     COMP_x, true},
+    {"private_x1", "iadd x1[r1.yyyy].x, x1[3].xxxx, l1.xxxx", RT_IndexableTemp, 1, 3, COMP_x,
+     false},
+    {"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", RT_IndexableTemp, 1, 0, COMP_x, true}};
+
+TEST(ShaderDebuggerShaderIL, InstructionWritesItsRegister)
 {
-    return os << row.pKernel << ": " << row.pInstruction;
+    for (const OutputRow& row : g_OutputRows)
+    {
+        SCOPED_TRACE(::testing::Message() << row.pKernel << ": " << row.pInstruction);
+        const auto pKernel = Analyze(row.pKernel);
+        const uint32_t n = pKernel->At(row.pInstruction);
+        ASSERT_NE(g_nInvalidInstruction, n);
+        const Register reg = pKernel->m_pShader->GetRegisterOutput(ProgramCounter(n));
+        EXPECT_EQ(row.type, reg.reg.type);
+        EXPECT_EQ(row.number, reg.reg.number);
+        EXPECT_EQ(row.index, reg.reg.index);
+        EXPECT_EQ(row.mask, reg.mask);
+        EXPECT_EQ(row.bIndexRegister, reg.reg.pIndexRegister != NULL);
+    }
 }
-
-class RegisterOutputTest : public ::testing::TestWithParam<OutputRow>
-{
-};
-
-TEST_P(RegisterOutputTest, InstructionWritesItsRegister)
-{
-    const OutputRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel);
-    const uint32_t n = pKernel->At(row.pInstruction);
-    ASSERT_NE(g_nInvalidInstruction, n);
-    const Register reg = pKernel->m_pShader->GetRegisterOutput(ProgramCounter(n));
-    EXPECT_EQ(row.type, reg.reg.type);
-    EXPECT_EQ(row.number, reg.reg.number);
-    EXPECT_EQ(row.index, reg.reg.index);
-    EXPECT_EQ(row.mask, reg.mask);
-    EXPECT_EQ(row.bIndexRegister, reg.reg.pIndexRegister != NULL);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, RegisterOutputTest,
-    ::testing::Values(
-        OutputRow{"straight", "iadd r1.x, r1.xxxx, l0.yyyy", RT_Temp, 1, 0, COMP_x, false},
-        OutputRow{"straight", "i64add r2.zw, cb1[0].xyxy, r2.x0x0", RT_Temp, 2, 0, COMP_zw, false},
-        OutputRow{"straight", "uav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r1.xxxx", RT_Mem, 0, 0,
-                  COMP_x, false},
-        OutputRow{"straight", "ret", RT_Unknown, 0, 0, 0, false},
-        OutputRow{"functions", "call 1025", RT_Unknown, 0, 0, 0, false},
-        OutputRow{"private_uav", "uav_raw_store_id(8) mem0.x, l1.xxxx, r0.xxxx",
-                  RT_PrivateUAVAccess, 8, 32, COMP_x, false},
-        OutputRow{"private_uav", "uav_byte_store_id(8) mem0.x, l1.yyyy, l0.yyyy",
-                  RT_PrivateUAVAccess, 8, 36, COMP_x, false},
-        OutputRow{"private_uav", "uav_raw_store_id(8) mem0.x, r2.zzzz, r2.yyyy",
-                  RT_PrivateUAVAccess, 8, 0, COMP_x, true},
-        OutputRow{"private_x1", "iadd x1[r1.yyyy].x, x1[3].xxxx, l1.xxxx", RT_IndexableTemp, 1, 3,
-                  COMP_x, false},
-        OutputRow{"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", RT_IndexableTemp, 1, 0, COMP_x,
-                  true}));
 
 TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
 {
-    std::unique_ptr<CAnalyzedKernel> pNewer = Analyze("straight");
+    const auto pNewer = Analyze("straight");
     EXPECT_TRUE(pNewer->m_pShader->m_b64BitPointers);
     EXPECT_TRUE(pNewer->m_pShader->m_bSeparateDebugUAVs);
     EXPECT_EQ("Larkspur", pNewer->m_pShader->m_strDeviceName);
@@ -378,7 +360,7 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
     EXPECT_EQ(0xFFFFFFFFu, pNewer->m_pShader->m_nRawUAVNum);
     EXPECT_EQ(ST_Compute, pNewer->m_pShader->GetShaderType());
 
-    std::unique_ptr<CAnalyzedKernel> pOlder = Analyze("private_x1");
+    const auto pOlder = Analyze("private_x1");
     EXPECT_FALSE(pOlder->m_pShader->m_b64BitPointers);
     EXPECT_FALSE(pOlder->m_pShader->m_bSeparateDebugUAVs);
     EXPECT_EQ("Fennel", pOlder->m_pShader->m_strDeviceName);
@@ -387,14 +369,12 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
               pOlder->m_pShader->GetDeclarations().at(1024).indexedTempSizes);
 
     // A cb1 in the IL doesn't change the size that the metadata gives.
-    std::unique_ptr<CAnalyzedKernel> pCb1 =
-        Analyze("straight", Replace("dcl_cb cb1[1]", "dcl_cb cb1[9]"));
+    const auto pCb1 = Analyze("straight", Replace("dcl_cb cb1[1]", "dcl_cb cb1[9]"));
     EXPECT_EQ(1u, pCb1->m_pShader->m_nKernelABIConstantBufferSize);
 
     // Without a raw UAV the older family uses UAV 11, with a warning.
-    std::unique_ptr<CAnalyzedKernel> pNoRaw =
-        Analyze("private_x1", Replace("dcl_raw_uav_id(11)\n", ""),
-                Replace(";device:fennel", ";device:vetch"));
+    const auto pNoRaw = Analyze("private_x1", Replace("dcl_raw_uav_id(11)\n", ""),
+                                Replace(";device:fennel", ";device:vetch"));
     EXPECT_EQ(11u, pNoRaw->m_pShader->m_nRawUAVNum);
     EXPECT_TRUE(pNoRaw->m_Host.Logged("Warning: No raw UAV declared. Using UAV 11."));
     EXPECT_EQ("Vetch", pNoRaw->m_pShader->m_strDeviceName);
@@ -403,7 +383,7 @@ TEST(ShaderDebuggerShaderIL, MetadataGivesFamilyAddressesAndConstantBufferSizes)
 TEST(ShaderDebuggerShaderIL, TempReadOnlyWhereTempsAreWrittenStaysFreeForTheDebugger)
 {
     // straight writes r0 to r2; mov r3, r4 marks r3 only, a store from r5 marks r5.
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(
+    const auto pKernel = Analyze(
         "straight", BeforeRet("mov r3, r4\nuav_raw_store_id(11)_a64 mem0.x, r2.zwzw, r5.x\n"));
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     ASSERT_TRUE(IsDebuggable(*pKernel)) << shader.Info().strError[0];
@@ -441,43 +421,34 @@ struct BudgetRow
     const char* pError; // empty: accepted
 };
 
-std::ostream& operator<<(std::ostream& os, const BudgetRow& row)
-{
-    return os << row.pName;
-}
+const BudgetRow g_BudgetRows[] = {
+    {"AllButFiveTemps", "straight", "mov r%u.x, l0.x\n", 65531, ""},
+    {"AllButFourTemps", "straight", "mov r%u.x, l0.x\n", 65532,
+     "There are insufficient free temp registers."},
+    {"AllButFourLiterals", "straight", "dcl_literal l%u, 0, 0, 0, 0\n", 65534,
+     "There are insufficient free temp registers."},
+    {"NoLiteralForAPrivateCapture", "private_uav", "dcl_literal l%u, 0, 0, 0, 0\n", 65531,
+     "There are insufficient free literal registers."}};
 
-class RegisterBudgetTest : public ::testing::TestWithParam<BudgetRow>
+TEST(ShaderDebuggerShaderIL, BudgetIsCheckedBeforeAnythingIsTaken)
 {
-};
-
-TEST_P(RegisterBudgetTest, BudgetIsCheckedBeforeAnythingIsTaken)
-{
-    const BudgetRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel =
-        Analyze(row.pKernel, BeforeRet(RegisterLines(row.pFormat, 3, row.nEnd)));
-    CAnalyzedShaderIL& shader = *pKernel->m_pShader;
-    EXPECT_EQ(row.pError, shader.Info().strError[0]);
-    EXPECT_EQ(*row.pError == '\0', IsDebuggable(*pKernel));
-    if (*row.pError != '\0')
+    for (const BudgetRow& row : g_BudgetRows)
     {
-        EXPECT_TRUE(shader.m_vDebuggerTempRegs.empty());
-        EXPECT_EQ(0u, shader.m_nLiteralZero);
-        EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
-        EXPECT_EQ("", pKernel->m_Host.m_strLastError);
+        SCOPED_TRACE(row.pName);
+        const auto pKernel =
+            Analyze(row.pKernel, BeforeRet(RegisterLines(row.pFormat, 3, row.nEnd)));
+        CAnalyzedShaderIL& shader = *pKernel->m_pShader;
+        EXPECT_EQ(row.pError, shader.Info().strError[0]);
+        EXPECT_EQ(*row.pError == '\0', IsDebuggable(*pKernel));
+        if (*row.pError != '\0')
+        {
+            EXPECT_TRUE(shader.m_vDebuggerTempRegs.empty());
+            EXPECT_EQ(0u, shader.m_nLiteralZero);
+            EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+            EXPECT_EQ("", pKernel->m_Host.m_strLastError);
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    LargeKernels, RegisterBudgetTest,
-    ::testing::Values(BudgetRow{"AllButFiveTemps", "straight", "mov r%u.x, l0.x\n", 65531, ""},
-                      BudgetRow{"AllButFourTemps", "straight", "mov r%u.x, l0.x\n", 65532,
-                                "There are insufficient free temp registers."},
-                      BudgetRow{"AllButFourLiterals", "straight", "dcl_literal l%u, 0, 0, 0, 0\n",
-                                65534, "There are insufficient free temp registers."},
-                      BudgetRow{"NoLiteralForAPrivateCapture", "private_uav",
-                                "dcl_literal l%u, 0, 0, 0, 0\n", 65531,
-                                "There are insufficient free literal registers."}),
-    [](const ::testing::TestParamInfo<BudgetRow>& info) { return std::string(info.param.pName); });
 
 // One row: UAVs that a kernel declares besides 11, and the debugger's choice.
 struct UAVRow
@@ -487,36 +458,6 @@ struct UAVRow
     unsigned int nExecMaskUAV;
     bool bAccepted;
 };
-
-std::ostream& operator<<(std::ostream& os, const UAVRow& row)
-{
-    return os << row.vDeclared.size() << " UAVs from "
-              << (row.vDeclared.empty() ? 0 : row.vDeclared[0]);
-}
-
-class UAVChoiceTest : public ::testing::TestWithParam<UAVRow>
-{
-};
-
-TEST_P(UAVChoiceTest, DebuggerTakesTheFirstFreeUAVsFrom12)
-{
-    const UAVRow& row = GetParam();
-    std::string strDeclarations;
-    for (unsigned int nUAV : row.vDeclared)
-    {
-        strDeclarations +=
-            "dcl_typeless_uav_id(" + std::to_string(nUAV) + ")_type(0)_stride(4)_length(4)\n";
-    }
-    std::unique_ptr<CAnalyzedKernel> pKernel =
-        Analyze("straight",
-                Replace("dcl_max_thread_per_group", strDeclarations + "dcl_max_thread_per_group"));
-    CAnalyzedShaderIL& shader = *pKernel->m_pShader;
-    EXPECT_EQ(row.nResultUAV, shader.m_nResultUAV);
-    EXPECT_EQ(row.nExecMaskUAV, shader.m_nExecMaskUAV);
-    EXPECT_EQ(row.bAccepted, IsDebuggable(*pKernel));
-    EXPECT_EQ(!row.bAccepted, pKernel->m_Host.Logged("Error:   There are insufficient free UAVs."));
-    EXPECT_EQ("", shader.Info().strError[0]);
-}
 
 std::vector<unsigned int> Range(unsigned int nFirst, unsigned int nEnd)
 {
@@ -528,12 +469,35 @@ std::vector<unsigned int> Range(unsigned int nFirst, unsigned int nEnd)
     return vRange;
 }
 
-INSTANTIATE_TEST_SUITE_P(Declarations, UAVChoiceTest,
-                         ::testing::Values(UAVRow{{}, 12, 13, true},
-                                           UAVRow{{12, 13, 15}, 14, 16, true},
-                                           UAVRow{Range(12, 31), 31, 32, true},
-                                           UAVRow{Range(12, 32), 32, 33, false},
-                                           UAVRow{Range(12, 33), 32, 33, false}));
+const UAVRow g_UAVRows[] = {{{}, 12, 13, true},
+                            {{12, 13, 15}, 14, 16, true},
+                            {Range(12, 31), 31, 32, true},
+                            {Range(12, 32), 32, 33, false},
+                            {Range(12, 33), 32, 33, false}};
+
+TEST(ShaderDebuggerShaderIL, DebuggerTakesTheFirstFreeUAVsFrom12)
+{
+    for (const UAVRow& row : g_UAVRows)
+    {
+        SCOPED_TRACE(::testing::Message() << row.vDeclared.size() << " UAVs");
+        std::string strDeclarations;
+        for (unsigned int nUAV : row.vDeclared)
+        {
+            strDeclarations +=
+                "dcl_typeless_uav_id(" + std::to_string(nUAV) + ")_type(0)_stride(4)_length(4)\n";
+        }
+        const auto pKernel =
+            Analyze("straight", Replace("dcl_max_thread_per_group",
+                                        strDeclarations + "dcl_max_thread_per_group"));
+        CAnalyzedShaderIL& shader = *pKernel->m_pShader;
+        EXPECT_EQ(row.nResultUAV, shader.m_nResultUAV);
+        EXPECT_EQ(row.nExecMaskUAV, shader.m_nExecMaskUAV);
+        EXPECT_EQ(row.bAccepted, IsDebuggable(*pKernel));
+        EXPECT_EQ(!row.bAccepted,
+                  pKernel->m_Host.Logged("Error:   There are insufficient free UAVs."));
+        EXPECT_EQ("", shader.Info().strError[0]);
+    }
+}
 
 // One row: an edit of a corpus kernel that the analysis refuses, and its reason.
 struct RefusalRow
@@ -546,63 +510,51 @@ struct RefusalRow
     bool bLastError;
 };
 
-std::ostream& operator<<(std::ostream& os, const RefusalRow& row)
-{
-    return os << row.pName;
-}
+const RefusalRow g_RefusalRows[] = {
+    {"Loop", "loop", Replace("\nwhileloop\n", "\nloop i0\n"), Edit(),
+     "IL instruction loop is not yet supported.", true},
+    {"LoopThatNeverRuns", "straight", BeforeRet("ret\nloop i0\nendloop\n"), Edit(),
+     "IL instruction loop is not yet supported.", true},
+    {"ReturningAtomic", "atomic", Edit(), Edit(),
+     "IL instruction uav_read_add is not yet supported.", true},
+    {"EmitInAComputeKernel", "straight", BeforeRet("emit\n"), Edit(),
+     "IL instruction emit is not yet supported.", true},
+    {"FuncBeforeEndmain", "straight", Replace("endmain\n", ""), Edit(), "Invalid shader.", false},
+    {"RetInMainAfterEndmain", "functions",
+     Replace(";__OpenCL_functions_kernel\n", ";__OpenCL_functions_kernel\nret\n"), Edit(),
+     "Invalid shader.", false},
+    {"EndfuncInALoop", "loop", Replace("endloop\n", ""), Edit(), "Invalid shader.", false},
+    {"EndifWithoutIf", "straight", BeforeRet("endif\n"), Edit(), "", false},
+    {"EndloopOnASwitch", "switch", Replace("endswitch\niadd r1.y", "endloop\niadd r1.y"), Edit(),
+     "", false},
+    {"SecondMaxThreadPerGroup", "straight",
+     Replace("dcl_literal l0", "dcl_max_thread_per_group 64\ndcl_literal l0"), Edit(), "", false},
+    {"NoThreadGroupSize", "straight", Replace("dcl_max_thread_per_group 256\n", ""), Edit(), "",
+     false},
+    {"ArgumentsEndingAt40", "straight", Edit(), Replace(":u32:1:1:0:uav", ":u32:1:1:24:uav"), "",
+     false},
+    {"RefusedDevice", "straight", Edit(), Replace(";device:larkspur", ";device:sorrel"), "",
+     false}};
 
-class RefusalTest : public ::testing::TestWithParam<RefusalRow>
+TEST(ShaderDebuggerShaderIL, KernelIsRefusedWithItsReason)
 {
-};
-
-TEST_P(RefusalTest, KernelIsRefusedWithItsReason)
-{
-    const RefusalRow& row = GetParam();
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze(row.pKernel, row.editIL, row.editMetadata);
-    const ShaderInfo& info = pKernel->m_pShader->Info();
-    EXPECT_EQ(0u, info.nDebuggableModes);
-    for (const std::string& strError : info.strError)
+    for (const RefusalRow& row : g_RefusalRows)
     {
-        EXPECT_EQ(row.pError, strError);
-    }
-    EXPECT_EQ(row.bLastError ? row.pError : "", pKernel->m_Host.m_strLastError);
-    if (*row.pError != '\0')
-    {
-        EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+        SCOPED_TRACE(row.pName);
+        const auto pKernel = Analyze(row.pKernel, row.editIL, row.editMetadata);
+        const ShaderInfo& info = pKernel->m_pShader->Info();
+        EXPECT_EQ(0u, info.nDebuggableModes);
+        for (const std::string& strError : info.strError)
+        {
+            EXPECT_EQ(row.pError, strError);
+        }
+        EXPECT_EQ(row.bLastError ? row.pError : "", pKernel->m_Host.m_strLastError);
+        if (*row.pError != '\0')
+        {
+            EXPECT_TRUE(pKernel->m_Host.Logged("Error:   " + std::string(row.pError)));
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Corpus, RefusalTest,
-    ::testing::Values(
-        RefusalRow{"Loop", "loop", Replace("\nwhileloop\n", "\nloop i0\n"), Edit(),
-                   "IL instruction loop is not yet supported.", true},
-        RefusalRow{"LoopThatNeverRuns", "straight", BeforeRet("ret\nloop i0\nendloop\n"), Edit(),
-                   "IL instruction loop is not yet supported.", true},
-        RefusalRow{"ReturningAtomic", "atomic", Edit(), Edit(),
-                   "IL instruction uav_read_add is not yet supported.", true},
-        RefusalRow{"EmitInAComputeKernel", "straight", BeforeRet("emit\n"), Edit(),
-                   "IL instruction emit is not yet supported.", true},
-        RefusalRow{"FuncBeforeEndmain", "straight", Replace("endmain\n", ""), Edit(),
-                   "Invalid shader.", false},
-        RefusalRow{"RetInMainAfterEndmain", "functions",
-                   Replace(";__OpenCL_functions_kernel\n", ";__OpenCL_functions_kernel\nret\n"),
-                   Edit(), "Invalid shader.", false},
-        RefusalRow{"EndfuncInALoop", "loop", Replace("endloop\n", ""), Edit(), "Invalid shader.",
-                   false},
-        RefusalRow{"EndifWithoutIf", "straight", BeforeRet("endif\n"), Edit(), "", false},
-        RefusalRow{"EndloopOnASwitch", "switch",
-                   Replace("endswitch\niadd r1.y", "endloop\niadd r1.y"), Edit(), "", false},
-        RefusalRow{"SecondMaxThreadPerGroup", "straight",
-                   Replace("dcl_literal l0", "dcl_max_thread_per_group 64\ndcl_literal l0"), Edit(),
-                   "", false},
-        RefusalRow{"NoThreadGroupSize", "straight", Replace("dcl_max_thread_per_group 256\n", ""),
-                   Edit(), "", false},
-        RefusalRow{"ArgumentsEndingAt40", "straight", Edit(),
-                   Replace(":u32:1:1:0:uav", ":u32:1:1:24:uav"), "", false},
-        RefusalRow{"RefusedDevice", "straight", Edit(),
-                   Replace(";device:larkspur", ";device:sorrel"), "", false}),
-    [](const ::testing::TestParamInfo<RefusalRow>& info) { return std::string(info.param.pName); });
 
 // Token streams without an image: only the header and the closing checks stand between them
 // and the analysis.
@@ -614,45 +566,36 @@ struct StreamRow
     bool bAccepted;
 };
 
-std::ostream& operator<<(std::ostream& os, const StreamRow& row)
-{
-    return os << row.pName;
-}
-
-class TokenStreamTest : public ::testing::TestWithParam<StreamRow>
-{
-};
-
-TEST_P(TokenStreamTest, BareTokensAreAnalysedWithoutMetadata)
-{
-    const StreamRow& row = GetParam();
-    const std::vector<char> vData(reinterpret_cast<const char*>(row.vTokens.data()),
-                                  reinterpret_cast<const char*>(row.vTokens.data()) +
-                                      row.vTokens.size() * sizeof(unsigned int));
-    CAnalyzedKernel kernel("bare", vData);
-    EXPECT_EQ(row.bAccepted, IsDebuggable(kernel));
-    EXPECT_EQ(row.pError, kernel.m_pShader->Info().strError[0]);
-    EXPECT_EQ(0xFFFFFFFFu, kernel.m_pShader->m_nKernelABIConstantBufferSize);
-}
-
 const unsigned int g_nEnd = ShaderUtils::IL_OP_END;
 const unsigned int g_nPixel_2_0 = 0x10200;
 const unsigned int g_nCompute_2_0 = 0x30200;
 
-INSTANTIATE_TEST_SUITE_P(
-    Headers, TokenStreamTest,
-    ::testing::Values(
-        StreamRow{"Language256", {256, g_nPixel_2_0, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"Version0", {0, 0x10000, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"ShaderType6", {0, 0x60200, g_nEnd}, "Invalid shader.", false},
-        StreamRow{"NoEnd", {0, g_nPixel_2_0}, "", false},
-        StreamRow{"PixelShader", {0, g_nPixel_2_0, g_nEnd}, "", true},
-        StreamRow{"ComputeWithoutMetadata", {0, g_nCompute_2_0, g_nEnd}, "", false}),
-    [](const ::testing::TestParamInfo<StreamRow>& info) { return std::string(info.param.pName); });
+const StreamRow g_StreamRows[] = {
+    {"Language256", {256, g_nPixel_2_0, g_nEnd}, "Invalid shader.", false},
+    {"Version0", {0, 0x10000, g_nEnd}, "Invalid shader.", false},
+    {"ShaderType6", {0, 0x60200, g_nEnd}, "Invalid shader.", false},
+    {"NoEnd", {0, g_nPixel_2_0}, "", false},
+    {"PixelShader", {0, g_nPixel_2_0, g_nEnd}, "", true},
+    {"ComputeWithoutMetadata", {0, g_nCompute_2_0, g_nEnd}, "", false}};
+
+TEST(ShaderDebuggerShaderIL, BareTokensAreAnalysedWithoutMetadata)
+{
+    for (const StreamRow& row : g_StreamRows)
+    {
+        SCOPED_TRACE(row.pName);
+        const std::vector<char> vData(reinterpret_cast<const char*>(row.vTokens.data()),
+                                      reinterpret_cast<const char*>(row.vTokens.data()) +
+                                          row.vTokens.size() * sizeof(unsigned int));
+        CAnalyzedKernel kernel("bare", vData);
+        EXPECT_EQ(row.bAccepted, IsDebuggable(kernel));
+        EXPECT_EQ(row.pError, kernel.m_pShader->Info().strError[0]);
+        EXPECT_EQ(0xFFFFFFFFu, kernel.m_pShader->m_nKernelABIConstantBufferSize);
+    }
+}
 
 TEST(ShaderDebuggerShaderIL, OperationsWithoutAnEngineMeaning)
 {
-    std::unique_ptr<CAnalyzedKernel> pKernel = Analyze("straight");
+    const auto pKernel = Analyze("straight");
     CAnalyzedShaderIL& shader = *pKernel->m_pShader;
     std::vector<std::string> vKeywords(1, "x");
     EXPECT_FALSE(shader.GetShaderKeywords(vKeywords, 1));

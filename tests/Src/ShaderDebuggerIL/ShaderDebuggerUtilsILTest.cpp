@@ -34,7 +34,9 @@ unsigned int Swizzle(unsigned int x, unsigned int y, unsigned int z, unsigned in
 }
 } // namespace
 
-TEST(ShaderDebuggerUtilsILTest, TypeConversionsAreOneToOneOverTheILTypes)
+// Every IL type converts one to one, and its name parses back ("v" and "o" to the first of their
+// two types).
+TEST(ShaderDebuggerUtilsILTest, TypeConversionsAndNamesAreOneToOneOverTheILTypes)
 {
     std::set<RegisterType> seen;
     for (unsigned int nILType = 0; nILType < IL_REGTYPE_LAST; ++nILType)
@@ -43,10 +45,15 @@ TEST(ShaderDebuggerUtilsILTest, TypeConversionsAreOneToOneOverTheILTypes)
         {
             continue;
         }
+        SCOPED_TRACE(nILType);
         const RegisterType type = ILtoSDRegisterType(nILType);
-        EXPECT_NE(RT_Unknown, type) << nILType;
-        EXPECT_TRUE(seen.insert(type).second) << nILType;
-        EXPECT_EQ(nILType, SDtoILRegisterType(type)) << nILType;
+        EXPECT_NE(RT_Unknown, type);
+        EXPECT_TRUE(seen.insert(type).second);
+        EXPECT_EQ(nILType, SDtoILRegisterType(type));
+        const std::string strName = GetILRegisterType(nILType);
+        EXPECT_EQ(ShaderUtils::GetILRegTypeName(nILType), strName);
+        const unsigned int nExpected = nILType == 33 ? 5 : (nILType == 34 ? 11 : nILType);
+        EXPECT_EQ(nExpected, ParseILRegisterType(strName));
     }
     EXPECT_EQ(62u, seen.size());
 
@@ -80,17 +87,6 @@ TEST(ShaderDebuggerUtilsILTest, TypeConversionsAreOneToOneOverTheILTypes)
 
 TEST(ShaderDebuggerUtilsILTest, TypeNamesInBothDirections)
 {
-    for (unsigned int nILType = 0; nILType < IL_REGTYPE_LAST; ++nILType)
-    {
-        if (!IsILType(nILType))
-        {
-            continue;
-        }
-        const std::string strName = GetILRegisterType(nILType);
-        EXPECT_EQ(ShaderUtils::GetILRegTypeName(nILType), strName);
-        const unsigned int nExpected = nILType == 33 ? 5 : (nILType == 34 ? 11 : nILType);
-        EXPECT_EQ(nExpected, ParseILRegisterType(strName)) << strName;
-    }
     EXPECT_EQ("o", GetILRegisterType(34));
     EXPECT_EQ(11u, ParseILRegisterType("o"));
     EXPECT_EQ(5u, ParseILRegisterType("v"));
