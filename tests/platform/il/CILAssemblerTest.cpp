@@ -40,6 +40,15 @@ std::vector<unsigned int> Comment(const std::string& strText)
     }
     return vTokens;
 }
+
+// Each statement of a table assembles to its tokens.
+void ExpectTokens(const std::vector<std::pair<const char*, std::vector<unsigned int>>>& vRows)
+{
+    for (const auto& row : vRows)
+    {
+        EXPECT_EQ(row.second, Statement(row.first)) << row.first;
+    }
+}
 } // namespace
 
 TEST(CILAssemblerTest, HeaderMacrosAndElementLines)
@@ -68,64 +77,44 @@ TEST(CILAssemblerTest, HeaderMacrosAndElementLines)
 
 TEST(CILAssemblerTest, OperandEncodings)
 {
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2}), Statement("mov r1, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x01, R2}),
-              Statement("mov r1.x, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x11, R2}),
-              Statement("mov r1.x_z_, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0xE1, R2}),
-              Statement("mov r1.x_23, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x5140}),
-              Statement("mov r1, r2.x0y1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x0000}),
-              Statement("mov r1, r2.x"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x1110}),
-              Statement("mov r1, r2.xy"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0xBA98}),
-              Statement("mov r1, -r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x3A18 | IL_SRC_ABS}),
-              Statement("mov r1, r2_neg(xz)_abs"));
-
-    // A lone index is the immediate of an indexed temp in an instruction and
-    // the dimension token everywhere else.
     const unsigned int nX1 = Operand(IL_REGTYPE_INDEXABLE_TEMP, 1);
     const unsigned int nCb1 = Operand(IL_REGTYPE_CONST_BUFF, 1);
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | IL_REG_IMMEDIATE_PRESENT, 3}),
-              Statement("mov r1, x1[3]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_DIMENSION, 4}),
-              Statement("mov r1, cb1[4]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_INDEXED_TEMP_ARRAY, nX1 | IL_REG_DIMENSION, 64}),
-              Statement("dcl_indexed_temp_array x1[64]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_IMMEDIATE_PRESENT, 4}),
-              Statement("mov r1, cb1[imm(4)]"));
-    EXPECT_EQ((std::vector<unsigned int>{
-                  IL_OP_MOV, R1,
-                  nX1 | IL_REG_DIMENSION | IL_REG_IMMEDIATE_PRESENT | IL_REG_EXTENDED, 5, 6, 7}),
-              Statement("mov r1, x1[imm(6) + dim(5)]_ext(7)"));
-
-    // Register-relative: the index register with its modifier, then the
-    // immediate; relative: its token, then the immediate.
     const unsigned int nRegRelative = IL_ADDR_REG_RELATIVE << IL_REG_RELATIVE_SHIFT;
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | nRegRelative | IL_REG_IMMEDIATE_PRESENT,
-                                   R0 | MOD, 0x1111, 3}),
-        Statement("mov r1, x1[r0.y + 3]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, nX1 | nRegRelative, R0, R2}),
-              Statement("mov x1[r0], r2"));
-    EXPECT_EQ(
-        (std::vector<unsigned int>{
-            IL_OP_MOV, R1, nCb1 | (1u << IL_REG_RELATIVE_SHIFT) | IL_REG_IMMEDIATE_PRESENT, 9, 2}),
-        Statement("mov r1, cb1[2 + rel(9)]"));
-}
-
-TEST(CILAssemblerTest, TempNumbersAreSeventeenBitsSigned)
-{
-    const unsigned int nMinusOne = Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN);
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV, nMinusOne, Operand(IL_REGTYPE_TEMP, 0, IL_REG_SIGN)}),
-        Statement("mov r-1, r-65536"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF), nMinusOne}),
-              Statement("mov r65535, r-1"));
+    ExpectTokens({
+        {"mov r1, r2", {IL_OP_MOV, R1, R2}},
+        {"mov r1.x, r2", {IL_OP_MOV, R1 | MOD, 0x01, R2}},
+        {"mov r1.x_z_, r2", {IL_OP_MOV, R1 | MOD, 0x11, R2}},
+        {"mov r1.x_23, r2", {IL_OP_MOV, R1 | MOD, 0xE1, R2}},
+        {"mov r1, r2.x0y1", {IL_OP_MOV, R1, R2 | MOD, 0x5140}},
+        {"mov r1, r2.x", {IL_OP_MOV, R1, R2 | MOD, 0x0000}},
+        {"mov r1, r2.xy", {IL_OP_MOV, R1, R2 | MOD, 0x1110}},
+        {"mov r1, -r2", {IL_OP_MOV, R1, R2 | MOD, 0xBA98}},
+        {"mov r1, r2_neg(xz)_abs", {IL_OP_MOV, R1, R2 | MOD, 0x3A18 | IL_SRC_ABS}},
+        // A lone index is the immediate of an indexed temp in an instruction and the dimension
+        // token everywhere else.
+        {"mov r1, x1[3]", {IL_OP_MOV, R1, nX1 | IL_REG_IMMEDIATE_PRESENT, 3}},
+        {"mov r1, cb1[4]", {IL_OP_MOV, R1, nCb1 | IL_REG_DIMENSION, 4}},
+        {"dcl_indexed_temp_array x1[64]",
+         {IL_OP_DCL_INDEXED_TEMP_ARRAY, nX1 | IL_REG_DIMENSION, 64}},
+        {"mov r1, cb1[imm(4)]", {IL_OP_MOV, R1, nCb1 | IL_REG_IMMEDIATE_PRESENT, 4}},
+        {"mov r1, x1[imm(6) + dim(5)]_ext(7)",
+         {IL_OP_MOV, R1, nX1 | IL_REG_DIMENSION | IL_REG_IMMEDIATE_PRESENT | IL_REG_EXTENDED, 5, 6,
+          7}},
+        // Register-relative: the index register with its modifier, then the immediate;
+        // relative: its token, then the immediate.
+        {"mov r1, x1[r0.y + 3]",
+         {IL_OP_MOV, R1, nX1 | nRegRelative | IL_REG_IMMEDIATE_PRESENT, R0 | MOD, 0x1111, 3}},
+        {"mov x1[r0], r2", {IL_OP_MOV, nX1 | nRegRelative, R0, R2}},
+        {"mov r1, cb1[2 + rel(9)]",
+         {IL_OP_MOV, R1, nCb1 | (1u << IL_REG_RELATIVE_SHIFT) | IL_REG_IMMEDIATE_PRESENT, 9, 2}},
+        // Temp numbers are 17 bits, signed.
+        {"mov r-1, r-65536",
+         {IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN),
+          Operand(IL_REGTYPE_TEMP, 0, IL_REG_SIGN)}},
+        {"mov r65535, r-1",
+         {IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF),
+          Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN)}},
+    });
     // Bare compute input names are number 0.
     EXPECT_EQ(Statement("mov r0, vAbsTid0"), Statement("mov r0, vAbsTid"));
 }
@@ -152,52 +141,43 @@ TEST(CILAssemblerTest, LengthsOfCountedInstructions)
     vSplit.insert(vSplit.end(), vRest.begin(), vRest.end());
     EXPECT_EQ(vSplit, Statement(";" + strLong));
 
-    const unsigned int nL1 = Operand(IL_REGTYPE_LITERAL, 1);
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_DCL_LITERAL, nL1, 0x3F800000, 0xFFFFFFFF, 0xBF800000, 16}),
-        Statement("dcl_literal l1, 1.0, -1, -1.0f, 0x10"));
     const unsigned int nCb0 = Operand(IL_REGTYPE_CONST_BUFF, 0, IL_REG_DIMENSION);
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB, nCb0, 16}), Statement("dcl_cb cb0[16]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 7, 8}),
-              Statement("dcl_cb_data 7, 8"));
-    EXPECT_EQ((std::vector<unsigned int>{
-                  IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0, 5}),
-              Statement("dcl_cb_data_sec(5)"));
-
     const unsigned int nMcall = IL_OP_MCALL | (4u << IL_CONTROL_SHIFT);
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010002, R0, R1, R2}),
-              Statement("mcall(4) (r0), (r1, r2)"));
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00000001, R1}), Statement("mcall(4) (), (r1)"));
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010000, R0}), Statement("mcall(4) (r0), ()"));
-
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << IL_CONTROL_SHIFT),
-                                         64, 2, 1}),
-              Statement("dcl_num_thread_per_group 64, 2, 1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_CALL, 1024}), Statement("call 1024"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FUNC, 0xFFFFFFFF}), Statement("func 4294967295"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_WAVESIZE | (64u << IL_CONTROL_SHIFT)}),
-              Statement("dcl_wavesize 64"));
+    ExpectTokens({
+        {"dcl_literal l1, 1.0, -1, -1.0f, 0x10",
+         {IL_OP_DCL_LITERAL, Operand(IL_REGTYPE_LITERAL, 1), 0x3F800000, 0xFFFFFFFF, 0xBF800000,
+          16}},
+        {"dcl_cb cb0[16]", {IL_OP_DCL_CB, nCb0, 16}},
+        {"dcl_cb_data 7, 8", {IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 7, 8}},
+        {"dcl_cb_data_sec(5)",
+         {IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0, 5}},
+        {"mcall(4) (r0), (r1, r2)", {nMcall, 0x00010002, R0, R1, R2}},
+        {"mcall(4) (), (r1)", {nMcall, 0x00000001, R1}},
+        {"mcall(4) (r0), ()", {nMcall, 0x00010000, R0}},
+        {"dcl_num_thread_per_group 64, 2, 1",
+         {IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << IL_CONTROL_SHIFT), 64, 2, 1}},
+        {"call 1024", {IL_OP_CALL, 1024}},
+        {"func 4294967295", {IL_OP_FUNC, 0xFFFFFFFF}},
+        {"dcl_wavesize 64", {IL_OP_DCL_WAVESIZE | (64u << IL_CONTROL_SHIFT)}},
+    });
 }
 
 TEST(CILAssemblerTest, ControlSuffixes)
 {
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_STORE | (11u << 16) | (1u << 29),
-                                         Operand(IL_REGTYPE_MEM, 0, MOD), 0x01, R1, R2}),
-              Statement("uav_raw_store_id(11)_a64 mem0.x, r1, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_IFC | (3u << 16), R0, R1}),
-              Statement("ifc_relop(ge) r0, r1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FENCE | (0x7u << 16)}),
-              Statement("fence_memory_threads_lds"));
-    EXPECT_EQ((std::vector<unsigned int>{0x10000086u | (3u << 16), R0, R1}),
-              Statement("load_ext_resource(3) r0, r1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_TYPELESS_UAV | (8u << 16) | (3u << 26), 4, 64}),
-              Statement("dcl_typeless_uav_length(64)_type(3)_id(8)_stride(4)"));
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | (5u << 16), 0x10, R0, R1}),
-        Statement("mov_pri(0x10)_control(5) r0, r1"));
-    // Bits 30 and 31 of uav_raw_load aren't modifier flags.
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_LOAD | 0x80000000u, R0, R1}),
-              Statement("uav_raw_load_control(0x8000) r0, r1"));
+    ExpectTokens({
+        {"uav_raw_store_id(11)_a64 mem0.x, r1, r2",
+         {IL_OP_UAV_RAW_STORE | (11u << 16) | (1u << 29), Operand(IL_REGTYPE_MEM, 0, MOD), 0x01, R1,
+          R2}},
+        {"ifc_relop(ge) r0, r1", {IL_OP_IFC | (3u << 16), R0, R1}},
+        {"fence_memory_threads_lds", {IL_OP_FENCE | (0x7u << 16)}},
+        {"load_ext_resource(3) r0, r1", {0x10000086u | (3u << 16), R0, R1}},
+        {"dcl_typeless_uav_length(64)_type(3)_id(8)_stride(4)",
+         {IL_OP_DCL_TYPELESS_UAV | (8u << 16) | (3u << 26), 4, 64}},
+        {"mov_pri(0x10)_control(5) r0, r1",
+         {IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | (5u << 16), 0x10, R0, R1}},
+        // Bits 30 and 31 of uav_raw_load aren't modifier flags.
+        {"uav_raw_load_control(0x8000) r0, r1", {IL_OP_UAV_RAW_LOAD | 0x80000000u, R0, R1}},
+    });
     EXPECT_EQ(Statement("and r0, r1, r2"), Statement("iand r0, r1, r2"));
 }
 

@@ -1,5 +1,6 @@
 // Launch files: the values they give, and the file, line and key of every fault.
 #include "CLaunchDescription.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,8 @@ using namespace XAN_Launch;
 
 namespace
 {
+const std::string DATA_DIR = XAN_LAUNCH_TEST_DATA_DIR;
+
 // The head every launch below shares: the program file exists in the test's folder.
 const std::string HEAD = "program = \"k.il\"\n"
                          "kernel = \"k\"\n"
@@ -47,56 +50,7 @@ template <class T> std::vector<T> As(const std::vector<uint8_t>& vBytes)
 
 TEST_F(CLaunchDescriptionTest, EveryArgumentKindAndContentForm)
 {
-    ASSERT_TRUE(Parse("program = \"k.il\"\n"
-                      "kernel = \"k\"\n"
-                      "options = \"-g\"\n"
-                      "device = \"fennel\"\n"
-                      "global = [8, 4]\n"
-                      "local = [4, 2]\n"
-                      "offset = [1, 2]\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "name = \"a\"\n"
-                      "type = \"int\"\n"
-                      "count = 3\n"
-                      "access = \"read_only\"\n"
-                      "values = [1, -2, \"0xFFFFFFFF\"]\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"float3\"\n"
-                      "count = 2\n"
-                      "range = { start = 0.5, step = 1 }\n"
-                      "expect = { fill = 2.5 }\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"uchar\"\n"
-                      "count = 4\n"
-                      "file = \"data.bin\"\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"ulong\"\n"
-                      "count = 100\n"
-                      "random = { seed = 7, min = 10, max = 12 }\n"
-                      "[[args]]\n"
-                      "kind = \"scalar\"\n"
-                      "type = \"short2\"\n"
-                      "value = [3, -4]\n"
-                      "[[args]]\n"
-                      "kind = \"local\"\n"
-                      "size = 64\n"
-                      "[[args]]\n"
-                      "kind = \"image\"\n"
-                      "order = \"RG\"\n"
-                      "channel_type = \"UNSIGNED_INT16\"\n"
-                      "width = 2\n"
-                      "height = 3\n"
-                      "fill = 9\n"
-                      "[[args]]\n"
-                      "kind = \"sampler\"\n"
-                      "normalized = true\n"
-                      "addressing = \"repeat\"\n"
-                      "filter = \"linear\"\n"))
-        << m_strError;
+    ASSERT_TRUE(Parse(XAN_Test::ReadFile(DATA_DIR + "/every_kind.toml"))) << m_strError;
     EXPECT_EQ("cases/k.il", m_Launch.GetProgramPath());
     EXPECT_EQ("il_cs_2_0\nend\n", m_Launch.GetProgramText());
     EXPECT_EQ("-g", m_Launch.GetOptions());
