@@ -69,9 +69,7 @@ TEST(ICDLoaderTest, UnsupportedFunctionsAnswerWithAnError)
     cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
     ASSERT_EQ(CL_SUCCESS, nError);
-    nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateFromGLBuffer(context, CL_MEM_READ_WRITE, 1, &nError));
-    EXPECT_EQ(CL_INVALID_CONTEXT, nError);
+    EXPECT_EQ(CL_INVALID_CONTEXT, ErrorOf(clCreateFromGLBuffer, context, CL_MEM_READ_WRITE, 1));
     EXPECT_EQ(nullptr, clSVMAlloc(context, CL_MEM_READ_WRITE, 64, 0));
     // DiagnosticsTest checks clEnqueueNativeKernel.
     clReleaseContext(context);
@@ -99,9 +97,7 @@ TEST(ICDLoaderTest, CallsWithoutAnObjectOfThePlatformAreAnsweredByTheLoader)
     // DiagnosticsTest holds the refusals that reach the platform.
     cl_device_id device = FirstDevice(NordvanePlatform());
     EXPECT_EQ(CL_INVALID_VALUE, clGetPlatformIDs(0, nullptr, nullptr));
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateContext(nullptr, 0, nullptr, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_VALUE, nError);
+    EXPECT_EQ(CL_INVALID_VALUE, ErrorOf(clCreateContext, nullptr, 0, nullptr, nullptr, nullptr));
     // The size query alone succeeds.
     size_t nSize = 0;
     EXPECT_EQ(CL_SUCCESS, clGetDeviceInfo(device, CL_DEVICE_NAME, 0, nullptr, &nSize));

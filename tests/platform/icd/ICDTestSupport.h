@@ -50,11 +50,12 @@ inline std::string PlatformString(cl_platform_id platform, cl_platform_info nPar
     return InfoString(clGetPlatformInfo, platform, nParam);
 }
 
-// The status that a call making an object gives through its last argument.
+// The status that a refused call making an object gives through its last argument; it makes
+// nothing.
 template <class F, class... A> cl_int ErrorOf(F pfnMake, A... args)
 {
     cl_int nError = CL_SUCCESS;
-    pfnMake(args..., &nError);
+    EXPECT_EQ(nullptr, pfnMake(args..., &nError));
     return nError;
 }
 

@@ -288,7 +288,7 @@ TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
     // A flagged queue in a context without a callback is refused.
     cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    EXPECT_EQ(nullptr, clCreateCommandQueue(context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError));
-    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES, nError);
+    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
+              ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
     clReleaseContext(context);
 }

@@ -64,9 +64,8 @@ TEST_F(MemoryTest, BuffersKeepTheirFlagsAndRefuseWhatTheyDontAllow)
     std::vector<uint8_t> vOut(64);
     EXPECT_EQ(CL_INVALID_OPERATION, clEnqueueReadBuffer(m_Queue, staging, CL_TRUE, 0, 64,
                                                         vOut.data(), 0, nullptr, nullptr));
-    EXPECT_EQ(nullptr, clEnqueueMapBuffer(m_Queue, staging, CL_TRUE, CL_MAP_READ, 0, 64, 0, nullptr,
-                                          nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_OPERATION, nError);
+    EXPECT_EQ(CL_INVALID_OPERATION, ErrorOf(clEnqueueMapBuffer, m_Queue, staging, CL_TRUE,
+                                            CL_MAP_READ, 0, 64, 0, nullptr, nullptr));
 
     struct SCase
     {
@@ -83,8 +82,8 @@ TEST_F(MemoryTest, BuffersKeepTheirFlagsAndRefuseWhatTheyDontAllow)
     for (const SCase& test : vCases)
     {
         void* pHost = test.bHostPtr ? const_cast<uint8_t*>(vData.data()) : nullptr;
-        EXPECT_EQ(nullptr, clCreateBuffer(m_Context, test.nFlags, test.nSize, pHost, &nError));
-        EXPECT_EQ(test.nError, nError) << "flags " << test.nFlags;
+        EXPECT_EQ(test.nError, ErrorOf(clCreateBuffer, m_Context, test.nFlags, test.nSize, pHost))
+            << "flags " << test.nFlags;
     }
 }
 
@@ -109,12 +108,11 @@ TEST_F(MemoryTest, SubBuffersShareTheirParentsBytes)
     EXPECT_EQ(256u, Info<size_t>(clGetMemObjectInfo, sub, CL_MEM_OFFSET));
 
     region = {768, 512};
-    EXPECT_EQ(nullptr,
-              clCreateSubBuffer(parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
-    EXPECT_EQ(CL_INVALID_VALUE, nError);
+    EXPECT_EQ(CL_INVALID_VALUE,
+              ErrorOf(clCreateSubBuffer, parent, 0, CL_BUFFER_CREATE_TYPE_REGION, &region));
     region = {0, 16};
-    EXPECT_EQ(nullptr, clCreateSubBuffer(sub, 0, CL_BUFFER_CREATE_TYPE_REGION, &region, &nError));
-    EXPECT_EQ(CL_INVALID_MEM_OBJECT, nError);
+    EXPECT_EQ(CL_INVALID_MEM_OBJECT,
+              ErrorOf(clCreateSubBuffer, sub, 0, CL_BUFFER_CREATE_TYPE_REGION, &region));
 }
 
 TEST_F(MemoryTest, RectanglesFillsAndCopiesMoveTheRightBytes)
@@ -222,11 +220,9 @@ TEST_F(MemoryTest, EveryWorkingCopyFormatIsOfferedAndPacksTightly)
         }
     }
     const cl_image_format packed = {CL_RGB, CL_UNORM_SHORT_565};
-    cl_int nError = CL_SUCCESS;
     const cl_image_desc desc = Desc(CL_MEM_OBJECT_IMAGE2D, 4, 4);
-    EXPECT_EQ(nullptr,
-              clCreateImage(m_Context, CL_MEM_READ_WRITE, &packed, &desc, nullptr, &nError));
-    EXPECT_EQ(CL_IMAGE_FORMAT_NOT_SUPPORTED, nError);
+    EXPECT_EQ(CL_IMAGE_FORMAT_NOT_SUPPORTED,
+              ErrorOf(clCreateImage, m_Context, CL_MEM_READ_WRITE, &packed, &desc, nullptr));
 }
 
 TEST_F(MemoryTest, ImagesMoveTheirPixelsThroughEveryCommand)
@@ -332,9 +328,8 @@ TEST_F(MemoryTest, ImagesOfEveryDimensionReportTheirShape)
     EXPECT_EQ(vRow, std::vector<float>(vAll.begin() + 12, vAll.begin() + 18));
 
     const cl_image_desc tooWide = Desc(CL_MEM_OBJECT_IMAGE2D, 20000, 2);
-    EXPECT_EQ(nullptr,
-              clCreateImage(m_Context, CL_MEM_READ_WRITE, &format, &tooWide, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_IMAGE_SIZE, nError);
+    EXPECT_EQ(CL_INVALID_IMAGE_SIZE,
+              ErrorOf(clCreateImage, m_Context, CL_MEM_READ_WRITE, &format, &tooWide, nullptr));
 }
 
 TEST_F(MemoryTest, SamplersAndDestructorCallbacks)
@@ -346,9 +341,8 @@ TEST_F(MemoryTest, SamplersAndDestructorCallbacks)
     EXPECT_EQ(cl_addressing_mode(CL_ADDRESS_CLAMP_TO_EDGE),
               Info<cl_addressing_mode>(clGetSamplerInfo, sampler, CL_SAMPLER_ADDRESSING_MODE));
     clReleaseSampler(sampler);
-    EXPECT_EQ(nullptr,
-              clCreateSampler(m_Context, CL_FALSE, CL_ADDRESS_REPEAT, CL_FILTER_NEAREST, &nError));
-    EXPECT_EQ(CL_INVALID_VALUE, nError);
+    EXPECT_EQ(CL_INVALID_VALUE,
+              ErrorOf(clCreateSampler, m_Context, CL_FALSE, CL_ADDRESS_REPEAT, CL_FILTER_NEAREST));
 
     int nDestroyed = 0;
     cl_mem buffer = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, 16, nullptr, &nError);

@@ -128,9 +128,7 @@ TEST_F(ProgramBuildTest, ABinaryBuildsOneKernelFromItsDebugIL)
     ASSERT_EQ(CL_SUCCESS,
               clBuildProgram(program, 1, &m_Device, "-ignore-env -use-debugil -just-kernel=second",
                              nullptr, nullptr));
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateKernel(program, "first", &nError));
-    EXPECT_EQ(CL_INVALID_KERNEL_NAME, nError);
+    EXPECT_EQ(CL_INVALID_KERNEL_NAME, ErrorOf(clCreateKernel, program, "first"));
     EXPECT_EQ(std::vector<float>(64, 2.0f), RunFill(program, "second"));
     // The binary of a program made from one is that binary, unchanged.
     EXPECT_EQ(vBinary, ProgramBinary(program));
@@ -238,8 +236,7 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
     EXPECT_EQ(CL_BUILD_PROGRAM_FAILURE, clBuildProgram(program, 0, nullptr, "", nullptr, nullptr));
     EXPECT_EQ(CL_BUILD_ERROR, Info<cl_build_status>(clGetProgramBuildInfo, program, m_Device,
                                                     CL_PROGRAM_BUILD_STATUS));
-    EXPECT_EQ(nullptr, clCreateKernel(program, "k", &nError));
-    EXPECT_EQ(CL_INVALID_PROGRAM_EXECUTABLE, nError);
+    EXPECT_EQ(CL_INVALID_PROGRAM_EXECUTABLE, ErrorOf(clCreateKernel, program, "k"));
 
     const unsigned char vJunk[] = "not an ELF image";
     const unsigned char* pJunk = vJunk;

@@ -33,9 +33,8 @@ XAN_CHILD_TEST(HiddenExtensions)
               PlatformString(m_Platform, CL_PLATFORM_EXTENSIONS));
     EXPECT_EQ(nullptr, clGetExtensionFunctionAddress("clCreateKeyXAN"));
     const cl_context_properties vProperties[] = {CL_CONTEXT_INTERCEPT_CALLBACK_XAN, 1, 0};
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateContext(vProperties, 1, &m_Device, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_PROPERTY, nError);
+    EXPECT_EQ(CL_INVALID_PROPERTY,
+              ErrorOf(clCreateContext, vProperties, 1, &m_Device, nullptr, nullptr));
 }
 
 TEST(SettingsTest, ExtraCPUDeviceAndSecondPlatform)
@@ -80,9 +79,7 @@ XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
     }
     // Devices of two platforms don't share a context.
     cl_device_id vMixed[] = {FirstDevice(nordvane), FirstDevice(other)};
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateContext(nullptr, 2, vMixed, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_DEVICE, nError);
+    EXPECT_EQ(CL_INVALID_DEVICE, ErrorOf(clCreateContext, nullptr, 2, vMixed, nullptr, nullptr));
 }
 
 TEST(SettingsTest, BuildOptionsFromTheEnvironment)
