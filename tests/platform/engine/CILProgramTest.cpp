@@ -3,6 +3,7 @@
 #include "EngineTestSupport.h"
 
 #include "CILAssembler.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -134,22 +135,7 @@ TEST(CILProgram, DeclarationsAreGatheredFromAnywhere)
 {
     std::string strError;
     std::unique_ptr<CILProgram> pProgram =
-        LoadProgram("il_cs_2_0\n"
-                    "call 1024\n"
-                    "dcl_num_thread_per_group 8, 4, 2\n"
-                    "endmain\n"
-                    "func 1024\n"
-                    "mov r0, l3\n"
-                    "dcl_typeless_uav_id(8)_type(3)_stride(4)_length(40)\n"
-                    "dcl_typeless_uav_id(9)_type(3)_stride(4)_length(24)\n"
-                    "dcl_lds_id(1) 256\n"
-                    "dcl_lds_id(2) 64\n"
-                    "dcl_literal l3, 1, 2, 3, 4\n"
-                    "ret\n"
-                    "dcl_max_thread_per_group 128\n"
-                    "endfunc\n"
-                    "end\n",
-                    strError);
+        LoadProgram(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/declarations_anywhere.il"), strError);
     ASSERT_TRUE(pProgram) << strError;
     EXPECT_TRUE(pProgram->GetWarnings().empty());
     EXPECT_EQ(40u, pProgram->GetPrivateMemoryBytes());
