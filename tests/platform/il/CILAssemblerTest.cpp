@@ -2,6 +2,11 @@
 #include "ILTestTokens.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
+#include "support/TestSupport.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/split.hpp>
 #include <gtest/gtest.h>
 
 using namespace ShaderUtils;
@@ -183,66 +188,28 @@ TEST(CILAssemblerTest, ControlSuffixes)
 
 TEST(CILAssemblerTest, BadTextNamesLineColumnAndWordAndWritesNothing)
 {
-    struct Case
+    // Each row: the text (with "\\n" for a line end), the line, column and word the error names,
+    // and a part of its message, separated by tabs.
+    const std::vector<std::string> vRows = ReadLines(XAN_IL_TEST_DATA_DIR "/bad_text.tsv");
+    ASSERT_EQ(35u, vRows.size());
+    for (const std::string& strRow : vRows)
     {
-        const char* pText;
-        unsigned int nLine;
-        unsigned int nColumn;
-        const char* pWord;
-        const char* pMessage;
-    };
-    const Case cases[] = {
-        {"il_cs_2_0\nmovv r0, r1", 2, 1, "movv", "unknown opcode"},
-        {"il_cs_2_0\n  mov r0, q1", 2, 11, "q1", "unknown register"},
-        {"il_cs_2_0\nmov r0", 2, 1, "mov", "needs 2 operands, found 1"},
-        {"il_cs_2_0\nmov r0, r1, r2", 2, 13, "r2", "too many operands"},
-        {"il_cs_2_0\nmov r0.yx, r1", 2, 7, ".yx", "order xyzw"},
-        {"il_cs_2_0\nmov r0, r1.q", 2, 11, ".q", "empty swizzle"},
-        {"il_cs_2_0\nmov r65536, r1", 2, 6, "65536", "out of range"},
-        {"il_cs_2_0\nmov r-65537, r1", 2, 6, "-65537", "out of range"},
-        {"il_cs_2_0\nmov l-1, r1", 2, 6, "-1", "out of range"},
-        {"il_cs_2_0\nuav_raw_load_id(1024) r0, r1", 2, 17, "1024", "out of range"},
-        {"il_cs_2_0\nifc_relop(xx) r0, r1", 2, 11, "xx", "not a number"},
-        {"il_cs_2_0\nmov_foo r0, r1", 2, 5, "foo", "unknown suffix of mov"},
-        {"il_cs_2_0\nfence_control(0x1)", 2, 15, "0x1", "other suffixes"},
-        {"il_cs_2_0\nmov -r0, r1", 2, 5, "-r0", "can't be negated"},
-        {"il_cs_2_0\nmov r0, x1[r0 + rel(1)]", 2, 12, "r0 + rel(1)", "not both"},
-        {"il_cs_2_0\nmov r0, x1[r0 + dim(1)]", 2, 17, "dim(1)", "no dimension"},
-        {"il_cs_2_0\nmov r0, x1[3 + 4]", 2, 16, "4", "twice"},
-        {"il_cs_2_0\nmov r0, x1[]", 2, 12, "", "empty index"},
-        {"il_cs_2_0\nmov r0, r1_abs_abs", 2, 15, "_abs", "given twice"},
-        {"il_cs_2_0\nmcall(1) (r0, r1), (r2)", 2, 15, "r1", "at most one output"},
-        {"il_cs_2_0\nmcall r0, r1", 2, 1, "mcall", "label"},
-        {"il_cs_2_0\ndcl_typeless_uav_id(1)_stride(4)", 2, 1, "dcl_typeless_uav_id(1)_stride(4)",
-         "missing the suffix _length"},
-        {"il_cs_2_0\ncomment", 2, 1, "comment", "after ';'"},
-        {"il_cs_2_0\nhs_cp_phase", 2, 1, "hs_cp_phase", "can't contain"},
-        {"il_cs_2_0\nnone", 2, 1, "none", "can't contain"},
-        {"il_cs_2_0\ndcl_wavesize 16384", 2, 14, "16384", "out of range"},
-        {"il_cs_2_0\nmov r0, r1 ;x dcl_wavesize 64", 2, 15, "dcl_wavesize", "can't contain"},
-        {"mov r0, r1", 1, 1, "mov r0, r1", "only macros stand before the header"},
-        {"\n;note\nil_cs_2_0", 2, 2, "note", "only macros stand before the header"},
-        {"il_cs_2_0\nil_cs_2_0", 2, 1, "il_cs_2_0", "second header"},
-        {"il_xs_2_0", 1, 1, "il_xs_2_0", "not a header"},
-        {"il_cs_0_0", 1, 1, "il_cs_0_0", "not a header"},
-        {"mdef(1)\nil_cs_2_0", 2, 1, "il_cs_2_0", "inside a macro"},
-        {"mdef(1)\nret", 2, 1, "", "ends inside a macro"},
-        {"", 1, 1, "", "no header"},
-    };
-    for (const Case& c : cases)
-    {
+        std::vector<std::string> vFields;
+        boost::split(vFields, strRow, boost::is_any_of("\t"));
+        ASSERT_EQ(5u, vFields.size()) << strRow;
+        const std::string strText = boost::replace_all_copy(vFields[0], "\\n", "\n");
         CILAssembler assembler;
         std::vector<unsigned int> vTokens = {42};
         std::vector<unsigned int> vLines = {7};
-        EXPECT_FALSE(assembler.Assemble(c.pText, vTokens, &vLines)) << c.pText;
+        EXPECT_FALSE(assembler.Assemble(strText, vTokens, &vLines)) << strRow;
         const ILAsmError& error = assembler.GetError();
-        EXPECT_EQ(c.nLine, error.nLine) << c.pText;
-        EXPECT_EQ(c.nColumn, error.nColumn) << c.pText;
-        EXPECT_EQ(c.pWord, error.strWord) << c.pText;
-        EXPECT_NE(std::string::npos, error.strMessage.find(c.pMessage))
-            << c.pText << ": " << error.strMessage;
-        EXPECT_EQ(std::vector<unsigned int>{42}, vTokens) << c.pText;
-        EXPECT_EQ(std::vector<unsigned int>{7}, vLines) << c.pText;
+        EXPECT_EQ(vFields[1], std::to_string(error.nLine)) << strRow;
+        EXPECT_EQ(vFields[2], std::to_string(error.nColumn)) << strRow;
+        EXPECT_EQ(vFields[3], error.strWord) << strRow;
+        EXPECT_NE(std::string::npos, error.strMessage.find(vFields[4]))
+            << strRow << ": " << error.strMessage;
+        EXPECT_EQ(std::vector<unsigned int>{42}, vTokens) << strRow;
+        EXPECT_EQ(std::vector<unsigned int>{7}, vLines) << strRow;
     }
     CILAssembler assembler;
     std::vector<unsigned int> vTokens;

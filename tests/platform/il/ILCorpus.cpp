@@ -17,7 +17,7 @@ namespace
 // The lines of a file of the corpus's data folder.
 std::vector<std::string> DataLines(const std::string& strName)
 {
-    return ReadLines(std::string(XAN_IL_CORPUS_DATA_DIR) + "/" + strName);
+    return ReadLines(std::string(XAN_IL_TEST_DATA_DIR) + "/" + strName);
 }
 
 // Operand forms, used in turn by the generated statements.
