@@ -2,6 +2,7 @@
 // other local data, geometries the engine refuses, the local size it picks, and the raw argument
 // buffer the debugger's dump kernel copies.
 #include "EngineTestSupport.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -10,18 +11,18 @@ using namespace XAN_Test;
 
 namespace
 {
-std::unique_ptr<CILProgram> LoadExample(const std::string& strName)
+std::unique_ptr<CILProgram> Load(const std::string& strText)
 {
     std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel(strName), strError);
-    EXPECT_TRUE(pProgram) << strName << ": " << strError;
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(strText, strError);
+    EXPECT_TRUE(pProgram) << strError;
     return pProgram;
 }
 } // namespace
 
 TEST(CILEngine, ReductionThroughLocalMemoryAndBarriers)
 {
-    std::unique_ptr<CILProgram> pProgram = LoadExample("reduce");
+    std::unique_ptr<CILProgram> pProgram = Load(ExampleKernel("reduce"));
     ASSERT_TRUE(pProgram);
     const uint32_t n = 1000;
     const uint32_t nGroupSize = 128;
@@ -56,7 +57,7 @@ TEST(CILEngine, ReductionThroughLocalMemoryAndBarriers)
 
 TEST(CILEngine, GeometriesThatCantRun)
 {
-    std::unique_ptr<CILProgram> pProgram = LoadExample("ids");
+    std::unique_ptr<CILProgram> pProgram = Load(ExampleKernel("ids"));
     ASSERT_TRUE(pProgram);
     CKernelLaunch launch(false);
     const std::vector<std::pair<uint32_t, std::vector<uint64_t>>> vBad = {
@@ -87,60 +88,13 @@ TEST(CILEngine, NullLocalSizeIsChosenDeterministically)
     EXPECT_EQ(1u, vLocal[2]);
 }
 
-namespace
-{
 // The dump kernel of cb1 for a kernel of K = 4 argument rows: every work-item
 // copies the rows to the result buffer, then calls an inner function whose label
 // is 0xFFFFFFFF from inside the kernel's function.
-const char* const CB1_DUMP = R"(il_cs_2_0
-dcl_cb cb0[16]
-dcl_cb cb1[7]
-dcl_raw_uav_id(11)
-dcl_arena_uav_id(8)
-dcl_literal l100, 0x00000000, 0x00000000, 0x00000000, 0x00000000
-dcl_literal l101, 0x00000001, 0x00000001, 0x00000001, 0x00000001
-dcl_literal l102, 0x00000002, 0x00000002, 0x00000002, 0x00000002
-dcl_literal l103, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF
-dcl_literal l104, 0x00000010, 0x00000010, 0x00000010, 0x00000010
-mov r100, l100
-mov r101, l100
-call 1024
-endmain
-func 1024
-;__OpenCL_vadd_kernel
-dcl_max_thread_per_group 256
-dcl_wavesize 64
-mov r101.x, cb1[4].xxxx
-mov r100, cb1[0]
-uav_raw_store_id(11) mem0, r101.xxxx, r100
-iadd r101.x, r101.xxxx, l104
-mov r100, cb1[1]
-uav_raw_store_id(11) mem0, r101.xxxx, r100
-iadd r101.x, r101.xxxx, l104
-mov r100, cb1[2]
-uav_raw_store_id(11) mem0, r101.xxxx, r100
-iadd r101.x, r101.xxxx, l104
-mov r100, cb1[3]
-uav_raw_store_id(11) mem0, r101.xxxx, r100
-iadd r101.x, r101.xxxx, l104
-call 4294967295
-ret
-endfunc
-;__OpenCL_vadd_kernel
-func 4294967295
-;vadd
-ret
-endfunc
-;vadd
-end
-)";
-} // namespace
-
 TEST(CILEngine, ConstantBufferDumpKernelOnTheOlderFamily)
 {
-    std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(CB1_DUMP, strError);
-    ASSERT_TRUE(pProgram) << strError;
+    std::unique_ptr<CILProgram> pProgram = Load(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/cb1_dump.il"));
+    ASSERT_TRUE(pProgram);
     CKernelLaunch launch(false);
     auto pA = launch.Buffer(std::vector<float>(16, 1.0f));
     auto pDump = launch.Buffer(std::vector<uint32_t>(16, 0xAAAAAAAA));

@@ -3,6 +3,7 @@
 // kernel's work-items write r80 to four words of an output buffer. The semantics of single
 // instructions are data cases (tests/platform/engine/cases).
 #include "EngineTestSupport.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -79,6 +80,12 @@ SRun RunKernel(const std::string& strText, uint32_t nItems = 8, uint32_t nLocal 
     return run;
 }
 
+// A kernel body of the data folder.
+std::string Body(const std::string& strName)
+{
+    return ReadFile(std::string(XAN_ENGINE_TEST_DATA_DIR) + "/" + strName);
+}
+
 // The four words of work-item i.
 std::vector<uint32_t> Item(const SRun& run, uint32_t i)
 {
@@ -105,18 +112,7 @@ TEST(CILExecutor, OutOfBoundsAccessesAreCountedNotFatal)
     // A load and a store far behind the output buffer, a private access beyond
     // the declared size, a local one beyond the group's memory, and a misaligned
     // atomic: loads give 0, the rest is dropped.
-    const SRun run =
-        RunKernel(Kernel("dcl_typeless_uav_id(8)_type(3)_stride(4)_length(16)\n"
-                         "dcl_literal l1, 0x00100000, 0x00000010, 0x00000002, 0x00000000\n"
-                         "iadd r81.x, cb1[0].x, l1.x\n"
-                         "uav_raw_load_id(11) r80, r81.x\n"
-                         "uav_raw_store_id(11) mem0.x, r81.x, l1.y\n"
-                         "uav_raw_store_id(8) mem0.x, l1.y, l1.y\n"
-                         "uav_raw_load_id(8) r82.x, l1.y\n"
-                         "lds_load_id(1) r82.y, l1.x\n"
-                         "iadd r81.y, cb1[0].x, l1.z\n"
-                         "uav_add_id(11) r81.y, l1.y\n"
-                         "iadd r80.w, r82.x, r82.y\n"));
+    const SRun run = RunKernel(Kernel(Body("out_of_bounds.il")));
     ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
     EXPECT_EQ(Words(0, 0, 0, 0), Item(run, 2));
     EXPECT_EQ(8u * (4 + 1 + 1), run.result.nOutOfBoundsLoads);
@@ -132,15 +128,7 @@ TEST(CILExecutor, OutOfBoundsAccessesAreCountedNotFatal)
 TEST(CILExecutor, FirstOutOfBoundsAccessIsTheEarliestWhateverTheThreads)
 {
     // Work-items from 37 on store 1 MiB behind the buffer, in groups that run on any thread.
-    const std::string strText =
-        Kernel("dcl_literal l1, 0x00000002, 0x00000025, 0x00100000, 0x00000000\n"
-               "mov r80, l90.z\n"
-               "ishl r81.x, r90.x, l1.x\n"
-               "iadd r81.x, r81.x, cb1[0].x\n"
-               "uge r82.x, r90.x, l1.y\n"
-               "and r82.x, r82.x, l1.z\n"
-               "iadd r81.x, r81.x, r82.x\n"
-               "uav_raw_store_id(11) mem0.x, r81.x, r90.x\n");
+    const std::string strText = Kernel(Body("stores_from_item_37.il"));
     for (int i = 0; i < 4; ++i)
     {
         const SRun run = RunKernel(strText, 64, 8);
@@ -158,15 +146,7 @@ TEST(CILExecutor, LoadOverItsOwnAddressWithSomeLanesOutside)
 {
     // Lane i loads the word at out + 4 * i into the register that held the
     // address; lanes 5 to 7 point 1 MiB behind the buffer and read 0.
-    const SRun run =
-        RunKernel(Kernel("dcl_literal l1, 0x00000002, 0x00000005, 0x00100000, 0x00000000\n"
-                         "ishl r81.x, r90.x, l1.x\n"
-                         "iadd r81.x, r81.x, cb1[0].x\n"
-                         "uge r82.x, r90.x, l1.y\n"
-                         "and r82.x, r82.x, l1.z\n"
-                         "iadd r81.x, r81.x, r82.x\n"
-                         "uav_raw_load_id(11) r81.x, r81.x\n"
-                         "mov r80, r81.xxxx\n"));
+    const SRun run = RunKernel(Kernel(Body("loads_over_own_address.il")));
     ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
     EXPECT_EQ(3u, run.result.nOutOfBoundsLoads);
     EXPECT_EQ(5u, run.result.firstOutOfBounds.vWorkItem[0]);
@@ -179,11 +159,7 @@ TEST(CILExecutor, LoadOverItsOwnAddressWithSomeLanesOutside)
 
 TEST(CILExecutor, RunawayLoopEndsWithTheBudget)
 {
-    const std::string strSpin = Kernel("mov r80, l90.z\n"
-                                       "whileloop\n"
-                                       "iadd r80.x, r80.x, l90.y\n"
-                                       "continue\n"
-                                       "endloop\n");
+    const std::string strSpin = Kernel(Body("runaway_loop.il"));
     const SRun run = RunKernel(strSpin, 64, 8, {}, 100000);
     EXPECT_EQ(LS_InstructionBudgetExceeded, run.result.eStatus);
     EXPECT_NE(std::string::npos, run.result.strMessage.find("100000"));

@@ -35,33 +35,24 @@ struct SRefusal
 const size_t GLOBAL = 10;
 const size_t LOCAL = 4;
 const cl_ulong WIDE = 1;
+const cl_buffer_region ODD_REGION = {4, 16};
+const char* g_pHeaderOnly = "il_cs_2_0\n";
+const cl_context_properties UNKNOWN_PROPERTY[] = {0x7777, 1, 0};
 
 const SRefusal REFUSALS[] = {
     // Memory.
     {CL_INVALID_BUFFER_SIZE, "clCreateBuffer: size: 0 (CL_INVALID_BUFFER_SIZE)",
-     [](SObjects& o)
-     {
-         cl_int nError = CL_SUCCESS;
-         clCreateBuffer(o.context, CL_MEM_READ_WRITE, 0, nullptr, &nError);
-         return nError;
-     }},
+     [](SObjects& o) { return ErrorOf(clCreateBuffer, o.context, CL_MEM_READ_WRITE, 0, nullptr); }},
     {CL_INVALID_HOST_PTR,
      "clCreateBuffer: host_ptr: null, but the flags use a host pointer (CL_INVALID_HOST_PTR)",
      [](SObjects& o)
-     {
-         cl_int nError = CL_SUCCESS;
-         clCreateBuffer(o.context, CL_MEM_USE_HOST_PTR, 16, nullptr, &nError);
-         return nError;
-     }},
+     { return ErrorOf(clCreateBuffer, o.context, CL_MEM_USE_HOST_PTR, 16, nullptr); }},
     {CL_MISALIGNED_SUB_BUFFER_OFFSET,
      "clCreateSubBuffer: buffer_create_info: origin 4 isn't a multiple of",
      [](SObjects& o)
      {
-         const cl_buffer_region region = {4, 16};
-         cl_int nError = CL_SUCCESS;
-         clCreateSubBuffer(o.buffer, CL_MEM_READ_WRITE, CL_BUFFER_CREATE_TYPE_REGION, &region,
-                           &nError);
-         return nError;
+         return ErrorOf(clCreateSubBuffer, o.buffer, CL_MEM_READ_WRITE,
+                        CL_BUFFER_CREATE_TYPE_REGION, &ODD_REGION);
      }},
     // The loader refuses null handles itself; a handle of another type, or one that carries
     // the platform's dispatch table but is no object of it, reaches the platform.
@@ -89,11 +80,8 @@ const SRefusal REFUSALS[] = {
      "(CL_INVALID_CONTEXT)",
      [](SObjects& o)
      {
-         const char* pText = "il_cs_2_0\n";
-         cl_int nError = CL_SUCCESS;
-         clCreateProgramWithSource(reinterpret_cast<cl_context>(o.queue), 1, &pText, nullptr,
-                                   &nError);
-         return nError;
+         return ErrorOf(clCreateProgramWithSource, reinterpret_cast<cl_context>(o.queue), 1,
+                        &g_pHeaderOnly, nullptr);
      }},
     {CL_BUILD_PROGRAM_FAILURE,
      "clBuildProgram: program: error: line 2, column 1: unknown opcode 'bogus_op' "
@@ -108,12 +96,7 @@ const SRefusal REFUSALS[] = {
      }},
     {CL_INVALID_KERNEL_NAME,
      "clCreateKernel: kernel_name: the program has no kernel \"nope\" (CL_INVALID_KERNEL_NAME)",
-     [](SObjects& o)
-     {
-         cl_int nError = CL_SUCCESS;
-         clCreateKernel(o.program, "nope", &nError);
-         return nError;
-     }},
+     [](SObjects& o) { return ErrorOf(clCreateKernel, o.program, "nope"); }},
     // Kernels (KernelTest checks the other refusals of arguments).
     {CL_INVALID_ARG_INDEX,
      "clSetKernelArg: arg_index: 4, but kernel vadd has 4 arguments (CL_INVALID_ARG_INDEX)",
@@ -144,12 +127,7 @@ const SRefusal REFUSALS[] = {
      }},
     // Queues and the rest.
     {CL_INVALID_VALUE, "clCreateCommandQueue: properties: unknown bits (CL_INVALID_VALUE)",
-     [](SObjects& o)
-     {
-         cl_int nError = CL_SUCCESS;
-         clCreateCommandQueue(o.context, o.device, 0x8000, &nError);
-         return nError;
-     }},
+     [](SObjects& o) { return ErrorOf(clCreateCommandQueue, o.context, o.device, 0x8000); }},
     {CL_INVALID_EVENT_WAIT_LIST,
      "clEnqueueMarkerWithWaitList: event_wait_list: null with a count of 1 "
      "(CL_INVALID_EVENT_WAIT_LIST)",
@@ -191,12 +169,7 @@ const SRefusal REFUSALS[] = {
      }},
     {CL_INVALID_PROPERTY, "clCreateContext: properties: an unknown property (CL_INVALID_PROPERTY)",
      [](SObjects& o)
-     {
-         const cl_context_properties vBad[] = {0x7777, 1, 0};
-         cl_int nError = CL_SUCCESS;
-         clCreateContext(vBad, 1, &o.device, nullptr, nullptr, &nError);
-         return nError;
-     }},
+     { return ErrorOf(clCreateContext, UNKNOWN_PROPERTY, 1, &o.device, nullptr, nullptr); }},
 };
 
 // The lines of a text that ends with a line end.
@@ -206,15 +179,6 @@ std::vector<std::string> Lines(const std::string& strText)
     boost::split(vLines, strText, boost::is_any_of("\n"));
     vLines.pop_back();
     return vLines;
-}
-
-cl_program BuildProgram(cl_context context, const std::string& strSource)
-{
-    const char* pText = strSource.c_str();
-    cl_int nError = CL_SUCCESS;
-    cl_program program = clCreateProgramWithSource(context, 1, &pText, nullptr, &nError);
-    clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr);
-    return program;
 }
 } // namespace
 
@@ -241,25 +205,16 @@ TEST(DiagnosticsTest, RefusalsAreQuietWithoutTheSetting)
 // Every call of REFUSALS gives its status; making and releasing the objects prints nothing.
 XAN_CHILD_TEST(Refusals)
 {
-    SObjects o;
-    o.device = FirstDevice(NordvanePlatform());
-    ASSERT_NE(nullptr, o.device);
-    cl_int nError = CL_SUCCESS;
-    o.context = clCreateContext(nullptr, 1, &o.device, nullptr, nullptr, &nError);
-    o.queue = clCreateCommandQueue(o.context, o.device, 0, &nError);
-    o.buffer = clCreateBuffer(o.context, CL_MEM_READ_WRITE, 1024, nullptr, &nError);
-    o.program = BuildProgram(o.context, ReadKernel("vadd.il"));
-    o.kernel = clCreateKernel(o.program, "vadd", &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    SObjects o = {m_Device,         m_Context, m_Queue,
+                  MakeBuffer(1024), nullptr,   MakeKernel(ReadKernel("vadd.il"), "vadd")};
+    ASSERT_NE(nullptr, o.kernel);
+    o.program = m_vPrograms[0];
     for (const SRefusal& refusal : REFUSALS)
     {
         EXPECT_EQ(refusal.nStatus, refusal.pfnCall(o)) << refusal.pLine;
     }
-    clReleaseKernel(o.kernel);
-    clReleaseProgram(o.program);
     EXPECT_EQ(CL_SUCCESS, clReleaseMemObject(o.buffer));
-    clReleaseCommandQueue(o.queue);
-    clReleaseContext(o.context);
+    m_vBuffers.clear();
 }
 
 TEST(DiagnosticsTest, OutOfBoundsAccessesReportTheirFirstOccurrence)
@@ -276,27 +231,16 @@ TEST(DiagnosticsTest, OutOfBoundsAccessesReportTheirFirstOccurrence)
 
 XAN_CHILD_TEST(OutOfBounds)
 {
-    cl_device_id device = FirstDevice(NordvanePlatform());
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
-    cl_program program = BuildProgram(
-        context, KernelSource("oob", ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n",
-                              "dcl_literal l1, 0x00000002, 0x00000000, 0x00000000, 0x00000000\n"
-                              "ishl r1.x, vAbsTid0.x, l1.x\n"
-                              "i64add r2.xy, cb1[0].xyxy, r1.x0x0\n"
-                              "uav_raw_store_id(11)_a64 mem0.x, r2.xyxy, vAbsTid0.x\n"));
-    cl_kernel kernel = clCreateKernel(program, "oob", &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    cl_mem out = clCreateBuffer(context, CL_MEM_READ_WRITE, 16, nullptr, &nError);
-    clSetKernelArg(kernel, 0, sizeof(out), &out);
+    cl_kernel kernel =
+        MakeKernel(KernelSource("oob", ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n",
+                                "dcl_literal l1, 0x00000002, 0x00000000, 0x00000000, 0x00000000\n"
+                                "ishl r1.x, vAbsTid0.x, l1.x\n"
+                                "i64add r2.xy, cb1[0].xyxy, r1.x0x0\n"
+                                "uav_raw_store_id(11)_a64 mem0.x, r2.xyxy, vAbsTid0.x\n"),
+                   "oob");
+    cl_mem out = MakeBuffer(16);
+    ASSERT_EQ(CL_SUCCESS, clSetKernelArg(kernel, 0, sizeof(out), &out));
     const size_t nGlobal = 8;
-    EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(queue, kernel, 1, nullptr, &nGlobal, &nGlobal, 0,
+    EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, &nGlobal, 0,
                                                  nullptr, nullptr));
-    EXPECT_EQ(CL_SUCCESS, clFinish(queue));
-    clReleaseMemObject(out);
-    clReleaseKernel(kernel);
-    clReleaseProgram(program);
-    clReleaseCommandQueue(queue);
-    clReleaseContext(context);
 }

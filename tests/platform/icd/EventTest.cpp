@@ -9,31 +9,7 @@ using namespace XAN_Test;
 
 namespace
 {
-class EventTest : public CLFixture
-{
-protected:
-    cl_command_queue MakeQueue(cl_command_queue_properties nProperties = 0)
-    {
-        cl_int nError = CL_SUCCESS;
-        cl_command_queue queue = clCreateCommandQueue(m_Context, m_Device, nProperties, &nError);
-        EXPECT_EQ(CL_SUCCESS, nError);
-        return queue;
-    }
-    cl_event MakeUserEvent()
-    {
-        cl_int nError = CL_SUCCESS;
-        cl_event event = clCreateUserEvent(m_Context, &nError);
-        EXPECT_EQ(CL_SUCCESS, nError);
-        return event;
-    }
-};
-
-cl_int StatusOf(cl_event event)
-{
-    cl_int nStatus = 99;
-    clGetEventInfo(event, CL_EVENT_COMMAND_EXECUTION_STATUS, sizeof(nStatus), &nStatus, nullptr);
-    return nStatus;
-}
+using EventTest = CLFixture;
 
 struct SNotice
 {
@@ -55,11 +31,11 @@ TEST_F(EventTest, AUserEventHoldsBackCommandsOfEveryQueueWaitingForIt)
     cl_event gate = MakeUserEvent();
     cl_mem buffer = MakeBuffer(16);
     const std::vector<int> vValues = {1, 2, 3, 4};
-    cl_event written = nullptr;
+    cl_event& written = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, buffer, CL_FALSE, 0, 16, vValues.data(), 1,
                                                &gate, &written));
     std::vector<int> vRead(4, 0);
-    cl_event read = nullptr;
+    cl_event& read = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueReadBuffer(other, buffer, CL_FALSE, 0, 16, vRead.data(), 1,
                                               &written, &read));
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -73,20 +49,14 @@ TEST_F(EventTest, AUserEventHoldsBackCommandsOfEveryQueueWaitingForIt)
     EXPECT_EQ(CL_COMPLETE, StatusOf(written));
     EXPECT_EQ(CL_INVALID_OPERATION, clSetUserEventStatus(gate, CL_COMPLETE));
     EXPECT_EQ(CL_INVALID_EVENT, clSetUserEventStatus(read, CL_COMPLETE));
-    cl_command_type nType = 0;
-    clGetEventInfo(gate, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
-    EXPECT_EQ(cl_command_type(CL_COMMAND_USER), nType);
-    for (cl_event event : {gate, written, read})
-    {
-        clReleaseEvent(event);
-    }
-    clReleaseCommandQueue(other);
+    EXPECT_EQ(cl_command_type(CL_COMMAND_USER),
+              Info<cl_command_type>(clGetEventInfo, gate, CL_EVENT_COMMAND_TYPE));
 }
 
 TEST_F(EventTest, AFailedEventFailsTheCommandsWaitingForIt)
 {
     cl_event gate = MakeUserEvent();
-    cl_event marker = nullptr;
+    cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 1, &gate, &marker));
     EXPECT_EQ(CL_INVALID_VALUE, clSetUserEventStatus(gate, CL_SUBMITTED));
     ASSERT_EQ(CL_SUCCESS, clSetUserEventStatus(gate, -42));
@@ -94,19 +64,15 @@ TEST_F(EventTest, AFailedEventFailsTheCommandsWaitingForIt)
     EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, StatusOf(marker));
     EXPECT_EQ(-42, StatusOf(gate));
     // The queue goes on after the failure.
-    cl_event next = nullptr;
+    cl_event& next = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &next));
     EXPECT_EQ(CL_SUCCESS, clWaitForEvents(1, &next));
-    for (cl_event event : {gate, marker, next})
-    {
-        clReleaseEvent(event);
-    }
 }
 
 TEST_F(EventTest, CallbacksRunOnceWhenTheirStatusIsReached)
 {
     cl_event gate = MakeUserEvent();
-    cl_event marker = nullptr;
+    cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 1, &gate, &marker));
     SNotice submitted;
     SNotice complete;
@@ -128,8 +94,6 @@ TEST_F(EventTest, CallbacksRunOnceWhenTheirStatusIsReached)
     ASSERT_EQ(CL_SUCCESS, clSetEventCallback(marker, CL_RUNNING, Notice, &late));
     EXPECT_EQ(1, late.nCalls);
     EXPECT_EQ(1, submitted.nCalls);
-    clReleaseEvent(gate);
-    clReleaseEvent(marker);
 }
 
 TEST_F(EventTest, MarkersBarriersAndProfilingTimes)
@@ -137,59 +101,53 @@ TEST_F(EventTest, MarkersBarriersAndProfilingTimes)
     cl_command_queue profiled = MakeQueue(CL_QUEUE_PROFILING_ENABLE);
     cl_mem buffer = MakeBuffer(4096);
     const std::vector<uint8_t> vData(4096, 7);
-    cl_event write = nullptr;
+    cl_event& write = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(profiled, buffer, CL_FALSE, 0, vData.size(),
                                                vData.data(), 0, nullptr, &write));
     ASSERT_EQ(CL_SUCCESS, clEnqueueBarrier(profiled));
-    cl_event marker = nullptr;
+    cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarker(profiled, &marker));
     ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &marker));
     EXPECT_EQ(CL_COMPLETE, StatusOf(write));
-    cl_ulong vTimes[4] = {};
-    const cl_profiling_info vParams[4] = {CL_PROFILING_COMMAND_QUEUED, CL_PROFILING_COMMAND_SUBMIT,
-                                          CL_PROFILING_COMMAND_START, CL_PROFILING_COMMAND_END};
-    for (int i = 0; i < 4; ++i)
+    // Queued, submitted, started and ended in that order.
+    cl_ulong nLast = 0;
+    for (cl_profiling_info nParam = CL_PROFILING_COMMAND_QUEUED; nParam <= CL_PROFILING_COMMAND_END;
+         ++nParam)
     {
-        ASSERT_EQ(CL_SUCCESS, clGetEventProfilingInfo(write, vParams[i], sizeof(cl_ulong),
-                                                      &vTimes[i], nullptr));
+        const cl_ulong nTime = Info<cl_ulong>(clGetEventProfilingInfo, write, nParam);
+        EXPECT_LE(nLast, nTime) << nParam;
+        nLast = nTime;
     }
-    EXPECT_LE(vTimes[0], vTimes[1]);
-    EXPECT_LE(vTimes[1], vTimes[2]);
-    EXPECT_LE(vTimes[2], vTimes[3]);
 
-    cl_event plain = nullptr;
+    cl_event& plain = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &plain));
     clWaitForEvents(1, &plain);
     EXPECT_EQ(CL_PROFILING_INFO_NOT_AVAILABLE,
-              clGetEventProfilingInfo(plain, CL_PROFILING_COMMAND_END, sizeof(cl_ulong), vTimes,
+              clGetEventProfilingInfo(plain, CL_PROFILING_COMMAND_END, sizeof(cl_ulong), &nLast,
                                       nullptr));
     EXPECT_EQ(CL_INVALID_EVENT_WAIT_LIST,
               clEnqueueMarkerWithWaitList(m_Queue, 1, nullptr, nullptr));
     EXPECT_EQ(CL_INVALID_EVENT_WAIT_LIST, clEnqueueMarkerWithWaitList(m_Queue, 0, &plain, nullptr));
     EXPECT_EQ(CL_INVALID_VALUE, clEnqueueMarker(m_Queue, nullptr));
 
-    cl_int nError = CL_SUCCESS;
-    cl_context other = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    cl_event foreign = clCreateUserEvent(other, &nError);
+    cl_context other = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, nullptr);
+    cl_event foreign = clCreateUserEvent(other, nullptr);
     EXPECT_EQ(CL_INVALID_CONTEXT, clEnqueueMarkerWithWaitList(m_Queue, 1, &foreign, nullptr));
     const cl_event vMixed[] = {plain, foreign};
     EXPECT_EQ(CL_INVALID_CONTEXT, clWaitForEvents(2, vMixed));
     clSetUserEventStatus(foreign, CL_COMPLETE);
-    for (cl_event event : {write, marker, plain, foreign})
-    {
-        clReleaseEvent(event);
-    }
+    clReleaseEvent(foreign);
     clReleaseContext(other);
-    clReleaseCommandQueue(profiled);
 }
 
 TEST_F(EventTest, AReleasedQueueFinishesItsCommandsFirst)
 {
-    cl_command_queue queue = MakeQueue(CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE);
+    cl_command_queue queue =
+        clCreateCommandQueue(m_Context, m_Device, CL_QUEUE_OUT_OF_ORDER_EXEC_MODE_ENABLE, nullptr);
     cl_event gate = MakeUserEvent();
     cl_mem buffer = MakeBuffer(4);
     const int nValue = 1234;
-    cl_event write = nullptr;
+    cl_event& write = NewEvent();
     ASSERT_EQ(CL_SUCCESS,
               clEnqueueWriteBuffer(queue, buffer, CL_FALSE, 0, 4, &nValue, 1, &gate, &write));
     std::thread release([&] { clReleaseCommandQueue(queue); });
@@ -198,6 +156,4 @@ TEST_F(EventTest, AReleasedQueueFinishesItsCommandsFirst)
     release.join();
     EXPECT_EQ(CL_COMPLETE, StatusOf(write));
     EXPECT_EQ(nValue, Read<int>(buffer, 1)[0]);
-    clReleaseEvent(write);
-    clReleaseEvent(gate);
 }

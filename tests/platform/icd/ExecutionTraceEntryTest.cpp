@@ -53,10 +53,7 @@ protected:
         cl_mem bufferB = MakeBuffer(b.size() * 4, b.data());
         c = MakeBuffer(a.size() * 4);
         const cl_int n = 50;
-        clSetKernelArg(kernel, 0, sizeof(cl_mem), &bufferA);
-        clSetKernelArg(kernel, 1, sizeof(cl_mem), &bufferB);
-        clSetKernelArg(kernel, 2, sizeof(cl_mem), &c);
-        clSetKernelArg(kernel, 3, sizeof(n), &n);
+        SetArgs(kernel, bufferA, bufferB, c, n);
         return kernel;
     }
 

@@ -18,28 +18,7 @@ namespace
 {
 const char* const CHILD_MARKER = "XAN_ICD_TEST_CHILD";
 const char* const CHILD_STDERR = "child-stderr.txt";
-
-class CChildTest : public ::testing::Test
-{
-public:
-    explicit CChildTest(void (*pfnBody)()) : m_pfnBody(pfnBody) {}
-    void TestBody() override { m_pfnBody(); }
-
-private:
-    void (*m_pfnBody)();
-};
 } // namespace
-
-bool RegisterChildTest(const char* pName, void (*pfnBody)())
-{
-    if (IsChild())
-    {
-        ::testing::RegisterTest("Child", pName, nullptr, nullptr, __FILE__, __LINE__,
-                                [pfnBody]() -> ::testing::Test*
-                                { return new CChildTest(pfnBody); });
-    }
-    return true;
-}
 
 cl_platform_id NordvanePlatform()
 {
@@ -64,32 +43,6 @@ cl_device_id FirstDevice(cl_platform_id platform, cl_device_type nType)
 {
     cl_device_id device = nullptr;
     return clGetDeviceIDs(platform, nType, 1, &device, nullptr) == CL_SUCCESS ? device : nullptr;
-}
-
-std::string DeviceString(cl_device_id device, cl_device_info nParam)
-{
-    size_t nSize = 0;
-    if (clGetDeviceInfo(device, nParam, 0, nullptr, &nSize) != CL_SUCCESS || nSize == 0)
-    {
-        return std::string();
-    }
-    std::string str(nSize, '\0');
-    clGetDeviceInfo(device, nParam, nSize, &str[0], nullptr);
-    str.resize(nSize - 1);
-    return str;
-}
-
-std::string PlatformString(cl_platform_id platform, cl_platform_info nParam)
-{
-    size_t nSize = 0;
-    if (clGetPlatformInfo(platform, nParam, 0, nullptr, &nSize) != CL_SUCCESS || nSize == 0)
-    {
-        return std::string();
-    }
-    std::string str(nSize, '\0');
-    clGetPlatformInfo(platform, nParam, nSize, &str[0], nullptr);
-    str.resize(nSize - 1);
-    return str;
 }
 
 std::string ReadKernel(const std::string& strName)
@@ -195,6 +148,17 @@ void CLFixture::TearDown()
         EXPECT_EQ(CL_SUCCESS, clFinish(m_Queue));
         clReleaseCommandQueue(m_Queue);
     }
+    for (cl_command_queue queue : m_vQueues)
+    {
+        clReleaseCommandQueue(queue);
+    }
+    for (cl_event event : m_vEvents)
+    {
+        if (event != nullptr)
+        {
+            clReleaseEvent(event);
+        }
+    }
     for (cl_kernel kernel : m_vKernels)
     {
         clReleaseKernel(kernel);
@@ -233,15 +197,15 @@ cl_kernel CLFixture::MakeKernel(const std::string& strSource, const std::string&
     std::string strLog;
     cl_program program = Build(strSource, nullptr, &strLog);
     EXPECT_NE(nullptr, program) << strLog;
-    if (program == nullptr)
-    {
-        return nullptr;
-    }
+    return program != nullptr ? CreateKernel(program, strName) : nullptr;
+}
+
+cl_kernel CLFixture::CreateKernel(cl_program program, const std::string& strName)
+{
     cl_int nError = CL_SUCCESS;
-    cl_kernel kernel = clCreateKernel(program, strName.c_str(), &nError);
-    EXPECT_EQ(CL_SUCCESS, nError);
-    m_vKernels.push_back(kernel);
-    return kernel;
+    m_vKernels.push_back(clCreateKernel(program, strName.c_str(), &nError));
+    EXPECT_EQ(CL_SUCCESS, nError) << strName;
+    return m_vKernels.back();
 }
 
 cl_mem CLFixture::MakeBuffer(size_t nSize, const void* pData, cl_mem_flags nFlags)
@@ -255,28 +219,34 @@ cl_mem CLFixture::MakeBuffer(size_t nSize, const void* pData, cl_mem_flags nFlag
     return buffer;
 }
 
+cl_command_queue CLFixture::MakeQueue(cl_command_queue_properties nProperties)
+{
+    cl_int nError = CL_SUCCESS;
+    m_vQueues.push_back(clCreateCommandQueue(m_Context, m_Device, nProperties, &nError));
+    EXPECT_EQ(CL_SUCCESS, nError);
+    return m_vQueues.back();
+}
+
+cl_event CLFixture::MakeUserEvent()
+{
+    cl_int nError = CL_SUCCESS;
+    NewEvent() = clCreateUserEvent(m_Context, &nError);
+    EXPECT_EQ(CL_SUCCESS, nError);
+    return m_vEvents.back();
+}
+
+cl_event& CLFixture::NewEvent()
+{
+    m_vEvents.push_back(nullptr);
+    return m_vEvents.back();
+}
+
 std::vector<char> CLFixture::ProgramBinary(cl_program program)
 {
-    size_t nSize = 0;
-    EXPECT_EQ(CL_SUCCESS,
-              clGetProgramInfo(program, CL_PROGRAM_BINARY_SIZES, sizeof(nSize), &nSize, nullptr));
-    std::vector<char> vBinary(nSize);
+    std::vector<char> vBinary(Info<size_t>(clGetProgramInfo, program, CL_PROGRAM_BINARY_SIZES));
     unsigned char* pTarget = reinterpret_cast<unsigned char*>(vBinary.data());
     EXPECT_EQ(CL_SUCCESS,
               clGetProgramInfo(program, CL_PROGRAM_BINARIES, sizeof(pTarget), &pTarget, nullptr));
     return vBinary;
-}
-
-std::string CLFixture::BuildLog(cl_program program)
-{
-    size_t nSize = 0;
-    clGetProgramBuildInfo(program, m_Device, CL_PROGRAM_BUILD_LOG, 0, nullptr, &nSize);
-    std::string strLog(nSize, '\0');
-    if (nSize != 0)
-    {
-        clGetProgramBuildInfo(program, m_Device, CL_PROGRAM_BUILD_LOG, nSize, &strLog[0], nullptr);
-        strLog.resize(nSize - 1);
-    }
-    return strLog;
 }
 } // namespace XAN_Test

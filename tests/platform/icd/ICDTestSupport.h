@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,8 +18,64 @@ namespace XAN_Test
 cl_platform_id NordvanePlatform();
 cl_device_id FirstDevice(cl_platform_id platform, cl_device_type nType = CL_DEVICE_TYPE_GPU);
 
-std::string DeviceString(cl_device_id device, cl_device_info nParam);
-std::string PlatformString(cl_platform_id platform, cl_platform_info nParam);
+// A query's value of type T: pfnGet(args..., sizeof(T), &value, nullptr), which must succeed.
+template <class T, class F, class... A> T Info(F pfnGet, A... args)
+{
+    T value{};
+    EXPECT_EQ(CL_SUCCESS, pfnGet(args..., sizeof(T), &value, nullptr));
+    return value;
+}
+
+// A string query's value without its terminator, or "" when the query fails.
+template <class F, class... A> std::string InfoString(F pfnGet, A... args)
+{
+    size_t nSize = 0;
+    if (pfnGet(args..., 0, nullptr, &nSize) != CL_SUCCESS || nSize == 0)
+    {
+        return std::string();
+    }
+    std::string str(nSize, '\0');
+    pfnGet(args..., nSize, &str[0], nullptr);
+    str.resize(nSize - 1);
+    return str;
+}
+
+inline std::string DeviceString(cl_device_id device, cl_device_info nParam)
+{
+    return InfoString(clGetDeviceInfo, device, nParam);
+}
+
+inline std::string PlatformString(cl_platform_id platform, cl_platform_info nParam)
+{
+    return InfoString(clGetPlatformInfo, platform, nParam);
+}
+
+// The status that a refused call making an object gives through its last argument; it makes
+// nothing.
+template <class F, class... A> cl_int ErrorOf(F pfnMake, A... args)
+{
+    cl_int nError = CL_SUCCESS;
+    EXPECT_EQ(nullptr, pfnMake(args..., &nError));
+    return nError;
+}
+
+// The execution status of an event's command.
+inline cl_int StatusOf(cl_event event)
+{
+    return Info<cl_int>(clGetEventInfo, event, cl_event_info(CL_EVENT_COMMAND_EXECUTION_STATUS));
+}
+
+// The functions of cl_xan_object_metadata, found through the loader.
+struct SKeyFunctions
+{
+    clCreateKeyXAN_fn pfnCreate =
+        reinterpret_cast<clCreateKeyXAN_fn>(clGetExtensionFunctionAddress("clCreateKeyXAN"));
+    clObjectGetValueForKeyXAN_fn pfnGet = reinterpret_cast<clObjectGetValueForKeyXAN_fn>(
+        clGetExtensionFunctionAddress("clObjectGetValueForKeyXAN"));
+    clObjectSetValueForKeyXAN_fn pfnSet = reinterpret_cast<clObjectSetValueForKeyXAN_fn>(
+        clGetExtensionFunctionAddress("clObjectSetValueForKeyXAN"));
+    bool IsComplete() const { return pfnCreate && pfnGet && pfnSet; }
+};
 
 // An example kernel of examples/kernels.
 std::string ReadKernel(const std::string& strName);
@@ -37,14 +94,6 @@ int RunInChild(const std::string& strTest,
 // True inside such a child.
 bool IsChild();
 
-// Registers a test that only a child process runs: it isn't listed, so that ctest doesn't show
-// it as skipped in every run. Its name is "Child.Name".
-bool RegisterChildTest(const char* pName, void (*pfnBody)());
-#define XAN_CHILD_TEST(Name)                                                                       \
-    void Name##ChildBody();                                                                        \
-    const bool g_b##Name##Registered = XAN_Test::RegisterChildTest(#Name, Name##ChildBody);        \
-    void Name##ChildBody()
-
 // A context and an in-order queue on the default GPU, and helpers to build and run kernels.
 class CLFixture : public ::testing::Test
 {
@@ -56,10 +105,30 @@ protected:
     cl_program Build(const std::string& strSource, const char* pOptions = nullptr,
                      std::string* pLog = nullptr);
     cl_kernel MakeKernel(const std::string& strSource, const std::string& strName);
+    cl_kernel CreateKernel(cl_program program, const std::string& strName);
     cl_mem MakeBuffer(size_t nSize, const void* pData = nullptr,
                       cl_mem_flags nFlags = CL_MEM_READ_WRITE);
+    // A queue of the context and events that the fixture releases: a user event, or the slot of
+    // an event that a command returns.
+    cl_command_queue MakeQueue(cl_command_queue_properties nProperties = 0);
+    cl_event MakeUserEvent();
+    cl_event& NewEvent();
     std::vector<char> ProgramBinary(cl_program program);
-    std::string BuildLog(cl_program program);
+    std::string BuildLog(cl_program program)
+    {
+        return InfoString(clGetProgramBuildInfo, program, m_Device, CL_PROGRAM_BUILD_LOG);
+    }
+    // Sets a kernel's arguments in order, each from a value of its own type.
+    template <class... T> void SetArgs(cl_kernel kernel, const T&... args)
+    {
+        cl_uint nIndex = 0;
+        const auto set = [&](size_t nSize, const void* pValue)
+        {
+            EXPECT_EQ(CL_SUCCESS, clSetKernelArg(kernel, nIndex, nSize, pValue)) << nIndex;
+            ++nIndex;
+        };
+        (set(sizeof(T), &args), ...);
+    }
     template <class T> std::vector<T> Read(cl_mem buffer, size_t nCount)
     {
         std::vector<T> vValues(nCount);
@@ -75,7 +144,28 @@ protected:
     std::vector<cl_program> m_vPrograms;
     std::vector<cl_kernel> m_vKernels;
     std::vector<cl_mem> m_vBuffers;
+    std::vector<cl_command_queue> m_vQueues;
+    std::deque<cl_event> m_vEvents;
 };
+
+// Registers a test on a CLFixture that only a child process runs: it isn't listed, so that ctest
+// doesn't show it as skipped in every run. Its name is "Child.Name".
+template <class T> bool RegisterChildTest(const char* pName)
+{
+    if (IsChild())
+    {
+        ::testing::RegisterTest("Child", pName, nullptr, nullptr, __FILE__, __LINE__,
+                                []() -> CLFixture* { return new T; });
+    }
+    return true;
+}
+#define XAN_CHILD_TEST(Name)                                                                       \
+    class Name##Child : public XAN_Test::CLFixture                                                 \
+    {                                                                                              \
+        void TestBody() override;                                                                  \
+    };                                                                                             \
+    const bool g_b##Name##Registered = XAN_Test::RegisterChildTest<Name##Child>(#Name);            \
+    void Name##Child::TestBody()
 } // namespace XAN_Test
 
 #endif

@@ -3,6 +3,7 @@
 // other queues of the context.
 #include "ICDTestSupport.h"
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -20,6 +21,11 @@ struct SCall
     std::thread::id thread;
 };
 
+cl_command_type TypeOf(cl_event event)
+{
+    return Info<cl_command_type>(clGetEventInfo, event, CL_EVENT_COMMAND_TYPE);
+}
+
 // What the callback does, set by each test.
 std::mutex g_CallsMutex;
 std::vector<SCall> g_vCalls;
@@ -27,8 +33,7 @@ std::function<bool(cl_event, cl_int*)> g_fnDecide;
 
 bool CL_CALLBACK Intercept(cl_event event, cl_int* pStatus)
 {
-    SCall call = {event, 0, std::this_thread::get_id()};
-    clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(call.nType), &call.nType, nullptr);
+    const SCall call = {event, TypeOf(event), std::this_thread::get_id()};
     {
         std::lock_guard<std::mutex> lock(g_CallsMutex);
         g_vCalls.push_back(call);
@@ -62,10 +67,7 @@ protected:
         m_B = MakeBuffer(COUNT * sizeof(float), vB.data());
         m_C = MakeBuffer(COUNT * sizeof(float));
         const cl_int n = COUNT;
-        clSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &m_A);
-        clSetKernelArg(m_Kernel, 1, sizeof(cl_mem), &m_B);
-        clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &m_C);
-        clSetKernelArg(m_Kernel, 3, sizeof(n), &n);
+        SetArgs(m_Kernel, m_A, m_B, m_C, n);
     }
 
     void TearDown() override
@@ -94,24 +96,15 @@ protected:
     cl_mem m_C = nullptr;
 };
 
-cl_int StatusOf(cl_event event)
-{
-    cl_int nStatus = 1;
-    clGetEventInfo(event, CL_EVENT_COMMAND_EXECUTION_STATUS, sizeof(nStatus), &nStatus, nullptr);
-    return nStatus;
-}
 } // namespace
 
 TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
 {
-    cl_command_queue_properties nProperties = 0;
-    ASSERT_EQ(CL_SUCCESS, clGetCommandQueueInfo(m_Queue, CL_QUEUE_PROPERTIES, sizeof(nProperties),
-                                                &nProperties, nullptr));
-    EXPECT_LT(static_cast<int64_t>(nProperties), 0);
-    std::vector<cl_context_properties> vProperties(5);
-    ASSERT_EQ(CL_SUCCESS, clGetContextInfo(m_Context, CL_CONTEXT_PROPERTIES,
-                                           vProperties.size() * sizeof(cl_context_properties),
-                                           vProperties.data(), nullptr));
+    EXPECT_LT(int64_t(Info<cl_command_queue_properties>(clGetCommandQueueInfo, m_Queue,
+                                                        CL_QUEUE_PROPERTIES)),
+              0);
+    const auto vProperties = Info<std::array<cl_context_properties, 5>>(clGetContextInfo, m_Context,
+                                                                        CL_CONTEXT_PROPERTIES);
     EXPECT_EQ(CL_CONTEXT_INTERCEPT_CALLBACK_XAN, vProperties[2]);
     EXPECT_EQ(reinterpret_cast<cl_context_properties>(&Intercept), vProperties[3]);
 
@@ -120,19 +113,19 @@ TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
     cl_command_queue queue =
         clCreateCommandQueueWithProperties(m_Context, m_Device, vQueue, &nError);
     ASSERT_EQ(CL_SUCCESS, nError);
-    clGetCommandQueueInfo(queue, CL_QUEUE_PROPERTIES, sizeof(nProperties), &nProperties, nullptr);
-    EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN, nProperties);
+    EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN,
+              Info<cl_command_queue_properties>(clGetCommandQueueInfo, queue, CL_QUEUE_PROPERTIES));
     clReleaseCommandQueue(queue);
 }
 
 TEST_F(InterceptTest, EveryCommandIsOfferedOnceOffTheEnqueueThread)
 {
-    cl_event launch = nullptr;
+    cl_event& launch = NewEvent();
     std::vector<float> vHost(COUNT, 5.0f);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, m_C, CL_FALSE, 0, COUNT * sizeof(float),
                                                vHost.data(), 0, nullptr, nullptr));
     ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
-    cl_event marker = nullptr;
+    cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
 
@@ -149,52 +142,43 @@ TEST_F(InterceptTest, EveryCommandIsOfferedOnceOffTheEnqueueThread)
     }
     // Every call returned false, so every command ran.
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
-    clReleaseEvent(launch);
-    clReleaseEvent(marker);
 }
 
 TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
 {
     g_fnDecide = [](cl_event event, cl_int* pStatus)
     {
-        cl_command_type nType = 0;
-        clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
-        if (nType != CL_COMMAND_NDRANGE_KERNEL)
+        if (TypeOf(event) != CL_COMMAND_NDRANGE_KERNEL)
         {
             return false;
         }
         EXPECT_EQ(CL_SUCCESS, *pStatus);
         return true;
     };
-    cl_event launch = nullptr;
+    cl_event& launch = NewEvent();
     ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &launch));
     EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
     EXPECT_EQ(std::vector<float>(COUNT, 0.0f), Read<float>(m_C, COUNT));
-    clReleaseEvent(launch);
 
     g_fnDecide = [](cl_event, cl_int* pStatus)
     {
         *pStatus = CL_OUT_OF_RESOURCES;
         return true;
     };
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
-    EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &launch));
-    EXPECT_EQ(CL_OUT_OF_RESOURCES, StatusOf(launch));
-    clReleaseEvent(launch);
+    cl_event& failed = NewEvent();
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &failed));
+    EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &failed));
+    EXPECT_EQ(CL_OUT_OF_RESOURCES, StatusOf(failed));
 }
 
 TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
 {
-    cl_int nError = CL_SUCCESS;
-    cl_command_queue privateQueue = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_command_queue privateQueue = MakeQueue();
     std::atomic<bool> bDone{false};
     g_fnDecide = [&](cl_event event, cl_int*)
     {
-        cl_command_type nType = 0;
-        clGetEventInfo(event, CL_EVENT_COMMAND_TYPE, sizeof(nType), &nType, nullptr);
-        if (nType != CL_COMMAND_NDRANGE_KERNEL)
+        if (TypeOf(event) != CL_COMMAND_NDRANGE_KERNEL)
         {
             return false;
         }
@@ -222,8 +206,7 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
         bDone = true;
         return true;
     };
-    cl_event launch = nullptr;
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
     EXPECT_TRUE(bDone);
     EXPECT_EQ(std::vector<float>(COUNT, 7.0f), Read<float>(m_C, COUNT));
@@ -232,8 +215,6 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
     {
         EXPECT_NE(cl_command_type(CL_COMMAND_MAP_BUFFER), call.nType);
     }
-    clReleaseEvent(launch);
-    clReleaseCommandQueue(privateQueue);
 }
 
 TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
@@ -247,8 +228,8 @@ TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
         released.wait(lock, [&] { return bRelease; });
         return false;
     };
-    cl_event launch = nullptr;
-    cl_event marker = nullptr;
+    cl_event& launch = NewEvent();
+    cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -261,20 +242,13 @@ TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
     released.notify_all();
     ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &marker));
     EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
-    clReleaseEvent(launch);
-    clReleaseEvent(marker);
 }
 
 TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
 {
-    auto pfnCreate = reinterpret_cast<clCreateKeyXAN_fn>(
-        clGetExtensionFunctionAddressForPlatform(m_Platform, "clCreateKeyXAN"));
-    auto pfnSet = reinterpret_cast<clObjectSetValueForKeyXAN_fn>(
-        clGetExtensionFunctionAddressForPlatform(m_Platform, "clObjectSetValueForKeyXAN"));
-    auto pfnGet = reinterpret_cast<clObjectGetValueForKeyXAN_fn>(
-        clGetExtensionFunctionAddressForPlatform(m_Platform, "clObjectGetValueForKeyXAN"));
-    ASSERT_TRUE(pfnCreate != nullptr && pfnSet != nullptr && pfnGet != nullptr);
-    const cl_key_xan nKey = pfnCreate(m_Platform, nullptr, nullptr);
+    const SKeyFunctions keys;
+    ASSERT_TRUE(keys.IsComplete());
+    const cl_key_xan nKey = keys.pfnCreate(m_Platform, nullptr, nullptr);
     ASSERT_NE(0u, nKey);
 
     // As a debugger does: the enqueue and the tagging under one lock, which the callback takes.
@@ -284,16 +258,16 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
     {
         std::lock_guard<std::mutex> lock(debuggerMutex);
         void* pValue = reinterpret_cast<void*>(1);
-        EXPECT_EQ(CL_SUCCESS, pfnGet(event, nKey, &pValue));
+        EXPECT_EQ(CL_SUCCESS, keys.pfnGet(event, nKey, &pValue));
         vSeen.push_back(pValue);
         return false;
     };
     int nTag = 0;
-    cl_event launch = nullptr;
+    cl_event& launch = NewEvent();
     {
         std::lock_guard<std::mutex> lock(debuggerMutex);
         ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
-        ASSERT_EQ(CL_SUCCESS, pfnSet(launch, nKey, &nTag));
+        ASSERT_EQ(CL_SUCCESS, keys.pfnSet(launch, nKey, &nTag));
     }
     // A command without an event of the application's gets one of its own for the callback.
     ASSERT_EQ(CL_SUCCESS, clEnqueueBarrier(m_Queue));
@@ -301,23 +275,20 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
     ASSERT_EQ(2u, vSeen.size());
     EXPECT_EQ(&nTag, vSeen[0]);
     EXPECT_EQ(nullptr, vSeen[1]);
-    clReleaseEvent(launch);
 }
 
 TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
 {
-    cl_int nError = CL_SUCCESS;
-    cl_command_queue plain = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_command_queue plain = MakeQueue();
     ASSERT_EQ(CL_SUCCESS, Launch(plain, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(plain));
     EXPECT_TRUE(Calls().empty());
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
-    clReleaseCommandQueue(plain);
 
     // A flagged queue in a context without a callback is refused.
+    cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    EXPECT_EQ(nullptr, clCreateCommandQueue(context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError));
-    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES, nError);
+    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
+              ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
     clReleaseContext(context);
 }

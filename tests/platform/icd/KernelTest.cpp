@@ -3,6 +3,8 @@
 // (tests/platform/engine/cases/reduce_*).
 #include "ICDTestSupport.h"
 
+#include <array>
+
 using namespace XAN_Test;
 
 namespace
@@ -23,24 +25,17 @@ protected:
 TEST_F(KernelTest, ArgumentsFollowTheMetadataAndAreChecked)
 {
     cl_kernel kernel = MakeKernel(ReadKernel("vadd.il"), "vadd");
-    cl_uint nArgs = 0;
-    clGetKernelInfo(kernel, CL_KERNEL_NUM_ARGS, sizeof(nArgs), &nArgs, nullptr);
-    ASSERT_EQ(4u, nArgs);
+    ASSERT_EQ(4u, Info<cl_uint>(clGetKernelInfo, kernel, CL_KERNEL_NUM_ARGS));
+    EXPECT_EQ("c", InfoString(clGetKernelArgInfo, kernel, 2, CL_KERNEL_ARG_NAME));
+    EXPECT_EQ("float*", InfoString(clGetKernelArgInfo, kernel, 2, CL_KERNEL_ARG_TYPE_NAME));
+    EXPECT_EQ("int", InfoString(clGetKernelArgInfo, kernel, 3, CL_KERNEL_ARG_TYPE_NAME));
+    EXPECT_EQ(cl_kernel_arg_address_qualifier(CL_KERNEL_ARG_ADDRESS_GLOBAL),
+              Info<cl_kernel_arg_address_qualifier>(clGetKernelArgInfo, kernel, 0,
+                                                    CL_KERNEL_ARG_ADDRESS_QUALIFIER));
     char vText[32] = {};
-    clGetKernelArgInfo(kernel, 2, CL_KERNEL_ARG_NAME, sizeof(vText), vText, nullptr);
-    EXPECT_STREQ("c", vText);
-    clGetKernelArgInfo(kernel, 2, CL_KERNEL_ARG_TYPE_NAME, sizeof(vText), vText, nullptr);
-    EXPECT_STREQ("float*", vText);
-    clGetKernelArgInfo(kernel, 3, CL_KERNEL_ARG_TYPE_NAME, sizeof(vText), vText, nullptr);
-    EXPECT_STREQ("int", vText);
-    cl_kernel_arg_address_qualifier nAddress = 0;
-    clGetKernelArgInfo(kernel, 0, CL_KERNEL_ARG_ADDRESS_QUALIFIER, sizeof(nAddress), &nAddress,
-                       nullptr);
-    EXPECT_EQ(cl_kernel_arg_address_qualifier(CL_KERNEL_ARG_ADDRESS_GLOBAL), nAddress);
     EXPECT_EQ(CL_INVALID_ARG_INDEX,
               clGetKernelArgInfo(kernel, 4, CL_KERNEL_ARG_NAME, sizeof(vText), vText, nullptr));
-    clGetKernelInfo(kernel, CL_KERNEL_FUNCTION_NAME, sizeof(vText), vText, nullptr);
-    EXPECT_STREQ("vadd", vText);
+    EXPECT_EQ("vadd", InfoString(clGetKernelInfo, kernel, CL_KERNEL_FUNCTION_NAME));
 
     cl_mem buffer = MakeBuffer(64);
     const cl_int n = 16;
@@ -63,10 +58,8 @@ TEST_F(KernelTest, GroupSizesFollowTheKernelsDeclarations)
 {
     cl_kernel limited =
         MakeKernel(KernelSource("limited", "", "", "dcl_max_thread_per_group 64\n"), "limited");
-    size_t nSize = 0;
-    clGetKernelWorkGroupInfo(limited, m_Device, CL_KERNEL_WORK_GROUP_SIZE, sizeof(nSize), &nSize,
-                             nullptr);
-    EXPECT_EQ(64u, nSize);
+    EXPECT_EQ(64u,
+              Info<size_t>(clGetKernelWorkGroupInfo, limited, m_Device, CL_KERNEL_WORK_GROUP_SIZE));
     const size_t vGlobal[3] = {256, 4, 2};
     const size_t vLocal[3] = {64, 1, 1};
     const size_t vTooMany[3] = {128, 1, 1};
@@ -79,14 +72,11 @@ TEST_F(KernelTest, GroupSizesFollowTheKernelsDeclarations)
 
     cl_kernel fixed =
         MakeKernel(KernelSource("fixed", "", "", "dcl_num_thread_per_group 8, 2, 1\n"), "fixed");
-    size_t vCompiled[3] = {};
-    clGetKernelWorkGroupInfo(fixed, nullptr, CL_KERNEL_COMPILE_WORK_GROUP_SIZE, sizeof(vCompiled),
-                             vCompiled, nullptr);
-    EXPECT_EQ(8u, vCompiled[0]);
-    EXPECT_EQ(2u, vCompiled[1]);
-    clGetKernelWorkGroupInfo(fixed, nullptr, CL_KERNEL_WORK_GROUP_SIZE, sizeof(nSize), &nSize,
-                             nullptr);
-    EXPECT_EQ(16u, nSize);
+    using Sizes = std::array<size_t, 3>;
+    EXPECT_EQ((Sizes{8, 2, 1}), Info<Sizes>(clGetKernelWorkGroupInfo, fixed, nullptr,
+                                            CL_KERNEL_COMPILE_WORK_GROUP_SIZE));
+    EXPECT_EQ(16u,
+              Info<size_t>(clGetKernelWorkGroupInfo, fixed, nullptr, CL_KERNEL_WORK_GROUP_SIZE));
     EXPECT_EQ(CL_SUCCESS, LaunchGeometry(fixed, 2, vGlobal, nullptr));
     EXPECT_EQ(CL_INVALID_WORK_GROUP_SIZE, LaunchGeometry(fixed, 2, vGlobal, vLocal));
 }
@@ -105,12 +95,9 @@ TEST_F(KernelTest, ALaunchHoldsItsArgumentsAndObjectsAsTheyWereAtTheEnqueue)
     cl_mem c = MakeBuffer(256);
     const cl_int nAll = 64;
     const cl_int nNone = 0;
-    clSetKernelArg(kernel, 0, sizeof(cl_mem), &a);
-    clSetKernelArg(kernel, 1, sizeof(cl_mem), &a);
-    clSetKernelArg(kernel, 2, sizeof(cl_mem), &c);
-    clSetKernelArg(kernel, 3, sizeof(nAll), &nAll);
+    SetArgs(kernel, a, a, c, nAll);
 
-    cl_event gate = clCreateUserEvent(m_Context, &nError);
+    cl_event gate = MakeUserEvent();
     const size_t nGlobal = 64;
     ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 1,
                                                  &gate, nullptr));
@@ -121,5 +108,4 @@ TEST_F(KernelTest, ALaunchHoldsItsArgumentsAndObjectsAsTheyWereAtTheEnqueue)
     clReleaseProgram(program);
     clSetUserEventStatus(gate, CL_COMPLETE);
     EXPECT_EQ(std::vector<float>(64, 2.0f), Read<float>(c, 64));
-    clReleaseEvent(gate);
 }

@@ -12,18 +12,10 @@ protected:
     void SetUp() override
     {
         CLFixture::SetUp();
-        m_pfnCreate =
-            reinterpret_cast<clCreateKeyXAN_fn>(clGetExtensionFunctionAddress("clCreateKeyXAN"));
-        m_pfnGet = reinterpret_cast<clObjectGetValueForKeyXAN_fn>(
-            clGetExtensionFunctionAddress("clObjectGetValueForKeyXAN"));
-        m_pfnSet = reinterpret_cast<clObjectSetValueForKeyXAN_fn>(
-            clGetExtensionFunctionAddress("clObjectSetValueForKeyXAN"));
-        ASSERT_TRUE(m_pfnCreate != nullptr && m_pfnGet != nullptr && m_pfnSet != nullptr);
+        ASSERT_TRUE(m_Keys.IsComplete());
     }
 
-    clCreateKeyXAN_fn m_pfnCreate = nullptr;
-    clObjectGetValueForKeyXAN_fn m_pfnGet = nullptr;
-    clObjectSetValueForKeyXAN_fn m_pfnSet = nullptr;
+    SKeyFunctions m_Keys;
 };
 
 std::vector<void*> g_vDestroyed;
@@ -37,9 +29,9 @@ void CL_CALLBACK Destroy(void* pValue)
 TEST_F(ObjectKeyTest, EveryObjectHoldsOneValuePerKey)
 {
     cl_int nError = 1;
-    const cl_key_xan nFirst = m_pfnCreate(m_Platform, nullptr, &nError);
+    const cl_key_xan nFirst = m_Keys.pfnCreate(m_Platform, nullptr, &nError);
     EXPECT_EQ(CL_SUCCESS, nError);
-    const cl_key_xan nSecond = m_pfnCreate(m_Platform, nullptr, nullptr);
+    const cl_key_xan nSecond = m_Keys.pfnCreate(m_Platform, nullptr, nullptr);
     ASSERT_NE(0u, nFirst);
     ASSERT_NE(nFirst, nSecond);
 
@@ -50,23 +42,23 @@ TEST_F(ObjectKeyTest, EveryObjectHoldsOneValuePerKey)
     for (int i = 0; i < 6; ++i)
     {
         void* pValue = &nError;
-        ASSERT_EQ(CL_SUCCESS, m_pfnGet(vObjects[i], nFirst, &pValue)) << i;
+        ASSERT_EQ(CL_SUCCESS, m_Keys.pfnGet(vObjects[i], nFirst, &pValue)) << i;
         EXPECT_EQ(nullptr, pValue) << i;
-        ASSERT_EQ(CL_SUCCESS, m_pfnSet(vObjects[i], nFirst, &vTags[i]));
+        ASSERT_EQ(CL_SUCCESS, m_Keys.pfnSet(vObjects[i], nFirst, &vTags[i]));
     }
     for (int i = 0; i < 6; ++i)
     {
         void* pValue = nullptr;
-        m_pfnGet(vObjects[i], nFirst, &pValue);
+        m_Keys.pfnGet(vObjects[i], nFirst, &pValue);
         EXPECT_EQ(&vTags[i], pValue);
-        m_pfnGet(vObjects[i], nSecond, &pValue);
+        m_Keys.pfnGet(vObjects[i], nSecond, &pValue);
         EXPECT_EQ(nullptr, pValue);
     }
     void* pValue = nullptr;
-    EXPECT_EQ(CL_INVALID_VALUE, m_pfnGet(event, 0, &pValue));
-    EXPECT_EQ(CL_INVALID_VALUE, m_pfnGet(&pValue, nFirst, &pValue));
-    EXPECT_EQ(CL_INVALID_VALUE, m_pfnSet(nullptr, nFirst, nullptr));
-    EXPECT_EQ(0u, m_pfnCreate(nullptr, nullptr, &nError));
+    EXPECT_EQ(CL_INVALID_VALUE, m_Keys.pfnGet(event, 0, &pValue));
+    EXPECT_EQ(CL_INVALID_VALUE, m_Keys.pfnGet(&pValue, nFirst, &pValue));
+    EXPECT_EQ(CL_INVALID_VALUE, m_Keys.pfnSet(nullptr, nFirst, nullptr));
+    EXPECT_EQ(0u, m_Keys.pfnCreate(nullptr, nullptr, &nError));
     EXPECT_EQ(CL_INVALID_PLATFORM, nError);
     clSetUserEventStatus(event, CL_COMPLETE);
     clReleaseEvent(event);
@@ -75,11 +67,11 @@ TEST_F(ObjectKeyTest, EveryObjectHoldsOneValuePerKey)
 TEST_F(ObjectKeyTest, AValuesDestructorRunsWhenItsObjectIsReleased)
 {
     g_vDestroyed.clear();
-    const cl_key_xan nKey = m_pfnCreate(m_Platform, Destroy, nullptr);
+    const cl_key_xan nKey = m_Keys.pfnCreate(m_Platform, Destroy, nullptr);
     cl_int nError = CL_SUCCESS;
     cl_event event = clCreateUserEvent(m_Context, &nError);
     int nTag = 0;
-    ASSERT_EQ(CL_SUCCESS, m_pfnSet(event, nKey, &nTag));
+    ASSERT_EQ(CL_SUCCESS, m_Keys.pfnSet(event, nKey, &nTag));
     clRetainEvent(event);
     clReleaseEvent(event);
     EXPECT_TRUE(g_vDestroyed.empty());
@@ -89,7 +81,7 @@ TEST_F(ObjectKeyTest, AValuesDestructorRunsWhenItsObjectIsReleased)
 
     // A null value has nothing to destroy.
     cl_mem buffer = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, 4, nullptr, &nError);
-    m_pfnSet(buffer, nKey, nullptr);
+    m_Keys.pfnSet(buffer, nKey, nullptr);
     clReleaseMemObject(buffer);
     EXPECT_EQ(1u, g_vDestroyed.size());
 }

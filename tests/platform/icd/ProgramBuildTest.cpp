@@ -2,6 +2,7 @@
 // canonical debug IL; binaries rebuild from either, with the debugger's options; errors come
 // with a readable log.
 #include "ICDTestSupport.h"
+#include "support/TestSupport.h"
 
 #include "CElf.h"
 #include "CElfSymbolTable.h"
@@ -18,26 +19,7 @@ namespace
 // Two kernels that fill their buffer with 1.0 and 2.0.
 std::string TwoKernels()
 {
-    std::string strText = "il_cs_2_0\ndcl_cb cb0[16]\ncall 1024\nendmain\n";
-    const char* const vNames[] = {"first", "second"};
-    for (int k = 0; k < 2; ++k)
-    {
-        const std::string strFunction = std::string("__OpenCL_") + vNames[k] + "_kernel";
-        const std::string strLabel = std::to_string(1024 + k);
-        strText +=
-            "func " + strLabel + "\n;ARGSTART:" + strFunction +
-            "\n;version:3:1:111\n;uniqueid:" + strLabel +
-            "\n;memory:64bitABI\n;pointer:out:float:1:1:0:uav:11:4:RW:0:0\n;ARGEND:" + strFunction +
-            "\ndcl_cb cb1[1]\n"
-            "dcl_typeless_uav_id(11)_type(0)_stride(4)_length(4)\n"
-            "dcl_literal l0, 2, 1.0, 2.0, 0\n"
-            "iadd r0.x, vAbsTid0.x, cb0[6].x\n"
-            "ishl r0.y, r0.x, l0.x\n"
-            "i64add r1.xy, cb1[0].xyxy, r0.y0y0\n"
-            "uav_raw_store_id(11)_a64 mem0.x, r1.xyxy, l0." +
-            (k == 0 ? "y" : "z") + "\nret\nendfunc\n";
-    }
-    return strText + "end\n";
+    return ReadFile(std::string(XAN_ICD_TEST_DATA_DIR) + "/two_kernels.il");
 }
 
 std::string SectionText(const CElf& elf, const std::string& strName)
@@ -80,10 +62,7 @@ protected:
     // Runs a kernel with one float buffer argument over 64 work-items.
     std::vector<float> RunFill(cl_program program, const char* pName)
     {
-        cl_int nError = CL_SUCCESS;
-        cl_kernel kernel = clCreateKernel(program, pName, &nError);
-        EXPECT_EQ(CL_SUCCESS, nError);
-        m_vKernels.push_back(kernel);
+        cl_kernel kernel = CreateKernel(program, pName);
         cl_mem out = MakeBuffer(64 * sizeof(float));
         clSetKernelArg(kernel, 0, sizeof(cl_mem), &out);
         const size_t nGlobal = 64;
@@ -149,9 +128,7 @@ TEST_F(ProgramBuildTest, ABinaryBuildsOneKernelFromItsDebugIL)
     ASSERT_EQ(CL_SUCCESS,
               clBuildProgram(program, 1, &m_Device, "-ignore-env -use-debugil -just-kernel=second",
                              nullptr, nullptr));
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateKernel(program, "first", &nError));
-    EXPECT_EQ(CL_INVALID_KERNEL_NAME, nError);
+    EXPECT_EQ(CL_INVALID_KERNEL_NAME, ErrorOf(clCreateKernel, program, "first"));
     EXPECT_EQ(std::vector<float>(64, 2.0f), RunFill(program, "second"));
     // The binary of a program made from one is that binary, unchanged.
     EXPECT_EQ(vBinary, ProgramBinary(program));
@@ -185,16 +162,11 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 1, &m_Device, "-use-debugil -just-kernel=vadd",
                                          nullptr, nullptr))
         << BuildLog(program);
-    cl_int nError = CL_SUCCESS;
-    cl_kernel kernel = clCreateKernel(program, "vadd", &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vKernels.push_back(kernel);
-    cl_uint nArgs = 0;
-    clGetKernelInfo(kernel, CL_KERNEL_NUM_ARGS, sizeof(nArgs), &nArgs, nullptr);
-    EXPECT_EQ(7u, nArgs);
-    char vName[64] = {};
-    clGetKernelArgInfo(kernel, 6, CL_KERNEL_ARG_NAME, sizeof(vName), vName, nullptr);
-    EXPECT_STREQ("__xan_debug_outputSelector", vName);
+    cl_kernel kernel = CreateKernel(program, "vadd");
+    ASSERT_NE(nullptr, kernel);
+    EXPECT_EQ(7u, Info<cl_uint>(clGetKernelInfo, kernel, CL_KERNEL_NUM_ARGS));
+    EXPECT_EQ("__xan_debug_outputSelector",
+              InfoString(clGetKernelArgInfo, kernel, 6, CL_KERNEL_ARG_NAME));
 
     // It still adds, with the debug arguments set as the debugger sets them.
     const std::vector<float> vA(16, 1.5f);
@@ -203,13 +175,7 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     cl_mem result = MakeBuffer(256);
     const cl_int n = 16;
     const cl_int nSelector = 0;
-    clSetKernelArg(kernel, 0, sizeof(cl_mem), &a);
-    clSetKernelArg(kernel, 1, sizeof(cl_mem), &a);
-    clSetKernelArg(kernel, 2, sizeof(cl_mem), &c);
-    clSetKernelArg(kernel, 3, sizeof(n), &n);
-    clSetKernelArg(kernel, 4, sizeof(cl_mem), &result);
-    clSetKernelArg(kernel, 5, sizeof(cl_mem), nullptr);
-    clSetKernelArg(kernel, 6, sizeof(nSelector), &nSelector);
+    SetArgs(kernel, a, a, c, n, result, cl_mem(nullptr), nSelector);
     const size_t nGlobal = 16;
     ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
                                                  nullptr, nullptr));
@@ -218,23 +184,14 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
 
 TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndSoDoesOtherOpenCLC)
 {
-    const char* pDummy = "__kernel void dummy( void ) { }\n";
-    cl_int nError = CL_SUCCESS;
-    cl_program program = clCreateProgramWithSource(m_Context, 1, &pDummy, nullptr, &nError);
-    m_vPrograms.push_back(program);
-    ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
-    cl_kernel kernel = clCreateKernel(program, "dummy", &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vKernels.push_back(kernel);
-    cl_uint nArgs = 1;
-    clGetKernelInfo(kernel, CL_KERNEL_NUM_ARGS, sizeof(nArgs), &nArgs, nullptr);
-    EXPECT_EQ(0u, nArgs);
+    cl_kernel kernel = MakeKernel("__kernel void dummy( void ) { }\n", "dummy");
+    ASSERT_NE(nullptr, kernel);
+    EXPECT_EQ(0u, Info<cl_uint>(clGetKernelInfo, kernel, CL_KERNEL_NUM_ARGS));
     const size_t nGlobal = 128;
-    cl_event done = nullptr;
+    cl_event& done = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
                                                  nullptr, &done));
     EXPECT_EQ(CL_SUCCESS, clWaitForEvents(1, &done));
-    clReleaseEvent(done);
 
     std::string strLog;
     EXPECT_NE(nullptr,
@@ -277,12 +234,9 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
     EXPECT_EQ(CL_INVALID_BUILD_OPTIONS,
               clBuildProgram(program, 0, nullptr, "-no-such-option", nullptr, nullptr));
     EXPECT_EQ(CL_BUILD_PROGRAM_FAILURE, clBuildProgram(program, 0, nullptr, "", nullptr, nullptr));
-    cl_build_status nStatus = CL_BUILD_NONE;
-    clGetProgramBuildInfo(program, m_Device, CL_PROGRAM_BUILD_STATUS, sizeof(nStatus), &nStatus,
-                          nullptr);
-    EXPECT_EQ(CL_BUILD_ERROR, nStatus);
-    EXPECT_EQ(nullptr, clCreateKernel(program, "k", &nError));
-    EXPECT_EQ(CL_INVALID_PROGRAM_EXECUTABLE, nError);
+    EXPECT_EQ(CL_BUILD_ERROR, Info<cl_build_status>(clGetProgramBuildInfo, program, m_Device,
+                                                    CL_PROGRAM_BUILD_STATUS));
+    EXPECT_EQ(CL_INVALID_PROGRAM_EXECUTABLE, ErrorOf(clCreateKernel, program, "k"));
 
     const unsigned char vJunk[] = "not an ELF image";
     const unsigned char* pJunk = vJunk;
@@ -298,12 +252,8 @@ TEST_F(ProgramBuildTest, ProgramsListTheirKernelsAndHoldTheirBuildWhileKernelsLi
 {
     cl_program program = Build(TwoKernels());
     ASSERT_NE(nullptr, program);
-    size_t nKernels = 0;
-    clGetProgramInfo(program, CL_PROGRAM_NUM_KERNELS, sizeof(nKernels), &nKernels, nullptr);
-    EXPECT_EQ(2u, nKernels);
-    char vNames[64] = {};
-    clGetProgramInfo(program, CL_PROGRAM_KERNEL_NAMES, sizeof(vNames), vNames, nullptr);
-    EXPECT_STREQ("first;second", vNames);
+    EXPECT_EQ(2u, Info<size_t>(clGetProgramInfo, program, CL_PROGRAM_NUM_KERNELS));
+    EXPECT_EQ("first;second", InfoString(clGetProgramInfo, program, CL_PROGRAM_KERNEL_NAMES));
 
     cl_kernel vKernels[2] = {};
     cl_uint nCreated = 0;
@@ -311,9 +261,7 @@ TEST_F(ProgramBuildTest, ProgramsListTheirKernelsAndHoldTheirBuildWhileKernelsLi
     EXPECT_EQ(2u, nCreated);
     EXPECT_EQ(CL_INVALID_OPERATION, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
     // A kernel keeps its program.
-    cl_program held = nullptr;
-    clGetKernelInfo(vKernels[1], CL_KERNEL_PROGRAM, sizeof(held), &held, nullptr);
-    EXPECT_EQ(program, held);
+    EXPECT_EQ(program, Info<cl_program>(clGetKernelInfo, vKernels[1], CL_KERNEL_PROGRAM));
     for (cl_kernel kernel : vKernels)
     {
         clReleaseKernel(kernel);

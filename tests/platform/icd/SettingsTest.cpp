@@ -4,8 +4,6 @@
 
 #include <CL/cl_ext.h>
 
-#include <cstring>
-
 using namespace XAN_Test;
 
 TEST(SettingsTest, OlderFamilyDevice)
@@ -14,42 +12,12 @@ TEST(SettingsTest, OlderFamilyDevice)
                             {{"NORDVANE_OCL_DEVICE", "fennel"}, {"NORDVANE_OCL_BUILD", "1445.5"}}));
 }
 
+// The older family's launches are data cases (ids_2d and others with device = "fennel").
 XAN_CHILD_TEST(OlderFamily)
 {
-    cl_device_id device = FirstDevice(NordvanePlatform());
-    ASSERT_NE(nullptr, device);
-    EXPECT_EQ("Fennel", DeviceString(device, CL_DEVICE_NAME));
-    EXPECT_EQ("OpenCL 1.2 XAN (1445.5)", DeviceString(device, CL_DEVICE_VERSION));
-    cl_uint nBits = 0;
-    clGetDeviceInfo(device, CL_DEVICE_ADDRESS_BITS, sizeof(nBits), &nBits, nullptr);
-    EXPECT_EQ(32u, nBits);
-
-    // The older family's example kernel: 32-bit addresses, global ids with an offset.
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
-    const std::string strSource = ReadKernel("ids.il");
-    const char* pText = strSource.c_str();
-    cl_program program = clCreateProgramWithSource(context, 1, &pText, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
-    cl_kernel kernel = clCreateKernel(program, "ids", &nError);
-    const size_t vOffset[2] = {10, 20};
-    const size_t vGlobal[2] = {8, 4};
-    const size_t vLocal[2] = {4, 2};
-    cl_mem out = clCreateBuffer(context, CL_MEM_READ_WRITE, 32 * 16, nullptr, &nError);
-    clSetKernelArg(kernel, 0, sizeof(cl_mem), &out);
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(queue, kernel, 2, vOffset, vGlobal, vLocal, 0,
-                                                 nullptr, nullptr));
-    std::vector<uint32_t> vIds(32 * 4);
-    clEnqueueReadBuffer(queue, out, CL_TRUE, 0, vIds.size() * 4, vIds.data(), 0, nullptr, nullptr);
-    // Work-item (x, y) = (3, 2): index 19, global id (13, 22).
-    EXPECT_EQ(13u, vIds[19 * 4]);
-    EXPECT_EQ(22u, vIds[19 * 4 + 1]);
-    clReleaseMemObject(out);
-    clReleaseKernel(kernel);
-    clReleaseProgram(program);
-    clReleaseCommandQueue(queue);
-    clReleaseContext(context);
+    EXPECT_EQ("Fennel", DeviceString(m_Device, CL_DEVICE_NAME));
+    EXPECT_EQ("OpenCL 1.2 XAN (1445.5)", DeviceString(m_Device, CL_DEVICE_VERSION));
+    EXPECT_EQ(32u, Info<cl_uint>(clGetDeviceInfo, m_Device, CL_DEVICE_ADDRESS_BITS));
 }
 
 TEST(SettingsTest, HiddenExtensions)
@@ -61,16 +29,12 @@ TEST(SettingsTest, HiddenExtensions)
 
 XAN_CHILD_TEST(HiddenExtensions)
 {
-    cl_platform_id platform = NordvanePlatform();
-    ASSERT_NE(nullptr, platform);
     EXPECT_EQ("cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64",
-              PlatformString(platform, CL_PLATFORM_EXTENSIONS));
+              PlatformString(m_Platform, CL_PLATFORM_EXTENSIONS));
     EXPECT_EQ(nullptr, clGetExtensionFunctionAddress("clCreateKeyXAN"));
-    cl_device_id device = FirstDevice(platform);
     const cl_context_properties vProperties[] = {CL_CONTEXT_INTERCEPT_CALLBACK_XAN, 1, 0};
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateContext(vProperties, 1, &device, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_PROPERTY, nError);
+    EXPECT_EQ(CL_INVALID_PROPERTY,
+              ErrorOf(clCreateContext, vProperties, 1, &m_Device, nullptr, nullptr));
 }
 
 TEST(SettingsTest, ExtraCPUDeviceAndSecondPlatform)
@@ -95,9 +59,8 @@ XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
 
     cl_device_id cpu = FirstDevice(nordvane, CL_DEVICE_TYPE_CPU);
     ASSERT_NE(nullptr, cpu);
-    cl_device_type nType = 0;
-    clGetDeviceInfo(cpu, CL_DEVICE_TYPE, sizeof(nType), &nType, nullptr);
-    EXPECT_EQ(cl_device_type(CL_DEVICE_TYPE_CPU), nType);
+    EXPECT_EQ(cl_device_type(CL_DEVICE_TYPE_CPU),
+              Info<cl_device_type>(clGetDeviceInfo, cpu, CL_DEVICE_TYPE));
     cl_uint nDevices = 0;
     clGetDeviceIDs(nordvane, CL_DEVICE_TYPE_ALL, 0, nullptr, &nDevices);
     EXPECT_EQ(2u, nDevices);
@@ -116,9 +79,7 @@ XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
     }
     // Devices of two platforms don't share a context.
     cl_device_id vMixed[] = {FirstDevice(nordvane), FirstDevice(other)};
-    cl_int nError = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateContext(nullptr, 2, vMixed, nullptr, nullptr, &nError));
-    EXPECT_EQ(CL_INVALID_DEVICE, nError);
+    EXPECT_EQ(CL_INVALID_DEVICE, ErrorOf(clCreateContext, nullptr, 2, vMixed, nullptr, nullptr));
 }
 
 TEST(SettingsTest, BuildOptionsFromTheEnvironment)
@@ -129,20 +90,12 @@ TEST(SettingsTest, BuildOptionsFromTheEnvironment)
 
 XAN_CHILD_TEST(BuildOptionsFromTheEnvironment)
 {
-    cl_device_id device = FirstDevice(NordvanePlatform());
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    const std::string strSource = ReadKernel("vadd.il");
-    const char* pText = strSource.c_str();
-    cl_program program = clCreateProgramWithSource(context, 1, &pText, nullptr, &nError);
+    std::string strLog;
+    EXPECT_EQ(nullptr, Build(ReadKernel("vadd.il"), nullptr, &strLog));
+    EXPECT_NE(std::string::npos, strLog.find("\"-bogus\"")) << strLog;
     EXPECT_EQ(CL_INVALID_BUILD_OPTIONS,
-              clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
-    char vLog[256] = {};
-    clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, sizeof(vLog), vLog, nullptr);
-    EXPECT_NE(nullptr, std::strstr(vLog, "\"-bogus\""));
-    EXPECT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, "-ignore-env", nullptr, nullptr));
-    clReleaseProgram(program);
-    clReleaseContext(context);
+              clBuildProgram(m_vPrograms[0], 0, nullptr, nullptr, nullptr, nullptr));
+    EXPECT_NE(nullptr, Build(ReadKernel("vadd.il"), "-ignore-env"));
 }
 
 TEST(SettingsTest, UnknownValuesWarnOnceAndSayWhatIsUsed)

@@ -2,6 +2,11 @@
 #include "ILTestTokens.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
+#include "support/TestSupport.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/replace.hpp>
+#include <boost/algorithm/string/split.hpp>
 #include <gtest/gtest.h>
 
 using namespace ShaderUtils;
@@ -40,6 +45,15 @@ std::vector<unsigned int> Comment(const std::string& strText)
     }
     return vTokens;
 }
+
+// Each statement of a table assembles to its tokens.
+void ExpectTokens(const std::vector<std::pair<const char*, std::vector<unsigned int>>>& vRows)
+{
+    for (const auto& row : vRows)
+    {
+        EXPECT_EQ(row.second, Statement(row.first)) << row.first;
+    }
+}
 } // namespace
 
 TEST(CILAssemblerTest, HeaderMacrosAndElementLines)
@@ -68,64 +82,44 @@ TEST(CILAssemblerTest, HeaderMacrosAndElementLines)
 
 TEST(CILAssemblerTest, OperandEncodings)
 {
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2}), Statement("mov r1, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x01, R2}),
-              Statement("mov r1.x, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0x11, R2}),
-              Statement("mov r1.x_z_, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1 | MOD, 0xE1, R2}),
-              Statement("mov r1.x_23, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x5140}),
-              Statement("mov r1, r2.x0y1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x0000}),
-              Statement("mov r1, r2.x"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x1110}),
-              Statement("mov r1, r2.xy"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0xBA98}),
-              Statement("mov r1, -r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, R2 | MOD, 0x3A18 | IL_SRC_ABS}),
-              Statement("mov r1, r2_neg(xz)_abs"));
-
-    // A lone index is the immediate of an indexed temp in an instruction and
-    // the dimension token everywhere else.
     const unsigned int nX1 = Operand(IL_REGTYPE_INDEXABLE_TEMP, 1);
     const unsigned int nCb1 = Operand(IL_REGTYPE_CONST_BUFF, 1);
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | IL_REG_IMMEDIATE_PRESENT, 3}),
-              Statement("mov r1, x1[3]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_DIMENSION, 4}),
-              Statement("mov r1, cb1[4]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_INDEXED_TEMP_ARRAY, nX1 | IL_REG_DIMENSION, 64}),
-              Statement("dcl_indexed_temp_array x1[64]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, R1, nCb1 | IL_REG_IMMEDIATE_PRESENT, 4}),
-              Statement("mov r1, cb1[imm(4)]"));
-    EXPECT_EQ((std::vector<unsigned int>{
-                  IL_OP_MOV, R1,
-                  nX1 | IL_REG_DIMENSION | IL_REG_IMMEDIATE_PRESENT | IL_REG_EXTENDED, 5, 6, 7}),
-              Statement("mov r1, x1[imm(6) + dim(5)]_ext(7)"));
-
-    // Register-relative: the index register with its modifier, then the
-    // immediate; relative: its token, then the immediate.
     const unsigned int nRegRelative = IL_ADDR_REG_RELATIVE << IL_REG_RELATIVE_SHIFT;
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV, R1, nX1 | nRegRelative | IL_REG_IMMEDIATE_PRESENT,
-                                   R0 | MOD, 0x1111, 3}),
-        Statement("mov r1, x1[r0.y + 3]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, nX1 | nRegRelative, R0, R2}),
-              Statement("mov x1[r0], r2"));
-    EXPECT_EQ(
-        (std::vector<unsigned int>{
-            IL_OP_MOV, R1, nCb1 | (1u << IL_REG_RELATIVE_SHIFT) | IL_REG_IMMEDIATE_PRESENT, 9, 2}),
-        Statement("mov r1, cb1[2 + rel(9)]"));
-}
-
-TEST(CILAssemblerTest, TempNumbersAreSeventeenBitsSigned)
-{
-    const unsigned int nMinusOne = Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN);
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV, nMinusOne, Operand(IL_REGTYPE_TEMP, 0, IL_REG_SIGN)}),
-        Statement("mov r-1, r-65536"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF), nMinusOne}),
-              Statement("mov r65535, r-1"));
+    ExpectTokens({
+        {"mov r1, r2", {IL_OP_MOV, R1, R2}},
+        {"mov r1.x, r2", {IL_OP_MOV, R1 | MOD, 0x01, R2}},
+        {"mov r1.x_z_, r2", {IL_OP_MOV, R1 | MOD, 0x11, R2}},
+        {"mov r1.x_23, r2", {IL_OP_MOV, R1 | MOD, 0xE1, R2}},
+        {"mov r1, r2.x0y1", {IL_OP_MOV, R1, R2 | MOD, 0x5140}},
+        {"mov r1, r2.x", {IL_OP_MOV, R1, R2 | MOD, 0x0000}},
+        {"mov r1, r2.xy", {IL_OP_MOV, R1, R2 | MOD, 0x1110}},
+        {"mov r1, -r2", {IL_OP_MOV, R1, R2 | MOD, 0xBA98}},
+        {"mov r1, r2_neg(xz)_abs", {IL_OP_MOV, R1, R2 | MOD, 0x3A18 | IL_SRC_ABS}},
+        // A lone index is the immediate of an indexed temp in an instruction and the dimension
+        // token everywhere else.
+        {"mov r1, x1[3]", {IL_OP_MOV, R1, nX1 | IL_REG_IMMEDIATE_PRESENT, 3}},
+        {"mov r1, cb1[4]", {IL_OP_MOV, R1, nCb1 | IL_REG_DIMENSION, 4}},
+        {"dcl_indexed_temp_array x1[64]",
+         {IL_OP_DCL_INDEXED_TEMP_ARRAY, nX1 | IL_REG_DIMENSION, 64}},
+        {"mov r1, cb1[imm(4)]", {IL_OP_MOV, R1, nCb1 | IL_REG_IMMEDIATE_PRESENT, 4}},
+        {"mov r1, x1[imm(6) + dim(5)]_ext(7)",
+         {IL_OP_MOV, R1, nX1 | IL_REG_DIMENSION | IL_REG_IMMEDIATE_PRESENT | IL_REG_EXTENDED, 5, 6,
+          7}},
+        // Register-relative: the index register with its modifier, then the immediate;
+        // relative: its token, then the immediate.
+        {"mov r1, x1[r0.y + 3]",
+         {IL_OP_MOV, R1, nX1 | nRegRelative | IL_REG_IMMEDIATE_PRESENT, R0 | MOD, 0x1111, 3}},
+        {"mov x1[r0], r2", {IL_OP_MOV, nX1 | nRegRelative, R0, R2}},
+        {"mov r1, cb1[2 + rel(9)]",
+         {IL_OP_MOV, R1, nCb1 | (1u << IL_REG_RELATIVE_SHIFT) | IL_REG_IMMEDIATE_PRESENT, 9, 2}},
+        // Temp numbers are 17 bits, signed.
+        {"mov r-1, r-65536",
+         {IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN),
+          Operand(IL_REGTYPE_TEMP, 0, IL_REG_SIGN)}},
+        {"mov r65535, r-1",
+         {IL_OP_MOV, Operand(IL_REGTYPE_TEMP, 0xFFFF),
+          Operand(IL_REGTYPE_TEMP, 0xFFFF, IL_REG_SIGN)}},
+    });
     // Bare compute input names are number 0.
     EXPECT_EQ(Statement("mov r0, vAbsTid0"), Statement("mov r0, vAbsTid"));
 }
@@ -152,117 +146,70 @@ TEST(CILAssemblerTest, LengthsOfCountedInstructions)
     vSplit.insert(vSplit.end(), vRest.begin(), vRest.end());
     EXPECT_EQ(vSplit, Statement(";" + strLong));
 
-    const unsigned int nL1 = Operand(IL_REGTYPE_LITERAL, 1);
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_DCL_LITERAL, nL1, 0x3F800000, 0xFFFFFFFF, 0xBF800000, 16}),
-        Statement("dcl_literal l1, 1.0, -1, -1.0f, 0x10"));
     const unsigned int nCb0 = Operand(IL_REGTYPE_CONST_BUFF, 0, IL_REG_DIMENSION);
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB, nCb0, 16}), Statement("dcl_cb cb0[16]"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 7, 8}),
-              Statement("dcl_cb_data 7, 8"));
-    EXPECT_EQ((std::vector<unsigned int>{
-                  IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0, 5}),
-              Statement("dcl_cb_data_sec(5)"));
-
     const unsigned int nMcall = IL_OP_MCALL | (4u << IL_CONTROL_SHIFT);
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010002, R0, R1, R2}),
-              Statement("mcall(4) (r0), (r1, r2)"));
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00000001, R1}), Statement("mcall(4) (), (r1)"));
-    EXPECT_EQ((std::vector<unsigned int>{nMcall, 0x00010000, R0}), Statement("mcall(4) (r0), ()"));
-
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << IL_CONTROL_SHIFT),
-                                         64, 2, 1}),
-              Statement("dcl_num_thread_per_group 64, 2, 1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_CALL, 1024}), Statement("call 1024"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FUNC, 0xFFFFFFFF}), Statement("func 4294967295"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_WAVESIZE | (64u << IL_CONTROL_SHIFT)}),
-              Statement("dcl_wavesize 64"));
+    ExpectTokens({
+        {"dcl_literal l1, 1.0, -1, -1.0f, 0x10",
+         {IL_OP_DCL_LITERAL, Operand(IL_REGTYPE_LITERAL, 1), 0x3F800000, 0xFFFFFFFF, 0xBF800000,
+          16}},
+        {"dcl_cb cb0[16]", {IL_OP_DCL_CB, nCb0, 16}},
+        {"dcl_cb_data 7, 8", {IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT, 2, 7, 8}},
+        {"dcl_cb_data_sec(5)",
+         {IL_OP_DCL_CB | IL_PRI_MODIFIER_PRESENT | IL_SEC_MODIFIER_PRESENT, 0, 5}},
+        {"mcall(4) (r0), (r1, r2)", {nMcall, 0x00010002, R0, R1, R2}},
+        {"mcall(4) (), (r1)", {nMcall, 0x00000001, R1}},
+        {"mcall(4) (r0), ()", {nMcall, 0x00010000, R0}},
+        {"dcl_num_thread_per_group 64, 2, 1",
+         {IL_OP_DCL_NUM_THREAD_PER_GROUP | (3u << IL_CONTROL_SHIFT), 64, 2, 1}},
+        {"call 1024", {IL_OP_CALL, 1024}},
+        {"func 4294967295", {IL_OP_FUNC, 0xFFFFFFFF}},
+        {"dcl_wavesize 64", {IL_OP_DCL_WAVESIZE | (64u << IL_CONTROL_SHIFT)}},
+    });
 }
 
 TEST(CILAssemblerTest, ControlSuffixes)
 {
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_STORE | (11u << 16) | (1u << 29),
-                                         Operand(IL_REGTYPE_MEM, 0, MOD), 0x01, R1, R2}),
-              Statement("uav_raw_store_id(11)_a64 mem0.x, r1, r2"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_IFC | (3u << 16), R0, R1}),
-              Statement("ifc_relop(ge) r0, r1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_FENCE | (0x7u << 16)}),
-              Statement("fence_memory_threads_lds"));
-    EXPECT_EQ((std::vector<unsigned int>{0x10000086u | (3u << 16), R0, R1}),
-              Statement("load_ext_resource(3) r0, r1"));
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_DCL_TYPELESS_UAV | (8u << 16) | (3u << 26), 4, 64}),
-              Statement("dcl_typeless_uav_length(64)_type(3)_id(8)_stride(4)"));
-    EXPECT_EQ(
-        (std::vector<unsigned int>{IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | (5u << 16), 0x10, R0, R1}),
-        Statement("mov_pri(0x10)_control(5) r0, r1"));
-    // Bits 30 and 31 of uav_raw_load aren't modifier flags.
-    EXPECT_EQ((std::vector<unsigned int>{IL_OP_UAV_RAW_LOAD | 0x80000000u, R0, R1}),
-              Statement("uav_raw_load_control(0x8000) r0, r1"));
+    ExpectTokens({
+        {"uav_raw_store_id(11)_a64 mem0.x, r1, r2",
+         {IL_OP_UAV_RAW_STORE | (11u << 16) | (1u << 29), Operand(IL_REGTYPE_MEM, 0, MOD), 0x01, R1,
+          R2}},
+        {"ifc_relop(ge) r0, r1", {IL_OP_IFC | (3u << 16), R0, R1}},
+        {"fence_memory_threads_lds", {IL_OP_FENCE | (0x7u << 16)}},
+        {"load_ext_resource(3) r0, r1", {0x10000086u | (3u << 16), R0, R1}},
+        {"dcl_typeless_uav_length(64)_type(3)_id(8)_stride(4)",
+         {IL_OP_DCL_TYPELESS_UAV | (8u << 16) | (3u << 26), 4, 64}},
+        {"mov_pri(0x10)_control(5) r0, r1",
+         {IL_OP_MOV | IL_PRI_MODIFIER_PRESENT | (5u << 16), 0x10, R0, R1}},
+        // Bits 30 and 31 of uav_raw_load aren't modifier flags.
+        {"uav_raw_load_control(0x8000) r0, r1", {IL_OP_UAV_RAW_LOAD | 0x80000000u, R0, R1}},
+    });
     EXPECT_EQ(Statement("and r0, r1, r2"), Statement("iand r0, r1, r2"));
 }
 
 TEST(CILAssemblerTest, BadTextNamesLineColumnAndWordAndWritesNothing)
 {
-    struct Case
+    // Each row: the text (with "\\n" for a line end), the line, column and word the error names,
+    // and a part of its message, separated by tabs.
+    const std::vector<std::string> vRows = ReadLines(XAN_IL_TEST_DATA_DIR "/bad_text.tsv");
+    ASSERT_EQ(35u, vRows.size());
+    for (const std::string& strRow : vRows)
     {
-        const char* pText;
-        unsigned int nLine;
-        unsigned int nColumn;
-        const char* pWord;
-        const char* pMessage;
-    };
-    const Case cases[] = {
-        {"il_cs_2_0\nmovv r0, r1", 2, 1, "movv", "unknown opcode"},
-        {"il_cs_2_0\n  mov r0, q1", 2, 11, "q1", "unknown register"},
-        {"il_cs_2_0\nmov r0", 2, 1, "mov", "needs 2 operands, found 1"},
-        {"il_cs_2_0\nmov r0, r1, r2", 2, 13, "r2", "too many operands"},
-        {"il_cs_2_0\nmov r0.yx, r1", 2, 7, ".yx", "order xyzw"},
-        {"il_cs_2_0\nmov r0, r1.q", 2, 11, ".q", "empty swizzle"},
-        {"il_cs_2_0\nmov r65536, r1", 2, 6, "65536", "out of range"},
-        {"il_cs_2_0\nmov r-65537, r1", 2, 6, "-65537", "out of range"},
-        {"il_cs_2_0\nmov l-1, r1", 2, 6, "-1", "out of range"},
-        {"il_cs_2_0\nuav_raw_load_id(1024) r0, r1", 2, 17, "1024", "out of range"},
-        {"il_cs_2_0\nifc_relop(xx) r0, r1", 2, 11, "xx", "not a number"},
-        {"il_cs_2_0\nmov_foo r0, r1", 2, 5, "foo", "unknown suffix of mov"},
-        {"il_cs_2_0\nfence_control(0x1)", 2, 15, "0x1", "other suffixes"},
-        {"il_cs_2_0\nmov -r0, r1", 2, 5, "-r0", "can't be negated"},
-        {"il_cs_2_0\nmov r0, x1[r0 + rel(1)]", 2, 12, "r0 + rel(1)", "not both"},
-        {"il_cs_2_0\nmov r0, x1[r0 + dim(1)]", 2, 17, "dim(1)", "no dimension"},
-        {"il_cs_2_0\nmov r0, x1[3 + 4]", 2, 16, "4", "twice"},
-        {"il_cs_2_0\nmov r0, x1[]", 2, 12, "", "empty index"},
-        {"il_cs_2_0\nmov r0, r1_abs_abs", 2, 15, "_abs", "given twice"},
-        {"il_cs_2_0\nmcall(1) (r0, r1), (r2)", 2, 15, "r1", "at most one output"},
-        {"il_cs_2_0\nmcall r0, r1", 2, 1, "mcall", "label"},
-        {"il_cs_2_0\ndcl_typeless_uav_id(1)_stride(4)", 2, 1, "dcl_typeless_uav_id(1)_stride(4)",
-         "missing the suffix _length"},
-        {"il_cs_2_0\ncomment", 2, 1, "comment", "after ';'"},
-        {"il_cs_2_0\nhs_cp_phase", 2, 1, "hs_cp_phase", "can't contain"},
-        {"il_cs_2_0\nnone", 2, 1, "none", "can't contain"},
-        {"il_cs_2_0\ndcl_wavesize 16384", 2, 14, "16384", "out of range"},
-        {"il_cs_2_0\nmov r0, r1 ;x dcl_wavesize 64", 2, 15, "dcl_wavesize", "can't contain"},
-        {"mov r0, r1", 1, 1, "mov r0, r1", "only macros stand before the header"},
-        {"\n;note\nil_cs_2_0", 2, 2, "note", "only macros stand before the header"},
-        {"il_cs_2_0\nil_cs_2_0", 2, 1, "il_cs_2_0", "second header"},
-        {"il_xs_2_0", 1, 1, "il_xs_2_0", "not a header"},
-        {"il_cs_0_0", 1, 1, "il_cs_0_0", "not a header"},
-        {"mdef(1)\nil_cs_2_0", 2, 1, "il_cs_2_0", "inside a macro"},
-        {"mdef(1)\nret", 2, 1, "", "ends inside a macro"},
-        {"", 1, 1, "", "no header"},
-    };
-    for (const Case& c : cases)
-    {
+        std::vector<std::string> vFields;
+        boost::split(vFields, strRow, boost::is_any_of("\t"));
+        ASSERT_EQ(5u, vFields.size()) << strRow;
+        const std::string strText = boost::replace_all_copy(vFields[0], "\\n", "\n");
         CILAssembler assembler;
         std::vector<unsigned int> vTokens = {42};
         std::vector<unsigned int> vLines = {7};
-        EXPECT_FALSE(assembler.Assemble(c.pText, vTokens, &vLines)) << c.pText;
+        EXPECT_FALSE(assembler.Assemble(strText, vTokens, &vLines)) << strRow;
         const ILAsmError& error = assembler.GetError();
-        EXPECT_EQ(c.nLine, error.nLine) << c.pText;
-        EXPECT_EQ(c.nColumn, error.nColumn) << c.pText;
-        EXPECT_EQ(c.pWord, error.strWord) << c.pText;
-        EXPECT_NE(std::string::npos, error.strMessage.find(c.pMessage))
-            << c.pText << ": " << error.strMessage;
-        EXPECT_EQ(std::vector<unsigned int>{42}, vTokens) << c.pText;
-        EXPECT_EQ(std::vector<unsigned int>{7}, vLines) << c.pText;
+        EXPECT_EQ(vFields[1], std::to_string(error.nLine)) << strRow;
+        EXPECT_EQ(vFields[2], std::to_string(error.nColumn)) << strRow;
+        EXPECT_EQ(vFields[3], error.strWord) << strRow;
+        EXPECT_NE(std::string::npos, error.strMessage.find(vFields[4]))
+            << strRow << ": " << error.strMessage;
+        EXPECT_EQ(std::vector<unsigned int>{42}, vTokens) << strRow;
+        EXPECT_EQ(std::vector<unsigned int>{7}, vLines) << strRow;
     }
     CILAssembler assembler;
     std::vector<unsigned int> vTokens;

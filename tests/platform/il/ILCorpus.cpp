@@ -3,6 +3,7 @@
 #include "ILTextForms.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
+#include "support/TestSupport.h"
 
 #include <cstdio>
 
@@ -13,57 +14,24 @@ namespace XAN_Test
 {
 namespace
 {
-// Operand forms, used in turn by the generated statements.
-const char* const g_pDestForms[] = {
-    "r0",
-    "r1.x",
-    "r2.xy",
-    "r3.xzw",
-    "r4.w",
-    "r-1.y",
-    "x1[2].x",
-    "x1[r0.x + 1].y",
-    "mem0.xyzw",
-    "r65535",
-    "r-65536",
-    "r5.x_2_",
-    "r6.____",
-    "r7.xy_mod(0x100)",
-    "r8_ext(0x9)",
-    "v_in0",
-    "o_out3",
-    "x2[dim(2) + imm(1)]",
-    "cb3[rel(7)].z",
-    "x1[r2 + 4]",
-};
+// The lines of a file of the corpus's data folder.
+std::vector<std::string> DataLines(const std::string& strName)
+{
+    return ReadLines(std::string(XAN_IL_TEST_DATA_DIR) + "/" + strName);
+}
 
-const char* const g_pSourceForms[] = {
-    "r1",
-    "r2.xxxx",
-    "-r3",
-    "r4.x0y1",
-    "r5.wzyx_abs",
-    "r6.y_neg(xz)",
-    "l0",
-    "cb1[2].x",
-    "x1[3]",
-    "x1[r0.x + 3]",
-    "cb0[r1.y]",
-    "vAbsTid0.xyz1",
-    "r-2.z",
-    "cb1[rel(1) + 2]",
-    "r7_mod(0x10000)",
-    "r8_ext(0x5)",
-    "x1[dim(1) + imm(2)]",
-    "cb2[imm(4)]",
-    "vThreadGrpId0",
-    "-x1[-r9.y_abs + 4].w_neg(x)",
-    "cb1[r3]",
-    "x3[dim(5)]",
-    "r-65536.0011",
-    "vTidInGrp",
-    "Tmr1.w_abs_mod(0x1000000)",
-};
+// Operand forms, used in turn by the generated statements.
+const std::vector<std::string>& DestForms()
+{
+    static const std::vector<std::string> s_vForms = DataLines("dest_forms.txt");
+    return s_vForms;
+}
+
+const std::vector<std::string>& SourceForms()
+{
+    static const std::vector<std::string> s_vForms = DataLines("source_forms.txt");
+    return s_vForms;
+}
 
 std::string Hex(unsigned int nValue)
 {
@@ -153,13 +121,12 @@ std::string MakeILStatement(const ILOpCodeDesc& desc, unsigned int nIndex)
     std::string strOperands;
     if (counts.bHasDest)
     {
-        strOperands = g_pDestForms[nIndex % (sizeof(g_pDestForms) / sizeof(g_pDestForms[0]))];
+        strOperands = DestForms()[nIndex % DestForms().size()];
     }
-    const std::size_t nSourceForms = sizeof(g_pSourceForms) / sizeof(g_pSourceForms[0]);
     for (unsigned int i = 0; i < counts.nSrcCount; ++i)
     {
         strOperands += strOperands.empty() ? "" : ", ";
-        strOperands += g_pSourceForms[(nIndex * 3 + i) % nSourceForms];
+        strOperands += SourceForms()[(nIndex * 3 + i) % SourceForms().size()];
     }
     const unsigned int nValues = GetTrailingTokenCount(nOpCode) - form.nTrailingNames;
     if (nValues != 0)
@@ -198,35 +165,8 @@ std::vector<std::string> MakeStatements()
     addTable(g_ILDclOpCodeTable, g_nILDclOpCodeTableSize);
 
     // Forms that the generated statements don't reach.
-    const char* const pSpecial[] = {
-        ";$$$$$$$$$$",
-        "call 1024",
-        "call 4294967295",
-        "func 1024",
-        "mcall(5) (), (r1)",
-        "mcall(6) (r1.x), ()",
-        "mcall(7)_pri(0x3)_sec(0x4) (r2), (r3, r4, r5, r6, r7, r8, r9, r10)",
-        "dcl_cb cb0[16]",
-        "dcl_cb_data 0x1, 2.5, -3",
-        "dcl_cb_data",
-        "dcl_cb_data_sec(0x9) 7",
-        "dcl_literal l1, 0x3F800000, -1.0, 0xFFFFFFFF, 16",
-        "dcl_indexed_temp_array x1[64]",
-        "dcl_num_thread_per_group 64",
-        "dcl_num_thread_per_group",
-        "mov r-1, r-65536.x0y1",
-        "mov r65535.x, r-1",
-        "mov r0.x_z_, r1.yyyy_neg(yw)",
-        "mov r0.x2_3, r1.01zw",
-        "mov r0, r1.xyzw",
-        "mov x1[r0.x + 4294967295], x1[rel(4294967295) + 1]",
-        "uav_raw_store_id(11)_a64 mem0.x, r7.xxxx, r6.xxxx",
-        "mdef(9)_out(0)_in(0)_control(0xC000)",
-        "ifc_relop(7) r0.x, r1.x",
-        "fence_threads_lds_memory_control(0x8)",
-        "dcl_typeless_uav_id(8)_type(3)_stride(4)_length(64)",
-    };
-    vStatements.insert(vStatements.end(), std::begin(pSpecial), std::end(pSpecial));
+    const std::vector<std::string> vSpecial = DataLines("special_statements.il");
+    vStatements.insert(vStatements.end(), vSpecial.begin(), vSpecial.end());
 
     // Comments around the sizes where the token count steps, and past the
     // length of one comment element, with blanks where it is split.

@@ -1,5 +1,6 @@
 // Launch files: the values they give, and the file, line and key of every fault.
 #include "CLaunchDescription.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,8 @@ using namespace XAN_Launch;
 
 namespace
 {
+const std::string DATA_DIR = XAN_LAUNCH_TEST_DATA_DIR;
+
 // The head every launch below shares: the program file exists in the test's folder.
 const std::string HEAD = "program = \"k.il\"\n"
                          "kernel = \"k\"\n"
@@ -47,56 +50,7 @@ template <class T> std::vector<T> As(const std::vector<uint8_t>& vBytes)
 
 TEST_F(CLaunchDescriptionTest, EveryArgumentKindAndContentForm)
 {
-    ASSERT_TRUE(Parse("program = \"k.il\"\n"
-                      "kernel = \"k\"\n"
-                      "options = \"-g\"\n"
-                      "device = \"fennel\"\n"
-                      "global = [8, 4]\n"
-                      "local = [4, 2]\n"
-                      "offset = [1, 2]\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "name = \"a\"\n"
-                      "type = \"int\"\n"
-                      "count = 3\n"
-                      "access = \"read_only\"\n"
-                      "values = [1, -2, \"0xFFFFFFFF\"]\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"float3\"\n"
-                      "count = 2\n"
-                      "range = { start = 0.5, step = 1 }\n"
-                      "expect = { fill = 2.5 }\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"uchar\"\n"
-                      "count = 4\n"
-                      "file = \"data.bin\"\n"
-                      "[[args]]\n"
-                      "kind = \"buffer\"\n"
-                      "type = \"ulong\"\n"
-                      "count = 100\n"
-                      "random = { seed = 7, min = 10, max = 12 }\n"
-                      "[[args]]\n"
-                      "kind = \"scalar\"\n"
-                      "type = \"short2\"\n"
-                      "value = [3, -4]\n"
-                      "[[args]]\n"
-                      "kind = \"local\"\n"
-                      "size = 64\n"
-                      "[[args]]\n"
-                      "kind = \"image\"\n"
-                      "order = \"RG\"\n"
-                      "channel_type = \"UNSIGNED_INT16\"\n"
-                      "width = 2\n"
-                      "height = 3\n"
-                      "fill = 9\n"
-                      "[[args]]\n"
-                      "kind = \"sampler\"\n"
-                      "normalized = true\n"
-                      "addressing = \"repeat\"\n"
-                      "filter = \"linear\"\n"))
-        << m_strError;
+    ASSERT_TRUE(Parse(XAN_Test::ReadFile(DATA_DIR + "/every_kind.toml"))) << m_strError;
     EXPECT_EQ("cases/k.il", m_Launch.GetProgramPath());
     EXPECT_EQ("il_cs_2_0\nend\n", m_Launch.GetProgramText());
     EXPECT_EQ("-g", m_Launch.GetOptions());
@@ -148,68 +102,21 @@ TEST_F(CLaunchDescriptionTest, SeededValuesAreTheSameEveryTime)
 
 TEST_F(CLaunchDescriptionTest, FaultsNameFileLineAndKey)
 {
-    const std::string strBuffer = "[[args]]\nkind = \"buffer\"\ntype = \"int\"\n";
-    const struct
+    // Each case of the file: the text of a launch file, then "=> " and its fault.
+    size_t nCases = 0;
+    std::string strText;
+    for (const std::string& strLine : XAN_Test::ReadLines(DATA_DIR + "/faults.txt"))
     {
-        std::string strText;
-        const char* pError;
-    } vCases[] = {
-        {"kernel = \"k\"\nglobal = [1]\n", "t.toml:1: program: missing"},
-        {"program = \"none.il\"\nkernel = \"k\"\nglobal = [1]\n",
-         "t.toml:1: program: can't read \"cases/none.il\""},
-        {"program = 3\n", "t.toml:1: program: expected a string"},
-        {"program = \"k.il\"\nglobal = [1]\n", "t.toml:1: kernel: missing"},
-        {"program = \"k.il\"\nkernel = \"k\"\n", "t.toml:1: global: missing"},
-        {"program = \"k.il\"\nkernel = \"k\"\nglobal = [1, 2, 3, 4]\n",
-         "t.toml:3: global: expected an array of 1 to 3 integers"},
-        {"program = \"k.il\"\nkernel = \"k\"\nglobal = [0]\n",
-         "t.toml:3: global[0]: expected an integer of at least 1"},
-        {HEAD + "local = [4, 2]\n", "t.toml:4: local: expected as many sizes as global has"},
-        {HEAD + "globl = [8]\n", "t.toml:4: globl: unknown key"},
-        {HEAD + "args = 3\n", "t.toml:4: args: expected [[args]] tables"},
-        {HEAD + "[[args]]\nkind = \"pointer\"\n",
-         "t.toml:5: args[0].kind: \"pointer\" is none of buffer, scalar, local, image, sampler"},
-        {HEAD + strBuffer + "count = 2.5\n",
-         "t.toml:7: args[0].count: expected a non-negative integer"},
-        {HEAD + strBuffer, "t.toml:4: args[0].count: missing"},
-        {HEAD + strBuffer + "count = 0\n", "t.toml:7: args[0].count: must not be 0"},
-        {HEAD + "[[args]]\nkind = \"buffer\"\ntype = \"int5\"\ncount = 1\n",
-         "t.toml:6: args[0].type: unknown type \"int5\""},
-        {HEAD + strBuffer + "count = 2\nvalues = [1]\n",
-         "t.toml:8: args[0].values: 1 values for 2 int"},
-        {HEAD + strBuffer + "count = 1\nvalues = [1.5]\n",
-         "t.toml:8: args[0].values[0]: expected an integer"},
-        {HEAD + strBuffer + "count = 1\nvalues = [\"0xZZ\"]\n",
-         "t.toml:8: args[0].values[0]: expected a number or hexadecimal bits"},
-        {HEAD + strBuffer + "count = 1\nfill = 1\nvalues = [1]\n",
-         "t.toml:8: args[0].fill: given together with values"},
-        {HEAD + strBuffer + "count = 1\nrange = { start = 1 }\n",
-         "t.toml:8: args[0].range.step: missing"},
-        {HEAD + strBuffer + "count = 1\nrange = { start = 1, step = 1, stop = 3 }\n",
-         "t.toml:8: args[0].range.stop: unknown key"},
-        {HEAD + strBuffer + "count = 1\nrandom = { seed = 1, min = 5, max = 4 }\n",
-         "t.toml:8: args[0].random.max: below min"},
-        {HEAD + strBuffer + "count = 2\nfile = \"data.bin\"\n",
-         "t.toml:8: args[0].file: \"data.bin\" has 4 bytes, 8 expected"},
-        {HEAD + strBuffer + "count = 1\nexpect = {}\n",
-         "args[0].expect.values: missing: give one of values, fill, range, random or file"},
-        {HEAD + strBuffer + "count = 1\naccess = \"write_only\"\n",
-         "t.toml:8: args[0].access: \"write_only\" is none of read_only, read_write"},
-        {HEAD + "[[args]]\nkind = \"scalar\"\ntype = \"float4\"\nvalue = 1.0\n",
-         "t.toml:7: args[0].value: expected 4 numbers"},
-        {HEAD + "[[args]]\nkind = \"local\"\n", "t.toml:4: args[0].size: missing"},
-        {HEAD + "[[args]]\nkind = \"image\"\norder = \"RGBA\"\nchannel_type = \"FLOAT\"\n",
-         "t.toml:4: args[0].width: missing"},
-        {HEAD + "[[args]]\nkind = \"sampler\"\nfilter = \"cubic\"\n",
-         "t.toml:6: args[0].filter: \"cubic\" is none of nearest, linear"},
-        {"program = \"k.il\"\nkernel = \n", "t.toml:2: "},
-    };
-    for (const auto& c : vCases)
-    {
-        EXPECT_FALSE(Parse(c.strText)) << c.strText;
-        EXPECT_NE(std::string::npos, m_strError.find(c.pError))
-            << c.strText << "\ngave: " << m_strError << "\nexpected: " << c.pError;
+        if (strLine.compare(0, 3, "=> ") == 0)
+        {
+            ++nCases;
+            EXPECT_FALSE(Parse(strText)) << strText;
+            EXPECT_NE(std::string::npos, m_strError.find(strLine.substr(3)))
+                << strText << "\ngave: " << m_strError << "\nexpected: " << strLine;
+        }
+        strText = strLine == "---" ? "" : strText + strLine + "\n";
     }
+    EXPECT_EQ(30u, nCases);
 }
 
 TEST_F(CLaunchDescriptionTest, MissingLaunchFile)
