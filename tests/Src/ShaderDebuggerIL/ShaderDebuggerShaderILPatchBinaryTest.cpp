@@ -4,12 +4,12 @@
 #include "ElfUtils.h"
 #include "support/CorpusKernels.h"
 #include "support/PatchDoubles.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <sstream>
@@ -53,81 +53,77 @@ std::vector<std::string> DebuggerMetadata(const std::vector<char>& vImage,
     return vLines;
 }
 
-TEST(PatchCacheTest, TheSameTargetTwiceBuildsOnceAndLoadsTwice)
+// The one-entry cache of the patched kernel, on the kernel "straight" and a target in its body.
+class PatchCacheTest : public ::testing::Test
 {
-    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
-    CPatchShaderIL& shader = *pKernel->m_pShader;
-    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
-    const std::vector<Register> vRegisters = {shader.GetRegisterOutput(pc)};
-    ASSERT_TRUE(shader.SwitchShader(pc, vRegisters));
-    ASSERT_TRUE(shader.SwitchShader(pc, vRegisters));
-    EXPECT_EQ(1u, pKernel->m_Host.CountBuilds());
-    ASSERT_EQ(2u, pKernel->m_Host.m_vShaders.size());
-    EXPECT_EQ(pKernel->m_Host.m_vShaders[0], pKernel->m_Host.m_vShaders[1]);
-    EXPECT_EQ(static_cast<uint32_t>(ST_Compute), pKernel->m_Host.m_nShaderType);
+protected:
+    std::unique_ptr<CPatchKernel> m_pKernel = Kernel("straight");
+    CPatchShaderIL& m_Shader = *m_pKernel->m_pShader;
+    const ProgramCounter m_Pc{m_pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy")};
+};
+
+TEST_F(PatchCacheTest, TheSameTargetTwiceBuildsOnceAndLoadsTwice)
+{
+    const std::vector<Register> vRegisters = {m_Shader.GetRegisterOutput(m_Pc)};
+    ASSERT_TRUE(m_Shader.SwitchShader(m_Pc, vRegisters));
+    ASSERT_TRUE(m_Shader.SwitchShader(m_Pc, vRegisters));
+    EXPECT_EQ(1u, m_pKernel->m_Host.CountBuilds());
+    ASSERT_EQ(2u, m_pKernel->m_Host.m_vShaders.size());
+    EXPECT_EQ(m_pKernel->m_Host.m_vShaders[0], m_pKernel->m_Host.m_vShaders[1]);
+    EXPECT_EQ(static_cast<uint32_t>(ST_Compute), m_pKernel->m_Host.m_nShaderType);
 
     // Another register list or another iteration is another kernel.
-    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
-    EXPECT_EQ(2u, pKernel->m_Host.CountBuilds());
+    ASSERT_TRUE(m_Shader.SwitchShader(m_Pc, g_NoRegister));
+    EXPECT_EQ(2u, m_pKernel->m_Host.CountBuilds());
 }
 
-TEST(PatchCacheTest, ALoadedBinaryOfItsOwnLeavesTheCacheAlone)
+TEST_F(PatchCacheTest, ALoadedBinaryOfItsOwnLeavesTheCacheAlone)
 {
-    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
-    CPatchShaderIL& shader = *pKernel->m_pShader;
-    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
-    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
+    ASSERT_TRUE(m_Shader.SwitchShader(m_Pc, g_NoRegister));
     const char other[] = "other";
-    ASSERT_TRUE(shader.SetPatchedBinary(other, sizeof(other)));
-    ASSERT_TRUE(shader.SwitchShader(pc, g_NoRegister));
-    EXPECT_EQ(1u, pKernel->m_Host.CountBuilds());
-    ASSERT_EQ(3u, pKernel->m_Host.m_vShaders.size());
-    EXPECT_EQ(std::vector<char>(other, other + sizeof(other)), pKernel->m_Host.m_vShaders[1]);
-    EXPECT_EQ(pKernel->m_Host.m_vShaders[0], pKernel->m_Host.m_vShaders[2]);
+    ASSERT_TRUE(m_Shader.SetPatchedBinary(other, sizeof(other)));
+    ASSERT_TRUE(m_Shader.SwitchShader(m_Pc, g_NoRegister));
+    EXPECT_EQ(1u, m_pKernel->m_Host.CountBuilds());
+    ASSERT_EQ(3u, m_pKernel->m_Host.m_vShaders.size());
+    EXPECT_EQ(std::vector<char>(other, other + sizeof(other)), m_pKernel->m_Host.m_vShaders[1]);
+    EXPECT_EQ(m_pKernel->m_Host.m_vShaders[0], m_pKernel->m_Host.m_vShaders[2]);
 }
 
-TEST(PatchCacheTest, AFailedBuildIsTriedAgainByTheSameRequest)
+TEST_F(PatchCacheTest, AFailedBuildIsTriedAgainByTheSameRequest)
 {
-    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
-    CPatchShaderIL& shader = *pKernel->m_pShader;
-    const ProgramCounter pc(pKernel->At("ixor r1.x, r1.xxxx, r1.yyyy"));
-    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    ASSERT_TRUE(m_Shader.SwitchShader(ProgramCounter(0), g_NoRegister));
 
     // Without metadata under the kernel's name the image can't be patched.
-    pKernel->m_Host.m_strKernel = "missing";
-    EXPECT_FALSE(shader.SwitchShader(pc, g_NoRegister));
-    EXPECT_TRUE(pKernel->m_Host.Logged("Failed to get metadata from ELF"));
-    EXPECT_EQ(g_PC_NULL, shader.m_LastPatchTarget);
-    EXPECT_TRUE(shader.m_LastPatchRegisters.empty());
-    EXPECT_EQ(1u, pKernel->m_Host.m_vShaders.size());
+    m_pKernel->m_Host.m_strKernel = "missing";
+    EXPECT_FALSE(m_Shader.SwitchShader(m_Pc, g_NoRegister));
+    EXPECT_TRUE(m_pKernel->m_Host.Logged("Failed to get metadata from ELF"));
+    EXPECT_EQ(g_PC_NULL, m_Shader.m_LastPatchTarget);
+    EXPECT_TRUE(m_Shader.m_LastPatchRegisters.empty());
+    EXPECT_EQ(1u, m_pKernel->m_Host.m_vShaders.size());
 
-    pKernel->m_Host.m_strKernel = "straight";
-    EXPECT_TRUE(shader.SwitchShader(pc, g_NoRegister));
-    EXPECT_EQ(3u, pKernel->m_Host.CountBuilds());
+    m_pKernel->m_Host.m_strKernel = "straight";
+    EXPECT_TRUE(m_Shader.SwitchShader(m_Pc, g_NoRegister));
+    EXPECT_EQ(3u, m_pKernel->m_Host.CountBuilds());
 }
 
-TEST(PatchCacheTest, RestoreFreesTheBinaryOnlyWhenDiscarding)
+TEST_F(PatchCacheTest, RestoreFreesTheBinaryOnlyWhenDiscarding)
 {
-    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
-    CPatchShaderIL& shader = *pKernel->m_pShader;
-    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
-    EXPECT_TRUE(shader.RestoreShader(false));
-    EXPECT_NE(nullptr, shader.GetPatchedShader());
-    EXPECT_TRUE(shader.RestoreShader(true));
-    EXPECT_EQ(nullptr, shader.GetPatchedShader());
-    EXPECT_EQ(0u, shader.GetPatchedShaderSize());
-    EXPECT_EQ(g_PC_NULL, shader.m_LastPatchTarget);
-    ASSERT_TRUE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
-    EXPECT_EQ(2u, pKernel->m_Host.CountBuilds());
+    ASSERT_TRUE(m_Shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_TRUE(m_Shader.RestoreShader(false));
+    EXPECT_NE(nullptr, m_Shader.GetPatchedShader());
+    EXPECT_TRUE(m_Shader.RestoreShader(true));
+    EXPECT_EQ(nullptr, m_Shader.GetPatchedShader());
+    EXPECT_EQ(0u, m_Shader.GetPatchedShaderSize());
+    EXPECT_EQ(g_PC_NULL, m_Shader.m_LastPatchTarget);
+    ASSERT_TRUE(m_Shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_EQ(2u, m_pKernel->m_Host.CountBuilds());
 }
 
-TEST(PatchCacheTest, RefusedRequestsLoadNothing)
+TEST_F(PatchCacheTest, RefusedRequestsLoadNothing)
 {
-    std::unique_ptr<CPatchKernel> pKernel = Kernel("straight");
-    CPatchShaderIL& shader = *pKernel->m_pShader;
-    EXPECT_EQ(nullptr, shader.EnsurePatchedShader(g_PC_NULL, std::vector<Register>()));
-    pKernel->m_Host.m_bSetShaderResult = false;
-    EXPECT_FALSE(shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    EXPECT_EQ(nullptr, m_Shader.EnsurePatchedShader(g_PC_NULL, std::vector<Register>()));
+    m_pKernel->m_Host.m_bSetShaderResult = false;
+    EXPECT_FALSE(m_Shader.SwitchShader(ProgramCounter(0), g_NoRegister));
 
     // A kernel that the analysis refused isn't patched.
     std::unique_ptr<CPatchKernel> pRefused =
@@ -214,7 +210,6 @@ struct DumpCase
     const char* pName;
     // Replaces the kernel's pointer entry.
     const char* pArguments;
-    const char* pGolden;
 };
 
 std::ostream& operator<<(std::ostream& os, const DumpCase& dumpCase)
@@ -243,94 +238,22 @@ TEST_P(CBDumpTest, TheDumpKernelCopiesEachArgumentRow)
     const char* pBytes = static_cast<const char*>(pKernelBinary);
     const std::vector<char> vImage(pBytes, pBytes + nSize);
     std::free(pKernelBinary);
-    EXPECT_EQ(GetParam().pGolden, XAN_Test::DebugILText(vImage));
+    const std::string strGolden =
+        XAN_Test::ReadFile(std::string(XAN_TEST_DATA_DIR "/Dump") + GetParam().pName + ".il");
+    ASSERT_FALSE(strGolden.empty()) << GetParam().pName;
+    EXPECT_EQ(strGolden, XAN_Test::DebugILText(vImage));
 
-    std::ifstream file("dumpcb.elf", std::ios::binary);
-    EXPECT_EQ(vImage, std::vector<char>(std::istreambuf_iterator<char>(file),
-                                        std::istreambuf_iterator<char>()));
+    EXPECT_EQ(std::string(vImage.begin(), vImage.end()), XAN_Test::ReadFile("dumpcb.elf"));
     // The dump kernel isn't the cached patched kernel.
     EXPECT_EQ(nullptr, shader.GetPatchedShader());
     EXPECT_EQ(0u, pKernel->m_Host.CountBuilds());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CBDumpTest,
-                         ::testing::Values(DumpCase{"K0", ";function:1:1025\n", R"(il_cs_2_0
-dcl_cb cb0[16]
-dcl_cb cb1[3]
-dcl_typeless_uav_id(12)_stride(4)_length(4)
-dcl_typeless_uav_id(13)_stride(4)_length(4)
-dcl_literal l1, 0x00000000, 0x00000000, 0x00000000, 0x00000000
-dcl_literal l2, 0x00000001, 0x00000001, 0x00000001, 0x00000001
-dcl_literal l3, 0x00000002, 0x00000002, 0x00000002, 0x00000002
-dcl_literal l4, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF
-dcl_literal l5, 0x00000010, 0x00000010, 0x00000010, 0x00000010
-mov r0, l1
-mov r1, l1
-mov r2, l1
-mov r3, l1
-mov r4, l1
-mov r5, l1
-mov r6, l1
-mov r7, l1
-call 1024
-endmain
-func 1024 ;__OpenCL_straight_kernel
-dcl_typeless_uav_id(11)_stride(4)_length(4)
-dcl_max_thread_per_group 256
-dcl_wavesize 64
-mov r4.xy, cb1[0].xyxy
-call 1025
-ret
-endfunc ;__OpenCL_straight_kernel
-func 1025 ;straight
-ret
-endfunc ;straight
-end)"},
-                                           DumpCase{"K3",
-                                                    ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n"
-                                                    ";value:a:i32:1:1:16\n"
-                                                    ";value:b:i32:4:1:32\n",
-                                                    R"(il_cs_2_0
-dcl_cb cb0[16]
-dcl_cb cb1[6]
-dcl_typeless_uav_id(12)_stride(4)_length(4)
-dcl_typeless_uav_id(13)_stride(4)_length(4)
-dcl_literal l1, 0x00000000, 0x00000000, 0x00000000, 0x00000000
-dcl_literal l2, 0x00000001, 0x00000001, 0x00000001, 0x00000001
-dcl_literal l3, 0x00000002, 0x00000002, 0x00000002, 0x00000002
-dcl_literal l4, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF
-dcl_literal l5, 0x00000010, 0x00000010, 0x00000010, 0x00000010
-mov r0, l1
-mov r1, l1
-mov r2, l1
-mov r3, l1
-mov r4, l1
-mov r5, l1
-mov r6, l1
-mov r7, l1
-call 1024
-endmain
-func 1024 ;__OpenCL_straight_kernel
-dcl_typeless_uav_id(11)_stride(4)_length(4)
-dcl_max_thread_per_group 256
-dcl_wavesize 64
-mov r4.xy, cb1[3].xyxy
-mov r3, cb1[0]
-uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
-i64add r4.xy, r4.xyxy, l5.x000
-mov r3, cb1[1]
-uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
-i64add r4.xy, r4.xyxy, l5.x000
-mov r3, cb1[2]
-uav_raw_store_id(12)_a64 mem0, r4.xyxy, r3
-i64add r4.xy, r4.xyxy, l5.x000
-call 4294967295
-ret
-endfunc ;__OpenCL_straight_kernel
-func 4294967295 ;straight
-ret
-endfunc ;straight
-end)"}),
+                         ::testing::Values(DumpCase{"K0", ";function:1:1025\n"},
+                                           DumpCase{"K3", ";pointer:out:u32:1:1:0:uav:11:4:RW:0:0\n"
+                                                          ";value:a:i32:1:1:16\n"
+                                                          ";value:b:i32:4:1:32\n"}),
                          [](const ::testing::TestParamInfo<DumpCase>& info)
                          { return std::string(info.param.pName); });
 } // namespace
