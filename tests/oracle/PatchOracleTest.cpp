@@ -342,14 +342,17 @@ protected:
                    : XAN_Platform::TF_ActiveAfter;
     }
 
-    // Builds the patched kernel of a position, as the debugger's device loads it.
+    // Builds the patched kernel of a position.
     cl_kernel BuildPatched(const ProgramCounter& pc, const std::vector<Register>& vRegisters)
     {
-        if (!m_pPatch->m_pShader->SwitchShader(pc, vRegisters))
-        {
-            return nullptr;
-        }
-        std::vector<char> vImage = m_pPatch->m_Host.m_vShaders.back();
+        return m_pPatch->m_pShader->SwitchShader(pc, vRegisters)
+                   ? BuildDebugIL(m_pPatch->m_Host.m_vShaders.back())
+                   : nullptr;
+    }
+
+    // Builds a kernel image that the debugger wrote, as the debugger's device loads it.
+    cl_kernel BuildDebugIL(std::vector<char> vImage)
+    {
         EXPECT_TRUE(XAN_ElfUtils::UnpatchKernelEntry(m_strKernel, vImage));
         std::string strLog;
         const std::string strOptions = "-use-debugil -just-kernel=" + m_strKernel;
@@ -502,13 +505,10 @@ TEST_P(CBDumpOracleTest, TheDumpedRowIsTheAddressTheKernelUses)
     void* pDump = nullptr;
     size_t nSize = 0;
     ASSERT_TRUE(m_pPatch->m_pShader->CreateCBDumpShader(&pDump, &nSize));
-    std::vector<char> vImage(static_cast<char*>(pDump), static_cast<char*>(pDump) + nSize);
+    const std::vector<char> vImage(static_cast<char*>(pDump), static_cast<char*>(pDump) + nSize);
     std::free(pDump);
-    ASSERT_TRUE(XAN_ElfUtils::UnpatchKernelEntry(m_strKernel, vImage));
-    std::string strLog;
-    const std::string strOptions = "-use-debugil -just-kernel=" + m_strKernel;
-    cl_kernel kernel = BuildKernel(m_Device, vImage, m_strKernel, strOptions.c_str(), strLog);
-    ASSERT_NE(nullptr, kernel) << strLog;
+    cl_kernel kernel = BuildDebugIL(vImage);
+    ASSERT_NE(nullptr, kernel);
     const SRunOutput output = RunKernel(m_Device, kernel, true, nullptr, 1);
     clReleaseKernel(kernel);
 

@@ -1,12 +1,12 @@
 // Building OpenCL C through the ICD loader: options, Clang's diagnostics and the compiler's
 // refusals in the build log, and the source lines that -g puts into the binary.
 #include "ICDTestSupport.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 
 using namespace XAN_Test;
 
@@ -138,23 +138,7 @@ protected:
 TEST_F(CLCFamilyChild, OlderFamily)
 {
     ASSERT_EQ("Fennel", DeviceString(m_Device, CL_DEVICE_NAME));
-    const char* pSource = "__kernel void k(__global const uint* in, __global uint* out,\n"
-                          "                __local uint* scratch)\n"
-                          "{\n"
-                          "  uint lid = get_local_id(0);\n"
-                          "  uint factors[4] = {2u, 2u, 2u, 2u};\n"
-                          "  factors[lid & 3u] += 0u;\n"
-                          "  scratch[lid] = in[get_global_id(0)] * factors[(lid + 1u) & 3u];\n"
-                          "  barrier(CLK_LOCAL_MEM_FENCE);\n"
-                          "  if (lid == 0)\n"
-                          "  {\n"
-                          "    uint sum = 0;\n"
-                          "    for (uint i = 0; i < get_local_size(0); ++i)\n"
-                          "      sum += scratch[i];\n"
-                          "    atomic_add(&out[0], sum);\n"
-                          "  }\n"
-                          "}\n";
-    cl_kernel kernel = MakeKernel(pSource, "k");
+    cl_kernel kernel = MakeKernel(XAN_Test::ReadFile(XAN_CLC_CORPUS_DIR "/family.cl"), "k");
     ASSERT_NE(nullptr, kernel);
     std::vector<cl_uint> in(256);
     for (cl_uint i = 0; i < 256; ++i)

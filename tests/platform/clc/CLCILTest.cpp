@@ -1,12 +1,10 @@
 // The IL the OpenCL C compiler writes: one exit per function, loop tests at the top, source
 // lines and variables with -g, private memory by device family.
 #include "CCLCCompiler.h"
+#include "support/TestSupport.h"
 
 #include <boost/algorithm/string.hpp>
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <sstream>
 
 using XAN_Platform::CCLCCompiler;
 using XAN_Platform::SCLCTarget;
@@ -25,10 +23,7 @@ std::string CompileIL(const std::string& strSource, bool bDebug, bool b64Bit = t
 
 std::string Source()
 {
-    std::ifstream file(std::string(XAN_CLC_CORPUS_DIR) + "/returns.cl");
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return XAN_Test::ReadFile(XAN_CLC_CORPUS_DIR "/returns.cl");
 }
 } // namespace
 
