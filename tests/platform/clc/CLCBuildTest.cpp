@@ -112,30 +112,11 @@ INSTANTIATE_TEST_SUITE_P(Cases, CLCBuildTest, ::testing::ValuesIn(BUILD_CASES),
 // The older family has 32-bit addresses; its device is chosen before the platform loads.
 TEST(CLCFamilyTest, OlderFamilyRunsCompiledKernels)
 {
-    EXPECT_EQ(0, RunInChild("CLCFamilyChild.OlderFamily", {{"NORDVANE_OCL_DEVICE", "fennel"}}));
+    EXPECT_EQ(0, RunInChild("Child.CompiledKernelsOnTheOlderFamily",
+                            {{"NORDVANE_OCL_DEVICE", "fennel"}}));
 }
 
-class CLCFamilyChild : public CLFixture
-{
-protected:
-    void SetUp() override
-    {
-        if (!IsChild())
-        {
-            GTEST_SKIP() << "runs in a child process with its own environment";
-        }
-        CLFixture::SetUp();
-    }
-    void TearDown() override
-    {
-        if (IsChild())
-        {
-            CLFixture::TearDown();
-        }
-    }
-};
-
-TEST_F(CLCFamilyChild, OlderFamily)
+XAN_CHILD_TEST(CompiledKernelsOnTheOlderFamily)
 {
     ASSERT_EQ("Fennel", DeviceString(m_Device, CL_DEVICE_NAME));
     cl_kernel kernel = MakeKernel(XAN_Test::ReadFile(XAN_CLC_CORPUS_DIR "/family.cl"), "k");

@@ -649,16 +649,11 @@ TEST_F(CLFixture, CompiledBinaryRebuildsFromItsDebugIL)
 // The older family keeps private memory in the indexed temp x1.
 TEST(CLCCorpusTest, PrivateArraySortOnTheOlderFamily)
 {
-    EXPECT_EQ(0,
-              RunInChild("CLCCorpusChild.PrivateArraySort", {{"NORDVANE_OCL_DEVICE", "fennel"}}));
+    EXPECT_EQ(0, RunInChild("Child.PrivateArraySort", {{"NORDVANE_OCL_DEVICE", "fennel"}}));
 }
 
-TEST(CLCCorpusChild, PrivateArraySort)
+XAN_CHILD_TEST(PrivateArraySort)
 {
-    if (!IsChild())
-    {
-        GTEST_SKIP() << "runs in a child process with its own environment";
-    }
     ASSERT_EQ("Fennel", DeviceString(FirstDevice(NordvanePlatform()), CL_DEVICE_NAME));
     const std::vector<int32_t> in = RandomValues<int32_t>(32 * 8, -1000, 1000, 18);
     std::vector<std::vector<uint8_t>> vOut;
