@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 using namespace XAN_ShaderDebugger;
@@ -229,21 +230,9 @@ CShaderDebuggerResult* MakeResult(CShaderDebuggerHost* pHost, const std::string&
                                   unsigned short mask)
 {
     CShaderDebuggerResult* pResult = new CShaderDebuggerResult(pHost, strName);
-    CShaderDebuggerBuffer* pBuffer = new CShaderDebuggerBuffer(pHost);
-    BufferDesc desc;
-    desc.m_Type = BT_Buffer;
-    desc.m_Format = BF_RGBA32;
-    desc.m_nWidth = 2;
-    desc.m_nHeight = 1;
-    desc.m_nDepth = 1;
-    desc.m_nArraySize = 1;
-    pBuffer->Create(desc, NULL);
-    uint32_t* pWords = reinterpret_cast<uint32_t*>(pBuffer->GetSubResource(0));
-    for (uint32_t i = 0; i < 8; ++i)
-    {
-        pWords[i] = nBase + i;
-    }
-    pResult->SetResultBuffer(pBuffer, NULL, 0, 0, 0);
+    std::vector<uint32_t> vWords(8);
+    std::iota(vWords.begin(), vWords.end(), nBase);
+    pResult->SetResultBuffer(XAN_Test::MakeWordBuffer(pHost, BF_RGBA32, vWords), NULL, 0, 0, 0);
     pResult->AddStep(lastStep, mask);
     pResult->SetDataType(4, COMP_All);
     return pResult;
@@ -354,12 +343,5 @@ TEST(VariablesTest, RowsKeepOnlyTheComponentsInUse)
         EXPECT_EQ(sorted[i], view.GetVariableList()[i].strName);
         EXPECT_EQ(masks[i], view.GetVariableList()[i].mask);
     }
-
-    view.SetThreadID(ShaderUtils::ThreadID(3, 1, 2, 3, 4));
-    view.SetWorkSize0(10);
-    view.SetWorkSize4(14);
-    EXPECT_EQ(3, view.GetThreadID().z);
-    EXPECT_EQ(10u, view.GetWorkSize()[0]);
     EXPECT_EQ(0u, view.GetWorkSize()[1]);
-    EXPECT_EQ(14u, view.GetWorkSize()[4]);
 }

@@ -25,23 +25,10 @@ class ResultTest : public ::testing::Test
 protected:
     ResultTest() : m_Result(&m_Host, "r0") {}
 
-    // A buffer of the words given, in nPlanes planes: depth slices, or with bArray slices of an
-    // array.
     CShaderDebuggerBuffer* MakeBuffer(BufferFormat format, const std::vector<uint32_t>& vWords,
                                       uint32_t nPlanes = 1, bool bArray = false)
     {
-        const uint32_t nWordsPerElement = GetBufferFormatElementSize(format) / 4;
-        BufferDesc desc;
-        desc.m_Type = BT_Buffer;
-        desc.m_Format = format;
-        desc.m_nWidth = static_cast<uint32_t>(vWords.size()) / nWordsPerElement / nPlanes;
-        desc.m_nHeight = 1;
-        desc.m_nDepth = bArray ? 1 : nPlanes;
-        desc.m_nArraySize = bArray ? nPlanes : 1;
-        CShaderDebuggerBuffer* pBuffer = new CShaderDebuggerBuffer(&m_Host);
-        EXPECT_TRUE(pBuffer->Create(desc, NULL));
-        std::memcpy(pBuffer->GetSubResource(0), vWords.data(), vWords.size() * 4);
-        return pBuffer;
+        return XAN_Test::MakeWordBuffer(&m_Host, format, vWords, nPlanes, bArray);
     }
 
     static std::vector<uint32_t> Words(const CShaderDebuggerBuffer* pBuffer)

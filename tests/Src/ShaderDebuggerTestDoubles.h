@@ -6,10 +6,14 @@
 // without a device.
 
 #include "ShaderDebuggerBase.h"
+#include "ShaderDebuggerBuffer.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerShader.h"
 #include "support/TestDebugger.h"
 
+#include <gtest/gtest.h>
+
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,6 +32,36 @@ inline bool HasLineEnding(const std::vector<std::string>& vLines, const std::str
         }
     }
     return false;
+}
+
+// The descriptor of a buffer of the format and extents given.
+inline BufferDesc MakeDesc(BufferFormat format, uint32_t nWidth, uint32_t nHeight,
+                           uint32_t nDepth = 1, uint32_t nArraySize = 1,
+                           BufferType type = BT_Buffer)
+{
+    BufferDesc desc;
+    desc.m_Type = type;
+    desc.m_Format = format;
+    desc.m_nWidth = nWidth;
+    desc.m_nHeight = nHeight;
+    desc.m_nDepth = nDepth;
+    desc.m_nArraySize = nArraySize;
+    return desc;
+}
+
+// A one-row buffer of the words given, in nPlanes planes: depth slices, or with bArray slices of
+// an array.
+inline XAN_ShaderDebugger::CShaderDebuggerBuffer*
+MakeWordBuffer(XAN_ShaderDebugger::CShaderDebuggerHost* pHost, BufferFormat format,
+               const std::vector<uint32_t>& vWords, uint32_t nPlanes = 1, bool bArray = false)
+{
+    const uint32_t nWidth =
+        static_cast<uint32_t>(vWords.size()) / (GetBufferFormatElementSize(format) / 4) / nPlanes;
+    auto* pBuffer = new XAN_ShaderDebugger::CShaderDebuggerBuffer(pHost);
+    EXPECT_TRUE(pBuffer->Create(
+        MakeDesc(format, nWidth, 1, bArray ? 1 : nPlanes, bArray ? nPlanes : 1), NULL));
+    std::memcpy(pBuffer->GetSubResource(0), vWords.data(), vWords.size() * 4);
+    return pBuffer;
 }
 
 class CRecordingHost : public XAN_ShaderDebugger::CShaderDebuggerHost
