@@ -8,33 +8,12 @@
 
 namespace
 {
-const std::string g_strBlock = ";ARGSTART:__OpenCL_vadd_kernel\n"
-                               ";version:3:1:111\n"
-                               ";device:larkspur\n"
-                               ";uniqueid:1024\n"
-                               ";memory:uavprivate:64\n"
-                               ";memory:hwlocal:128\n"
-                               ";memory:64bitABI\n"
-                               ";uavid:11\n"
-                               ";privateid:8\n"
-                               ";pointer:a:float:1:1:0:uav:11:4:RO:0:0\n"
-                               ";pointer:b:float:1:1:16:uav:11:4:RO:0:1\n"
-                               ";constarg:1:b\n"
-                               ";value:n:i32:1:1:32\n"
-                               ";reflection:0:float*\n"
-                               ";reflection:1:: odd ::\n"
-                               ";function:1:1025\n"
-                               ";ARGEND:__OpenCL_vadd_kernel\n";
+// A kernel's metadata block with an entry of each kind that the kernels use.
+const std::string g_strBlock = XAN_Test::ReadFile(XAN_TEST_DATA_DIR "/vadd.metadata");
 
 std::string Block(const std::string& strVersion, const std::string& strBody)
 {
     return ";ARGSTART:k\n;version:" + strVersion + "\n" + strBody + ";ARGEND:k\n";
-}
-
-bool Parses(const std::string& strText)
-{
-    CCLMetadata metadata;
-    return metadata.Parse(strText);
 }
 
 std::string ConsistencyLog()
@@ -136,52 +115,53 @@ TEST(CLMetadataTest, ABlockThatIsNotWellFormedAnswersNeutralValues)
     EXPECT_EQ(unfinished.GetText(), ";ARGSTART:k\n;version:2:0:0\n;device:larkspur\n;uniqueid:7\n");
 }
 
-TEST(CLMetadataTest, LinesThatBreakTheGrammarFailTheParse)
-{
-    // Names of the two ends must agree.
-    EXPECT_FALSE(Parses(";ARGSTART:k\n;version:2:0:0\n;ARGEND:other\n"));
-    // Every line up to "ARGEND" needs a semicolon and a colon, also the dropped ones.
-    EXPECT_FALSE(Parses(Block("2:0:0", ";device\n")));
-    EXPECT_FALSE(Parses(";ARGSTART:k\n;no colon here\n;version:2:0:0\n;ARGEND:k\n"));
-    EXPECT_FALSE(Parses("device:larkspur\n" + Block("2:0:0", "")));
-    EXPECT_FALSE(Parses(Block("2:0:0", "\n")));
-    EXPECT_FALSE(Parses(""));
-    EXPECT_TRUE(Parses(Block("2:0:0", "") + "\n\nanything"));
-    // Known types have a fixed length.
-    EXPECT_FALSE(Parses(";ARGSTART:k:x\n;version:2:0:0\n;ARGEND:k\n"));
-    EXPECT_FALSE(Parses(";ARGSTART:k\n;version:2:0\n;ARGEND:k\n"));
-    EXPECT_FALSE(Parses(Block("2:0:0", ";uniqueid:1:2\n")));
-    EXPECT_FALSE(Parses(Block("2:0:0", ";mem64bitABI:\n")));
-    EXPECT_FALSE(Parses(Block("2:0:0", ";function:2:5:6\n")));
-    EXPECT_FALSE(Parses(Block("2:0:0", ";memory:hwlocal:0:1\n")));
-    EXPECT_TRUE(Parses(Block("2:0:0", ";memory:hwlocal:0\n;memory:64bitABI\n")));
-}
-
-TEST(CLMetadataTest, VersionsOutsideTheKnownRangeAreRefused)
-{
-    EXPECT_FALSE(Parses(Block("1:3:0", "")));
-    EXPECT_TRUE(Parses(Block("1:4:0", "")));
-    EXPECT_TRUE(Parses(Block("0:0:0", "")));
-    EXPECT_TRUE(Parses(Block("3:9:111", "")));
-    EXPECT_FALSE(Parses(Block("4:0:0", "")));
-    EXPECT_FALSE(Parses(Block("99999999999:0:0", "")));
-    EXPECT_FALSE(Parses(Block("2:0:112", "")));
-    EXPECT_NE(ConsistencyLog().find("SDU_Assert( nRevision <= 111 )"), std::string::npos);
-}
-
-TEST(CLMetadataTest, TheRevisionChoosesThePointerForm)
+TEST(CLMetadataTest, TheGrammarTheVersionAndTheRevisionDecideTheParse)
 {
     const std::string strPointer9 = ";pointer:p:i32:1:1:0:uav:11:4";
     const std::string strPointer10 = strPointer9 + ":RW";
     const std::string strPointer12 = strPointer10 + ":1:0";
-    EXPECT_TRUE(Parses(Block("2:0:86", strPointer9 + "\n")));
-    EXPECT_FALSE(Parses(Block("2:0:86", strPointer10 + "\n")));
-    EXPECT_TRUE(Parses(Block("2:0:87", strPointer10 + "\n")));
-    EXPECT_FALSE(Parses(Block("2:0:87", strPointer9 + "\n")));
-    EXPECT_FALSE(Parses(Block("2:0:87", strPointer12 + "\n")));
-    EXPECT_TRUE(Parses(Block("2:0:99", strPointer10 + "\n")));
-    EXPECT_TRUE(Parses(Block("2:0:100", strPointer12 + "\n")));
-    EXPECT_FALSE(Parses(Block("2:0:100", strPointer10 + "\n")));
+    const std::pair<std::string, bool> rows[] = {
+        // Names of the two ends must agree.
+        {";ARGSTART:k\n;version:2:0:0\n;ARGEND:other\n", false},
+        // Every line up to "ARGEND" needs a semicolon and a colon, also the dropped ones.
+        {Block("2:0:0", ";device\n"), false},
+        {";ARGSTART:k\n;no colon here\n;version:2:0:0\n;ARGEND:k\n", false},
+        {"device:larkspur\n" + Block("2:0:0", ""), false},
+        {Block("2:0:0", "\n"), false},
+        {"", false},
+        {Block("2:0:0", "") + "\n\nanything", true},
+        // Known types have a fixed length.
+        {";ARGSTART:k:x\n;version:2:0:0\n;ARGEND:k\n", false},
+        {";ARGSTART:k\n;version:2:0\n;ARGEND:k\n", false},
+        {Block("2:0:0", ";uniqueid:1:2\n"), false},
+        {Block("2:0:0", ";mem64bitABI:\n"), false},
+        {Block("2:0:0", ";function:2:5:6\n"), false},
+        {Block("2:0:0", ";memory:hwlocal:0:1\n"), false},
+        {Block("2:0:0", ";memory:hwlocal:0\n;memory:64bitABI\n"), true},
+        // Versions outside the known range.
+        {Block("1:3:0", ""), false},
+        {Block("1:4:0", ""), true},
+        {Block("0:0:0", ""), true},
+        {Block("3:9:111", ""), true},
+        {Block("4:0:0", ""), false},
+        {Block("99999999999:0:0", ""), false},
+        {Block("2:0:112", ""), false},
+        // The revision chooses the pointer form.
+        {Block("2:0:86", strPointer9 + "\n"), true},
+        {Block("2:0:86", strPointer10 + "\n"), false},
+        {Block("2:0:87", strPointer10 + "\n"), true},
+        {Block("2:0:87", strPointer9 + "\n"), false},
+        {Block("2:0:87", strPointer12 + "\n"), false},
+        {Block("2:0:99", strPointer10 + "\n"), true},
+        {Block("2:0:100", strPointer12 + "\n"), true},
+        {Block("2:0:100", strPointer10 + "\n"), false},
+    };
+    for (const auto& row : rows)
+    {
+        CCLMetadata metadata;
+        EXPECT_EQ(row.second, metadata.Parse(row.first)) << row.first;
+    }
+    EXPECT_NE(ConsistencyLog().find("SDU_Assert( nRevision <= 111 )"), std::string::npos);
 
     CCLMetadata metadata;
     ASSERT_TRUE(metadata.Parse(Block("2:0:100", strPointer12 + "\n")));
@@ -336,21 +316,14 @@ TEST(CLMetadataTest, APatchedKernelGetsItsThreeDebugArguments)
                                              uint32_t nOffset,
                                              uint32_t nAlignment) -> CCLMetadataPointerEntry*
         {
-            CCLMetadataPointerEntry* pPointer = nullptr;
-            if (nRevision < 87)
+            CCLMetadataPointerEntry* pPointer = nRevision < 87    ? new CCLMetadataPointerEntry
+                                                : nRevision < 100 ? new CCLMetadataPointerEntryR87
+                                                                  : new CCLMetadataPointerEntryR100;
+            if (auto* pR87 = dynamic_cast<CCLMetadataPointerEntryR87*>(pPointer))
             {
-                pPointer = new CCLMetadataPointerEntry;
-            }
-            else
-            {
-                CCLMetadataPointerEntryR87* pR87 = nRevision < 100
-                                                       ? new CCLMetadataPointerEntryR87
-                                                       : new CCLMetadataPointerEntryR100;
                 pR87->SetAccess(3);
-                pPointer = pR87;
             }
-            if (CCLMetadataPointerEntryR100* pR100 =
-                    dynamic_cast<CCLMetadataPointerEntryR100*>(pPointer))
+            if (auto* pR100 = dynamic_cast<CCLMetadataPointerEntryR100*>(pPointer))
             {
                 pR100->SetFirstFlag(false);
                 pR100->SetSecondFlag(false);
