@@ -20,63 +20,52 @@ std::string Process(std::string strText, bool bInPlace = false)
 }
 } // namespace
 
-TEST(ILProcessingStateMachineTest, JoinsACommentOntoAKeywordLine)
+TEST(ILProcessingStateMachineTest, JoinsCommentsDropsBlanksAndKeepsLineEnds)
 {
-    EXPECT_EQ("func 5 ; comment\nmov r0, r1", Process("func 5\n; comment\n  mov r0, r1"));
-    EXPECT_EQ("mdef(3)_out(1)_in(2) ;vadd\nmov r0, r1",
-              Process("mdef(3)_out(1)_in(2)\n;vadd\nmov r0, r1"));
-    // Blanks and tabs before the comment go; the comment's own text stays.
-    EXPECT_EQ("func 1 ;  c", Process("func 1\n \t ;  c"));
-    // A joined comment that holds a keyword joins the next comment too.
-    EXPECT_EQ("func 1 ;mdef ;x", Process("func 1\n;mdef\n;x"));
-    // The keyword need only be part of a word.
-    EXPECT_EQ("dcl_function_body 3 ;x", Process("dcl_function_body 3\n;x"));
-    EXPECT_EQ("call 1 ; mend ;y", Process("call 1 ; mend\n;y"));
-    // Nothing to join: the line break stays and the next line loses its blanks.
-    EXPECT_EQ("func 1\nret", Process("func 1\n   ret"));
-    EXPECT_EQ("fun 1\n;x", Process("fun 1\n;x"));
-    EXPECT_EQ("mde\n;x", Process("mde\n;x"));
-}
-
-TEST(ILProcessingStateMachineTest, KeepsCRLFLineEnds)
-{
-    EXPECT_EQ("mend\r\nret", Process("mend\r\n   ret"));
-    EXPECT_EQ("mend ;x\r\nret", Process("mend\r\n;x\r\nret"));
-    EXPECT_EQ("mov r0, r1\r\nadd r0, r0, r1\r\n\tret",
-              Process("mov r0, r1\r\n  add r0, r0, r1\r\n\tret"));
-    // A CR waits for the next character that isn't a blank, and the LF follows by state 0.
-    EXPECT_EQ("mov\r\nadd", Process("mov\r  \nadd"));
-    // After a keyword a lone CR is swallowed: the table holds the next character in state 0.
-    EXPECT_EQ("func 1ret", Process("func 1\rret"));
-}
-
-TEST(ILProcessingStateMachineTest, DropsBlanksOnlyAfterALineBreak)
-{
-    EXPECT_EQ("  mov r0, r1\nret", Process("  mov r0, r1\n     ret"));
-    EXPECT_EQ("a\n\nb", Process("a\n  \n  b"));
-    // Tabs don't count as leading blanks.
-    EXPECT_EQ("a\n\tb", Process("a\n \tb"));
-}
-
-TEST(ILProcessingStateMachineTest, DropsALineBreakPendingAtTheEnd)
-{
-    EXPECT_EQ("ret", Process("ret\n"));
-    EXPECT_EQ("ret", Process("ret\r"));
-    EXPECT_EQ("ret", Process("ret\n   "));
-    EXPECT_EQ("func 1", Process("func 1\n"));
-    EXPECT_EQ("func 1", Process("func 1\r"));
-    EXPECT_EQ("func 1", Process("func 1\r\n"));
-    EXPECT_EQ("func 1", Process("func 1\r\n \t"));
-    EXPECT_EQ("", Process(""));
-}
-
-TEST(ILProcessingStateMachineTest, StopsAtNulAndCopiesIt)
-{
-    const std::string strInput("ab\0cd", 5);
-    EXPECT_EQ(std::string("ab\0", 3), Process(strInput));
-    EXPECT_EQ(std::string("\0", 1), Process(std::string("\0x", 2)));
-    // A NUL ends the text at once, and a line break still pending is lost.
-    EXPECT_EQ(std::string("a\0", 2), Process(std::string("a\n\0b", 4)));
+    const std::pair<std::string, std::string> rows[] = {
+        // A comment joins a keyword line; blanks and tabs before it go, its own text stays.
+        {"func 5\n; comment\n  mov r0, r1", "func 5 ; comment\nmov r0, r1"},
+        {"mdef(3)_out(1)_in(2)\n;vadd\nmov r0, r1", "mdef(3)_out(1)_in(2) ;vadd\nmov r0, r1"},
+        {"func 1\n \t ;  c", "func 1 ;  c"},
+        // A joined comment that holds a keyword joins the next comment too.
+        {"func 1\n;mdef\n;x", "func 1 ;mdef ;x"},
+        // The keyword need only be part of a word.
+        {"dcl_function_body 3\n;x", "dcl_function_body 3 ;x"},
+        {"call 1 ; mend\n;y", "call 1 ; mend ;y"},
+        // Nothing to join: the line break stays and the next line loses its blanks.
+        {"func 1\n   ret", "func 1\nret"},
+        {"fun 1\n;x", "fun 1\n;x"},
+        {"mde\n;x", "mde\n;x"},
+        // CRLF line ends stay.
+        {"mend\r\n   ret", "mend\r\nret"},
+        {"mend\r\n;x\r\nret", "mend ;x\r\nret"},
+        {"mov r0, r1\r\n  add r0, r0, r1\r\n\tret", "mov r0, r1\r\nadd r0, r0, r1\r\n\tret"},
+        // A CR waits for the next character that isn't a blank, and the LF follows by state 0.
+        {"mov\r  \nadd", "mov\r\nadd"},
+        // After a keyword a lone CR is swallowed: the table holds the next character in state 0.
+        {"func 1\rret", "func 1ret"},
+        // Blanks are dropped only after a line break; tabs don't count as leading blanks.
+        {"  mov r0, r1\n     ret", "  mov r0, r1\nret"},
+        {"a\n  \n  b", "a\n\nb"},
+        {"a\n \tb", "a\n\tb"},
+        // A line break pending at the end is dropped.
+        {"ret\n", "ret"},
+        {"ret\r", "ret"},
+        {"ret\n   ", "ret"},
+        {"func 1\n", "func 1"},
+        {"func 1\r", "func 1"},
+        {"func 1\r\n", "func 1"},
+        {"func 1\r\n \t", "func 1"},
+        {"", ""},
+        // A NUL ends the text at once and is copied; a line break still pending is lost.
+        {std::string("ab\0cd", 5), std::string("ab\0", 3)},
+        {std::string("\0x", 2), std::string("\0", 1)},
+        {std::string("a\n\0b", 4), std::string("a\0", 2)},
+    };
+    for (const auto& row : rows)
+    {
+        EXPECT_EQ(row.second, Process(row.first)) << "input: " << row.first;
+    }
 }
 
 TEST(ILProcessingStateMachineTest, NullBuffersProduceNothing)
