@@ -25,12 +25,7 @@ const std::vector<std::string> g_vstrKernels = {"vadd", "scale", "sum"};
 
 // The debug IL of the three kernels as the platform writes it: the disassembly of its tokens,
 // with the entry marker where the call of the kernel to build goes.
-const std::string g_strDebugIL =
-    "il_cs_2_0\ndcl_cb cb0[16]\n;$$$$$$$$$$\nendmain\n"
-    "func 1024\n;vadd\ndcl_cb cb1[3]\nmov r0.x, cb1[0].xxxx\nret\nendfunc\n"
-    "func 1026\n;scale\nmov r1, r0\nret\nendfunc\n"
-    "func 1028\n;sum\niadd r0.x, r0.xxxx, r0.xxxx\nret\nendfunc\n"
-    "end\n";
+const std::string g_strDebugIL = ReadFile(XAN_TEST_DATA_DIR "/kernels.debugil");
 
 struct ImageOptions
 {
@@ -95,11 +90,7 @@ std::vector<char> MakeKernelBinary(const ImageOptions& options = ImageOptions())
     builder.AddSection(".llvmir", SHT_PROGBITS, 0, 4, "; ModuleID = 'program'\n");
     builder.AddSection(".xan.build", SHT_NOTE, 0, 4, "build 7");
     builder.AddSymbol("", STB_LOCAL, STT_SECTION, nRodata, 0, 0);
-    for (const XAN_Test::ElfSymbolDesc& symbol : vSymbols)
-    {
-        builder.AddSymbol(symbol.strName, symbol.nBind, symbol.nType, symbol.nSection,
-                          symbol.nValue, symbol.nSize);
-    }
+    builder.AddSymbols(vSymbols);
     return builder.Build();
 }
 

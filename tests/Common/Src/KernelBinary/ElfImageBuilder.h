@@ -52,6 +52,10 @@ public:
     {
         m_vSymbols.push_back({strName, nBind, nType, nSection, nValue, nSize});
     }
+    void AddSymbols(const std::vector<ElfSymbolDesc>& vSymbols)
+    {
+        m_vSymbols.insert(m_vSymbols.end(), vSymbols.begin(), vSymbols.end());
+    }
 
     uint16_t GetSymbolTableIndex() const { return static_cast<uint16_t>(m_vSections.size() + 2); }
 
@@ -218,11 +222,7 @@ inline std::vector<char> MakeKernelImage(bool bIsElf64, const std::vector<std::s
     builder.AddSection(".debugil", SHT_PROGBITS, 0, 1, strDebugIL);
     builder.AddSection(".llvmir", SHT_PROGBITS, 0, 4, "; ModuleID = 'program'\n");
     builder.AddSymbol("", STB_LOCAL, STT_SECTION, nRodata, 0, 0);
-    for (const ElfSymbolDesc& symbol : vSymbols)
-    {
-        builder.AddSymbol(symbol.strName, symbol.nBind, symbol.nType, symbol.nSection,
-                          symbol.nValue, symbol.nSize);
-    }
+    builder.AddSymbols(vSymbols);
     return builder.Build(bReverseData);
 }
 } // namespace XAN_Test
