@@ -228,10 +228,10 @@ protected:
                        unsigned int nOpen, unsigned int nClose, uint32_t nFlagAt);
     bool IsSwitchOrSwitchBreak(const ProgramCounter& nTargetInstruction) const;
     bool IsTargetInLoop(const ProgramCounter& nTargetInstruction, const CIL_Loop& loop) const;
-    // The loop of the target's loop stack just outside the one that starts at nStart.
-    const CIL_Loop* GetEnclosingTargetLoop(const ProgramCounter& nTargetInstruction,
-                                           uint32_t nStart) const;
-    const CIL_Loop* GetLoopAt(uint32_t nStart) const;
+    // The innermost loop that holds the target, from pConstruct outwards, or from the target's
+    // own construct.
+    const CIL_Loop* GetTargetLoopFrom(CIL_FCConstruct* pConstruct,
+                                      const ProgramCounter& nTargetInstruction) const;
     const CIL_Loop* GetInnermostTargetLoop(const ProgramCounter& nTargetInstruction) const;
     // Behind which instruction a switch or a break in a switch sets the flag; none otherwise.
     uint32_t GetFlagPosition(const ProgramCounter& nTargetInstruction) const;

@@ -449,7 +449,7 @@ bool CShaderDebuggerShaderIL::PatchFlowControlInstruction(
         if (pLoop != NULL && IsTargetInLoop(nTargetInstruction, *pLoop) &&
             nTargetInstruction.GetLoopState(pLoop->GetStart(), &state) &&
             !WriteLoopCountInit(dest, *pLoop,
-                                GetEnclosingTargetLoop(nTargetInstruction, pLoop->GetStart())))
+                                GetTargetLoopFrom(pLoop->GetParent(), nTargetInstruction)))
         {
             return false;
         }
@@ -511,28 +511,12 @@ bool CShaderDebuggerShaderIL::IsTargetInLoop(const ProgramCounter& nTargetInstru
 }
 
 const CIL_Loop*
-CShaderDebuggerShaderIL::GetEnclosingTargetLoop(const ProgramCounter& nTargetInstruction,
-                                                uint32_t nStart) const
+CShaderDebuggerShaderIL::GetTargetLoopFrom(CIL_FCConstruct* pConstruct,
+                                           const ProgramCounter& nTargetInstruction) const
 {
-    const std::vector<LoopState>& vLoops = nTargetInstruction.m_vLoopStack;
-    for (size_t i = 1; i < vLoops.size(); ++i)
+    for (; pConstruct != NULL; pConstruct = pConstruct->GetParent())
     {
-        if (vLoops[i].nStart == nStart)
-        {
-            return GetLoopAt(vLoops[i - 1].nStart);
-        }
-    }
-    return NULL;
-}
-
-const CIL_Loop*
-CShaderDebuggerShaderIL::GetInnermostTargetLoop(const ProgramCounter& nTargetInstruction) const
-{
-    for (std::vector<LoopState>::const_reverse_iterator it =
-             nTargetInstruction.m_vLoopStack.rbegin();
-         it != nTargetInstruction.m_vLoopStack.rend(); ++it)
-    {
-        const CIL_Loop* pLoop = GetLoopAt(it->nStart);
+        const CIL_Loop* pLoop = pConstruct->AsLoop();
         if (pLoop != NULL && IsTargetInLoop(nTargetInstruction, *pLoop))
         {
             return pLoop;
@@ -541,10 +525,12 @@ CShaderDebuggerShaderIL::GetInnermostTargetLoop(const ProgramCounter& nTargetIns
     return NULL;
 }
 
-const CIL_Loop* CShaderDebuggerShaderIL::GetLoopAt(uint32_t nStart) const
+const CIL_Loop*
+CShaderDebuggerShaderIL::GetInnermostTargetLoop(const ProgramCounter& nTargetInstruction) const
 {
-    std::map<uint32_t, CIL_FCConstruct*>::const_iterator it = m_FCConstructs.find(nStart);
-    return it != m_FCConstructs.end() && it->second != NULL ? it->second->AsLoop() : NULL;
+    std::map<uint32_t, CIL_FCConstruct*>::const_iterator it =
+        m_FCConstructs.find(nTargetInstruction.m_nPos);
+    return it != m_FCConstructs.end() ? GetTargetLoopFrom(it->second, nTargetInstruction) : NULL;
 }
 
 uint32_t CShaderDebuggerShaderIL::GetFlagPosition(const ProgramCounter& nTargetInstruction) const

@@ -559,7 +559,7 @@ TEST_P(CBDumpOracleTest, TheDumpedRowIsTheAddressTheKernelUses)
 
 INSTANTIATE_TEST_SUITE_P(Larkspur, PatchOracleTest,
                          ::testing::Values("straight", "ifelse", "loops", "nested5", "switch",
-                                           "functions", "outline", "private_uav"));
+                                           "functions", "calls_loop", "outline", "private_uav"));
 INSTANTIATE_TEST_SUITE_P(Larkspur, PinnedExceptionTest, ::testing::Values("loops"));
 INSTANTIATE_TEST_SUITE_P(Larkspur, CBDumpOracleTest, ::testing::Values("straight"));
 INSTANTIATE_TEST_SUITE_P(Fennel, PatchOracleTest, ::testing::Values("private_x1"));
