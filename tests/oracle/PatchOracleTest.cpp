@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -35,6 +36,7 @@ using namespace ShaderUtils;
 const size_t ITEMS = 64;
 // Loops with more passes are checked in their first three and their last.
 const size_t CHECKED_FIRST_ITERATIONS = 3;
+const size_t MAX_CALL_DEPTH = 16;
 
 // What one run leaves: the kernel's buffer, and for a patched kernel the result records and
 // the flags.
@@ -314,6 +316,33 @@ protected:
         return vChecked;
     }
 
+    // The call stack of a position in the instruction's function: from the main program, the
+    // first call of each function on the way.
+    std::deque<ProgramCounter> CallsTo(uint32_t n) const
+    {
+        const std::vector<CShaderDebuggerInstructionIL>& vInstructions =
+            m_pPatch->m_pShader->GetInstructions();
+        const std::map<uint32_t, uint32_t>& scope = m_pPatch->m_pShader->GetFunctionScope();
+        std::deque<ProgramCounter> calls;
+        uint32_t nLabel = scope.at(n);
+        for (size_t nDepth = 0; nDepth < MAX_CALL_DEPTH; ++nDepth)
+        {
+            const auto itCall = std::find_if(vInstructions.begin(), vInstructions.end(),
+                                             [nLabel](const CShaderDebuggerInstructionIL& call) {
+                                                 return call.GetOpCode() == IL_OP_CALL &&
+                                                        call.GetToken(1) == nLabel;
+                                             });
+            if (itCall == vInstructions.end())
+            {
+                break;
+            }
+            const uint32_t nCall = static_cast<uint32_t>(itCall - vInstructions.begin());
+            calls.push_front(ProgramCounter(nCall));
+            nLabel = scope.at(nCall);
+        }
+        return calls;
+    }
+
     bool IsSwitchOrSwitchBreak(uint32_t n) const
     {
         const unsigned int nOpCode = m_pPatch->m_pShader->GetInstructions()[n].GetOpCode();
@@ -411,16 +440,16 @@ TEST_P(PatchOracleTest, EveryCaptureIsWhatTheKernelHeldThere)
         ProgramCounter pc(n);
         pc.m_vLoopStack = m_Loops[instance];
         const Register reg = shader.GetRegisterOutput(pc);
-        // As the stepper does, an index left in a register becomes every element, and the
-        // element that the trace's write reached is compared. Without the stepper's call stack
-        // an array declared by a caller stays indexed by its register.
+        // As the stepper does, an index left in a register becomes every element of its array,
+        // found through the calls that lead to the function, and the element that the trace's
+        // write reached is compared.
         std::vector<Register> vRegisters;
-        if (!shader.ExpandIndexedRegisters(PatchPoint(pc, reg), std::vector<Register>(1, reg),
-                                           &vRegisters) ||
-            vRegisters.empty())
-        {
-            vRegisters.assign(1, reg);
-        }
+        shader.m_CallStack = CallsTo(n);
+        const bool bExpandedOk = shader.ExpandIndexedRegisters(
+            PatchPoint(pc, reg), std::vector<Register>(1, reg), &vRegisters);
+        shader.m_CallStack.clear();
+        ASSERT_TRUE(bExpandedOk) << n;
+        ASSERT_FALSE(vRegisters.empty()) << n;
         const bool bExpanded = vRegisters.size() != 1 || !(vRegisters[0] == reg);
         const bool bValues =
             reg != g_Reg_NULL && reg.reg.type != RT_Mem && !IsSwitchOrSwitchBreak(n);
