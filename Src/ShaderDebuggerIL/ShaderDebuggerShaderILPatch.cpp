@@ -1,7 +1,10 @@
 // The rewrite of a kernel's tokens into a patched kernel: the code up to the target, the
 // capture there, the flow control that is still open closed behind it, and the functions
-// behind the target's own kept whole. The walk numbers instructions exactly as the analysis
-// did, so that every table of the analysis applies to what the walk reads.
+// behind the target's own kept whole. A function that a work-item can enter more than once is
+// kept whole itself, so that each call leaves what the kernel's call leaves: the capture stands
+// in place, only in the target's passes of its loops, and each return stores it. The walk
+// numbers instructions exactly as the analysis did, so that every table of the analysis
+// applies to what the walk reads.
 
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
@@ -304,8 +307,12 @@ bool CShaderDebuggerShaderIL::PatchKeptFunction(ILInput& src, ILOutput& dest,
     {
         return false;
     }
-    const bool bReturn =
-        IsReturnOpCode(nOpCode) || nOpCode == IL_OP_RET_LOGICALZ || nOpCode == IL_OP_RET_LOGICALNZ;
+    // An endfunc right behind a return is never reached.
+    const bool bReachedEnd = nOpCode != IL_OP_ENDFUNC || nCurrentInstruction == 0 ||
+                             (m_Instructions[nCurrentInstruction - 1].GetOpCode() != IL_OP_RET &&
+                              m_Instructions[nCurrentInstruction - 1].GetOpCode() != IL_OP_RET_DYN);
+    const bool bReturn = (IsReturnOpCode(nOpCode) && bReachedEnd) ||
+                         nOpCode == IL_OP_RET_LOGICALZ || nOpCode == IL_OP_RET_LOGICALNZ;
     std::map<uint32_t, uint32_t>::const_iterator itScope =
         m_FunctionScope.find(nCurrentInstruction);
     std::map<uint32_t, uint32_t>::const_iterator itTargetScope = m_FunctionScope.find(nTarget);
