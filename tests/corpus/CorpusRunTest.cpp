@@ -119,6 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
                                         {
                                             nSum += j;
                                             nSum += nSum & 1;
+                                            nSum += j == 2 ? 1 : 0;
                                         }
                                     }
                                     return nSum;
