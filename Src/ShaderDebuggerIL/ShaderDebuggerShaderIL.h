@@ -188,6 +188,9 @@ public:
                                     const std::vector<Register>& vTargetRegs);
     // The dump kernel's binary as a malloc block that the caller frees.
     bool CreateCBDumpShader(void** ppPatchedKernel, size_t* pSize);
+    // Whether a work-item can enter the target's function more than once: called from two
+    // places, from a loop or from such a function. Its patched kernels keep it whole.
+    bool IsTargetFunctionRepeated(const ProgramCounter& nTargetInstruction) const;
     // The patched binary of the cache and its size.
     const void* GetPatchedShader() const { return m_pPatchedShader; }
     size_t GetPatchedShaderSize() const { return m_nPatchedShaderSize; }
@@ -225,6 +228,21 @@ protected:
                        unsigned int nOpen, unsigned int nClose, uint32_t nFlagAt);
     bool IsSwitchOrSwitchBreak(const ProgramCounter& nTargetInstruction) const;
     bool IsTargetInLoop(const ProgramCounter& nTargetInstruction, const CIL_Loop& loop) const;
+    // The innermost loop that holds the target, from pConstruct outwards, or from the target's
+    // own construct.
+    const CIL_Loop* GetTargetLoopFrom(CIL_FCConstruct* pConstruct,
+                                      const ProgramCounter& nTargetInstruction) const;
+    const CIL_Loop* GetInnermostTargetLoop(const ProgramCounter& nTargetInstruction) const;
+    // Behind which instruction a switch or a break in a switch sets the flag; none otherwise.
+    uint32_t GetFlagPosition(const ProgramCounter& nTargetInstruction) const;
+    bool IsFunctionRepeated(uint32_t nLabel, std::set<uint32_t>& callers) const;
+    // In a function kept whole: the store in front of each of its returns, and the capture at
+    // the target (the flag alone behind a switch's flag position), in the target's passes only.
+    bool PatchKeptFunction(ILInput& src, ILOutput& dest, uint32_t nCurrentInstruction,
+                           const ProgramCounter& nTargetInstruction,
+                           const std::vector<Register>& vTargetRegs, bool bBehind);
+    bool WriteInlineCapture(ILOutput& dest, const ProgramCounter& nTargetInstruction,
+                            const std::vector<Register>* pTargetRegs);
     bool FlowControlStackHolds(unsigned int nOpCode) const;
     // Pops up to and including the first construct whose opcode is one of these.
     void PopFlowControlUntil(std::initializer_list<unsigned int> opCodes);
@@ -248,7 +266,8 @@ protected:
     bool WriteOutputDeclarations(ILOutput& dest);
     bool WriteRegisterCapture(ILOutput& dest, const Register& reg, std::deque<uint32_t>& qLiterals);
     bool WriteExecMaskFlag(ILOutput& dest, bool bSet);
-    bool WriteLoopCountInit(ILOutput& dest, const CIL_Loop& loop);
+    // pEnclosing: the target's loop around this one, or null for the outermost.
+    bool WriteLoopCountInit(ILOutput& dest, const CIL_Loop& loop, const CIL_Loop* pEnclosing);
     bool WriteLoopCountCheck(ILOutput& dest, const CIL_Loop& loop);
     bool WriteDebuggerOutput(ILOutput& dest, uint32_t nCurrentInstruction);
     bool WriteInputDump(ILOutput& dest, const std::vector<Register>& vTargetRegs);
@@ -314,6 +333,8 @@ protected:
     bool m_bDumpInputsPending;
     bool m_bKernelExecuted;
     std::stack<uint32_t> m_FlowControlStack;
+    // The rewrite keeps the target's function whole (IsTargetFunctionRepeated).
+    bool m_bKeepTargetFunction = false;
     std::deque<PatchPoint> m_ExecuteList;
     std::map<ProgramCounter, uint32_t> m_ExecMaskHistory;
     std::map<uint32_t, Register> m_RegisterOutput;

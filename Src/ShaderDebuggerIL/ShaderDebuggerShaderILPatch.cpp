@@ -1,7 +1,10 @@
 // The rewrite of a kernel's tokens into a patched kernel: the code up to the target, the
 // capture there, the flow control that is still open closed behind it, and the functions
-// behind the target's own kept whole. The walk numbers instructions exactly as the analysis
-// did, so that every table of the analysis applies to what the walk reads.
+// behind the target's own kept whole. A function that a work-item can enter more than once is
+// kept whole itself, so that each call leaves what the kernel's call leaves: the capture stands
+// in place, only in the target's passes of its loops, and each return stores it. The walk
+// numbers instructions exactly as the analysis did, so that every table of the analysis
+// applies to what the walk reads.
 
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
@@ -26,27 +29,51 @@ bool IsReturnOpCode(unsigned int nOpCode)
     return nOpCode == IL_OP_RET || nOpCode == IL_OP_RET_DYN || nOpCode == IL_OP_ENDFUNC;
 }
 
+bool IsCallOpCode(unsigned int nOpCode)
+{
+    return nOpCode == IL_OP_CALL || nOpCode == IL_OP_CALLNZ || nOpCode == IL_OP_CALL_LOGICALZ ||
+           nOpCode == IL_OP_CALL_LOGICALNZ;
+}
+
+bool IsInLoop(const CIL_FCConstruct* pConstruct)
+{
+    for (; pConstruct != NULL; pConstruct = pConstruct->GetParent())
+    {
+        if (pConstruct->GetType() == FCT_Loop)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool IsOutputDestination(const CShaderDebuggerInstructionIL& instruction)
 {
     const unsigned int nType = instruction.GetDestRegType();
     return nType == IL_REGTYPE_LEGACY_OUTPUT || nType == IL_REGTYPE_OUTPUT;
 }
 
-// The stack of open constructs is empty between two rewrites, whatever way one ends.
-class CFlowControlStackReset
+// The stack of open constructs is empty between two rewrites, whatever way one ends, and the
+// choice of layout belongs to one rewrite.
+class CPatchStateReset
 {
 public:
-    explicit CFlowControlStackReset(std::stack<uint32_t>& stack) : m_Stack(stack) {}
-    ~CFlowControlStackReset()
+    CPatchStateReset(std::stack<uint32_t>& stack, bool& bKeepTargetFunction)
+        : m_Stack(stack), m_bKeepTargetFunction(bKeepTargetFunction)
+    {
+    }
+    ~CPatchStateReset()
     {
         while (!m_Stack.empty())
         {
             m_Stack.pop();
         }
+        m_bKeepTargetFunction = false;
     }
 
 private:
     std::stack<uint32_t>& m_Stack;
+    bool& m_bKeepTargetFunction;
 };
 } // namespace
 
@@ -59,7 +86,18 @@ bool CShaderDebuggerShaderIL::PatchIL(ILInput& src, ILOutput& dest,
     {
         return false;
     }
-    CFlowControlStackReset stackReset(m_FlowControlStack);
+    CPatchStateReset stateReset(m_FlowControlStack, m_bKeepTargetFunction);
+    // The main program ends with its return: no work-item is ever at its endmain, and the
+    // capture behind it would stand outside every function.
+    if (nTargetInstruction.m_nPos < m_Instructions.size() &&
+        m_Instructions[nTargetInstruction.m_nPos].GetOpCode() == IL_OP_ENDMAIN)
+    {
+        SDU_Log(3, "The end of the main program can't be a target\n");
+        return false;
+    }
+    // Cut short behind the target, a function that runs again would start from another state.
+    m_bKeepTargetFunction =
+        nTargetInstruction != g_PC_NULL && IsTargetFunctionRepeated(nTargetInstruction);
 
     if (!CopyProgramHeader(src, dest))
     {
@@ -147,6 +185,11 @@ bool CShaderDebuggerShaderIL::PatchIL(ILInput& src, ILOutput& dest,
         }
 
         const bool bTarget = nCurrentInstruction == nTargetInstruction.m_nPos;
+        if (m_bKeepTargetFunction && !PatchKeptFunction(src, dest, nCurrentInstruction,
+                                                        nTargetInstruction, vTargetRegs, false))
+        {
+            return false;
+        }
         if (IsFlowControl(nOpCode))
         {
             if (!PatchFlowControlInstruction(src, dest, nCurrentInstruction, nTargetInstruction,
@@ -164,7 +207,7 @@ bool CShaderDebuggerShaderIL::PatchIL(ILInput& src, ILOutput& dest,
             }
         }
         else if (instruction.HasDestReg() || IsPrivateUAVWrite(instruction) ||
-                 nOpCode == IL_OP_MCALL)
+                 nOpCode == IL_OP_MCALL || m_bKeepTargetFunction)
         {
             CShaderDebuggerInstructionIL target(instruction);
             if (IsOutputDestination(target))
@@ -187,7 +230,15 @@ bool CShaderDebuggerShaderIL::PatchIL(ILInput& src, ILOutput& dest,
             }
         }
 
-        if (bTarget)
+        if (m_bKeepTargetFunction)
+        {
+            if (!PatchKeptFunction(src, dest, nCurrentInstruction, nTargetInstruction, vTargetRegs,
+                                   true))
+            {
+                return false;
+            }
+        }
+        else if (bTarget)
         {
             return PatchTarget(src, dest, nCurrentInstruction, nTargetInstruction, vTargetRegs,
                                instruction);
@@ -228,6 +279,83 @@ bool CShaderDebuggerShaderIL::PatchMacro(ILInput& src, ILOutput& dest,
     return CopyComment(src, dest) && WriteDebuggerLiterals(dest) &&
            WriteDebuggerLoopLiteralDeclarations(dest, nTargetInstruction) &&
            WriteDebuggerTempReset(dest);
+}
+
+bool CShaderDebuggerShaderIL::PatchKeptFunction(ILInput& src, ILOutput& dest,
+                                                uint32_t nCurrentInstruction,
+                                                const ProgramCounter& nTargetInstruction,
+                                                const std::vector<Register>& vTargetRegs,
+                                                bool bBehind)
+{
+    const uint32_t nTarget = nTargetInstruction.m_nPos;
+    const bool bTarget = nCurrentInstruction == nTarget;
+    const unsigned int nOpCode = m_Instructions[nCurrentInstruction].GetOpCode();
+    if (bBehind)
+    {
+        if (bTarget && !IsReturnOpCode(nOpCode) && !IsSwitchOrSwitchBreak(nTargetInstruction))
+        {
+            return CopyComment(src, dest) &&
+                   WriteInlineCapture(dest, nTargetInstruction, &vTargetRegs);
+        }
+        return nCurrentInstruction != GetFlagPosition(nTargetInstruction) ||
+               WriteInlineCapture(dest, nTargetInstruction, NULL);
+    }
+    // A returning target is captured before it returns, and every return of the function
+    // stores what the last capture holds, whichever call made it.
+    if (bTarget && IsReturnOpCode(nOpCode) &&
+        !WriteInlineCapture(dest, nTargetInstruction, &vTargetRegs))
+    {
+        return false;
+    }
+    // An endfunc right behind a return is never reached.
+    const bool bReachedEnd = nOpCode != IL_OP_ENDFUNC || nCurrentInstruction == 0 ||
+                             (m_Instructions[nCurrentInstruction - 1].GetOpCode() != IL_OP_RET &&
+                              m_Instructions[nCurrentInstruction - 1].GetOpCode() != IL_OP_RET_DYN);
+    const bool bReturn = (IsReturnOpCode(nOpCode) && bReachedEnd) ||
+                         nOpCode == IL_OP_RET_LOGICALZ || nOpCode == IL_OP_RET_LOGICALNZ;
+    std::map<uint32_t, uint32_t>::const_iterator itScope =
+        m_FunctionScope.find(nCurrentInstruction);
+    std::map<uint32_t, uint32_t>::const_iterator itTargetScope = m_FunctionScope.find(nTarget);
+    return !bReturn || itScope == m_FunctionScope.end() || itTargetScope == m_FunctionScope.end() ||
+           itScope->second != itTargetScope->second ||
+           WriteDebuggerOutput(dest, nCurrentInstruction);
+}
+
+bool CShaderDebuggerShaderIL::IsTargetFunctionRepeated(
+    const ProgramCounter& nTargetInstruction) const
+{
+    std::map<uint32_t, uint32_t>::const_iterator it =
+        m_FunctionScope.find(nTargetInstruction.m_nPos);
+    std::set<uint32_t> callers;
+    return it != m_FunctionScope.end() && IsFunctionRepeated(it->second, callers);
+}
+
+bool CShaderDebuggerShaderIL::IsFunctionRepeated(uint32_t nLabel, std::set<uint32_t>& callers) const
+{
+    // A function met again on the way to the main program calls itself.
+    if (!callers.insert(nLabel).second)
+    {
+        return true;
+    }
+    uint32_t nCalls = 0;
+    for (uint32_t n = 0; n < m_Instructions.size(); ++n)
+    {
+        const CShaderDebuggerInstructionIL& instruction = m_Instructions[n];
+        if (!IsCallOpCode(instruction.GetOpCode()) ||
+            instruction.GetToken(instruction.GetLength() - 1) != nLabel)
+        {
+            continue;
+        }
+        std::map<uint32_t, CIL_FCConstruct*>::const_iterator itConstruct = m_FCConstructs.find(n);
+        std::map<uint32_t, uint32_t>::const_iterator itScope = m_FunctionScope.find(n);
+        if (++nCalls > 1 ||
+            (itConstruct != m_FCConstructs.end() && IsInLoop(itConstruct->second)) ||
+            (itScope != m_FunctionScope.end() && IsFunctionRepeated(itScope->second, callers)))
+        {
+            return true;
+        }
+    }
+    return false;
 }
 
 bool CShaderDebuggerShaderIL::PatchTarget(ILInput& src, ILOutput& dest,
@@ -316,7 +444,7 @@ bool CShaderDebuggerShaderIL::PatchFlowControlInstruction(
     case IL_OP_RET_DYN:
     case IL_OP_ENDFUNC:
         // The tail writes a returning target behind the capture.
-        if (nCurrentInstruction == nTargetInstruction.m_nPos)
+        if (nCurrentInstruction == nTargetInstruction.m_nPos && !m_bKeepTargetFunction)
         {
             return true;
         }
@@ -327,7 +455,8 @@ bool CShaderDebuggerShaderIL::PatchFlowControlInstruction(
         LoopState state;
         if (pLoop != NULL && IsTargetInLoop(nTargetInstruction, *pLoop) &&
             nTargetInstruction.GetLoopState(pLoop->GetStart(), &state) &&
-            !WriteLoopCountInit(dest, *pLoop))
+            !WriteLoopCountInit(dest, *pLoop,
+                                GetTargetLoopFrom(pLoop->GetParent(), nTargetInstruction)))
         {
             return false;
         }
@@ -386,6 +515,43 @@ bool CShaderDebuggerShaderIL::IsTargetInLoop(const ProgramCounter& nTargetInstru
 {
     return loop.GetStart() <= nTargetInstruction.m_nPos &&
            nTargetInstruction.m_nPos < loop.GetEnd();
+}
+
+const CIL_Loop*
+CShaderDebuggerShaderIL::GetTargetLoopFrom(CIL_FCConstruct* pConstruct,
+                                           const ProgramCounter& nTargetInstruction) const
+{
+    for (; pConstruct != NULL; pConstruct = pConstruct->GetParent())
+    {
+        const CIL_Loop* pLoop = pConstruct->AsLoop();
+        if (pLoop != NULL && IsTargetInLoop(nTargetInstruction, *pLoop))
+        {
+            return pLoop;
+        }
+    }
+    return NULL;
+}
+
+const CIL_Loop*
+CShaderDebuggerShaderIL::GetInnermostTargetLoop(const ProgramCounter& nTargetInstruction) const
+{
+    std::map<uint32_t, CIL_FCConstruct*>::const_iterator it =
+        m_FCConstructs.find(nTargetInstruction.m_nPos);
+    return it != m_FCConstructs.end() ? GetTargetLoopFrom(it->second, nTargetInstruction) : NULL;
+}
+
+uint32_t CShaderDebuggerShaderIL::GetFlagPosition(const ProgramCounter& nTargetInstruction) const
+{
+    const uint32_t nTarget = nTargetInstruction.m_nPos;
+    std::map<uint32_t, CIL_FCConstruct*>::const_iterator it = m_FCConstructs.find(nTarget);
+    CIL_Switch* pSwitch =
+        it != m_FCConstructs.end() && it->second != NULL ? it->second->AsSwitch() : NULL;
+    if (pSwitch == NULL || !IsSwitchOrSwitchBreak(nTargetInstruction))
+    {
+        return g_nInvalidInstruction;
+    }
+    return m_Instructions[nTarget].GetOpCode() == IL_OP_SWITCH ? pSwitch->m_nEnd
+                                                               : pSwitch->GetNextCase(nTarget);
 }
 
 bool CShaderDebuggerShaderIL::IsSwitchOrSwitchBreak(const ProgramCounter& nTargetInstruction) const
@@ -478,17 +644,7 @@ bool CShaderDebuggerShaderIL::FinalizeFlowControl(ILInput& src, ILOutput& dest,
     }
 
     // Then switches; the flag tells who comes through the endswitch or enters the next case.
-    uint32_t nFlagAt = g_nInvalidInstruction;
-    const uint32_t nTarget = nTargetInstruction.m_nPos;
-    std::map<uint32_t, CIL_FCConstruct*>::const_iterator it = m_FCConstructs.find(nTarget);
-    CIL_Switch* pSwitch =
-        it != m_FCConstructs.end() && it->second != NULL ? it->second->AsSwitch() : NULL;
-    if (pSwitch != NULL && IsSwitchOrSwitchBreak(nTargetInstruction))
-    {
-        nFlagAt = m_Instructions[nTarget].GetOpCode() == IL_OP_SWITCH
-                      ? pSwitch->m_nEnd
-                      : pSwitch->GetNextCase(nTarget);
-    }
+    const uint32_t nFlagAt = GetFlagPosition(nTargetInstruction);
     while (FlowControlStackHolds(IL_OP_SWITCH))
     {
         const uint32_t nPopped = m_FlowControlStack.top();

@@ -422,27 +422,58 @@ bool CShaderDebuggerShaderIL::WriteExecMaskFlag(ILOutput& dest, bool bSet)
         .Write(dest);
 }
 
-bool CShaderDebuggerShaderIL::WriteLoopCountInit(ILOutput& dest, const CIL_Loop& loop)
+bool CShaderDebuggerShaderIL::WriteLoopCountInit(ILOutput& dest, const CIL_Loop& loop,
+                                                 const CIL_Loop* pEnclosing)
 {
     const unsigned short component = static_cast<unsigned short>(loop.GetCountComponent());
-    return CILTokens(OpcodeToken(IL_OP_MOV))
+    if (pEnclosing == NULL)
+    {
+        return CILTokens(OpcodeToken(IL_OP_MOV))
+            .Dest(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
+            .Src(IL_REGTYPE_LITERAL, loop.m_nCountLiteral, component)
+            .Write(dest);
+    }
+    // An inner loop counts only in the target's pass of the loop around it, whose count has
+    // just run down to 0; in the passes before, it runs as far as the kernel takes it, so that
+    // what those passes leave is what the kernel leaves.
+    const unsigned short enclosing = static_cast<unsigned short>(pEnclosing->GetCountComponent());
+    return CILTokens(OpcodeToken(IL_OP_CMOV_LOGICAL))
         .Dest(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
+        .Src(IL_REGTYPE_TEMP, pEnclosing->m_nCountRegister, enclosing)
+        .Src(IL_REGTYPE_LITERAL, m_nLiteralMinusOne, component)
         .Src(IL_REGTYPE_LITERAL, loop.m_nCountLiteral, component)
         .Write(dest);
 }
 
 bool CShaderDebuggerShaderIL::WriteLoopCountCheck(ILOutput& dest, const CIL_Loop& loop)
 {
+    // In a function kept whole the loop runs all its passes; the count only names the
+    // target's pass to the capture.
     const unsigned short component = static_cast<unsigned short>(loop.GetCountComponent());
-    return CILTokens(OpcodeToken(IL_OP_BREAK_LOGICALZ))
-               .Src(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
-               .Write(dest) &&
+    return (m_bKeepTargetFunction || CILTokens(OpcodeToken(IL_OP_BREAK_LOGICALZ))
+                                         .Src(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
+                                         .Write(dest)) &&
            CILTokens(OpcodeToken(IL_OP_IADD))
                .Dest(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
                .Src(IL_REGTYPE_TEMP, loop.m_nCountRegister, component)
                .Src(IL_REGTYPE_LITERAL, m_nLiteralMinusOne, component)
                .Write(dest) &&
-           WriteExecMaskFlag(dest, false);
+           (m_bKeepTargetFunction || WriteExecMaskFlag(dest, false));
+}
+
+bool CShaderDebuggerShaderIL::WriteInlineCapture(ILOutput& dest,
+                                                 const ProgramCounter& nTargetInstruction,
+                                                 const std::vector<Register>* pTargetRegs)
+{
+    // Inside loops, only in the target's pass: the innermost count runs down to 0 there alone.
+    const CIL_Loop* pLoop = GetInnermostTargetLoop(nTargetInstruction);
+    bool bOk = pLoop == NULL || CILTokens(OpcodeToken(IL_OP_IF_LOGICALZ))
+                                    .Src(IL_REGTYPE_TEMP, pLoop->m_nCountRegister,
+                                         static_cast<unsigned short>(pLoop->GetCountComponent()))
+                                    .Write(dest);
+    bOk = bOk && (pTargetRegs == NULL || WriteTargetRegisterSelect(dest, *pTargetRegs)) &&
+          WriteExecMaskFlag(dest, true);
+    return bOk && (pLoop == NULL || dest.WriteToken(OpcodeToken(IL_OP_ENDIF)));
 }
 
 bool CShaderDebuggerShaderIL::WriteDebuggerOutput(ILOutput& dest, uint32_t nCurrentInstruction)

@@ -109,6 +109,21 @@ INSTANTIATE_TEST_SUITE_P(
                                     return cases[i % 4] + 30003;
                                 }},
                       CorpusRun{"functions", [](uint32_t i) { return 4 * i + 3; }},
+                      CorpusRun{"calls_loop",
+                                [](uint32_t i)
+                                {
+                                    uint32_t nSum = i;
+                                    for (uint32_t nCall = 0; nCall < 3; ++nCall)
+                                    {
+                                        for (uint32_t j = 0; j <= (i & 3); ++j)
+                                        {
+                                            nSum += j;
+                                            nSum += nSum & 1;
+                                            nSum += j == 2 ? 1 : 0;
+                                        }
+                                    }
+                                    return nSum;
+                                }},
                       CorpusRun{"outline", [](uint32_t i) { return 5 * i; }},
                       CorpusRun{"private_uav", [](uint32_t i) { return 29 * i + 1; }},
                       CorpusRun{"atomic", [](uint32_t) { return 5u; }},

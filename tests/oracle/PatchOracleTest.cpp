@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <deque>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -35,6 +36,7 @@ using namespace ShaderUtils;
 const size_t ITEMS = 64;
 // Loops with more passes are checked in their first three and their last.
 const size_t CHECKED_FIRST_ITERATIONS = 3;
+const size_t MAX_CALL_DEPTH = 16;
 
 // What one run leaves: the kernel's buffer, and for a patched kernel the result records and
 // the flags.
@@ -77,7 +79,8 @@ void ReadBuffer(const CNordvaneDevice& device, cl_mem buffer, std::vector<uint32
 // Runs a kernel of the corpus on fresh buffers; a patched kernel gets the debugger's three
 // arguments behind the kernel's one, with vResultRows result rows.
 SRunOutput RunKernel(const CNordvaneDevice& device, cl_kernel kernel, bool bPatched,
-                     CExecutionTrace* pTrace = nullptr, size_t nResultRows = ITEMS)
+                     CExecutionTrace* pTrace = nullptr, size_t nResultRows = ITEMS,
+                     cl_int nSelector = 0)
 {
     SRunOutput output;
     output.vOut.assign(ITEMS, 0);
@@ -85,7 +88,6 @@ SRunOutput RunKernel(const CNordvaneDevice& device, cl_kernel kernel, bool bPatc
     output.vFlags.assign(ITEMS, 0);
     cl_mem buffers[] = {MakeBuffer(device, output.vOut), MakeBuffer(device, output.vResults),
                         MakeBuffer(device, output.vFlags)};
-    const cl_int nSelector = 0;
     EXPECT_EQ(CL_SUCCESS, clSetKernelArg(kernel, 0, sizeof(cl_mem), &buffers[0]));
     if (bPatched)
     {
@@ -179,14 +181,34 @@ protected:
         return vLoops;
     }
 
-    // The last record of each work-item at each instance: the last call decides.
+    // The records of each work-item at each instance, in the order of the calls; and for a
+    // write through an index register, the element it reached, from the register's last value.
     void GroupRecords()
     {
+        std::map<std::pair<uint32_t, uint32_t>, const STraceRecord*> lastTemp;
         for (const STraceRecord& record : m_Trace.GetRecords())
         {
             if (record.nInstruction == CExecutionTrace::NO_INSTRUCTION)
             {
                 continue;
+            }
+            const Register reg =
+                m_pPatch->m_pShader->GetRegisterOutput(ProgramCounter(record.nInstruction));
+            const Register* pIndex = reg.reg.pIndexRegister;
+            if (pIndex != nullptr && pIndex->reg.type == RT_Temp)
+            {
+                auto it =
+                    lastTemp.find(std::make_pair(record.nFlatIndex, uint32_t(pIndex->reg.number)));
+                if (it != lastTemp.end())
+                {
+                    m_Element[&record] =
+                        it->second->vValue[ComponentIndex(pIndex->mask)] + reg.reg.index;
+                }
+            }
+            if ((record.nFlags & XAN_Platform::TF_HasValue) != 0 && reg.reg.type == RT_Temp &&
+                reg.reg.pIndexRegister == nullptr)
+            {
+                lastTemp[std::make_pair(record.nFlatIndex, uint32_t(reg.reg.number))] = &record;
             }
             std::vector<uint32_t> vIterations;
             const std::vector<LoopState> vLoops =
@@ -197,15 +219,7 @@ protected:
             }
             const Instance instance(record.nInstruction, vIterations);
             m_Loops[instance] = vLoops;
-            m_Records[instance][record.nFlatIndex] = &record;
-            std::vector<uint32_t> vStack;
-            for (const STraceLoop& loop : m_Trace.GetLoopStack(record))
-            {
-                vStack.push_back(loop.nIteration);
-            }
-            m_bReentered[instance][record.nFlatIndex] =
-                m_bReentered[instance][record.nFlatIndex] ||
-                ++m_Executions[std::make_pair(instance, vStack)][record.nFlatIndex] > 1;
+            m_Records[instance][record.nFlatIndex].push_back(&record);
             for (size_t d = 0; d < vLoops.size(); ++d)
             {
                 const LoopKey key(
@@ -213,51 +227,52 @@ protected:
                     Instance(vLoops[d].nStart,
                              std::vector<uint32_t>(vIterations.begin(), vIterations.begin() + d)));
                 m_LastPass[key] = std::max(m_LastPass[key], vIterations[d]);
-                m_MostPasses[std::make_pair(record.nFlatIndex, vLoops[d].nStart)] =
-                    std::max(m_MostPasses[std::make_pair(record.nFlatIndex, vLoops[d].nStart)],
-                             vIterations[d]);
             }
         }
     }
 
-    // Where the patched kernel can't match the trace by its design: an inner loop that ran
-    // more passes in an earlier pass of an outer loop than the target's iteration allows it
-    // (the count limits every entry of the loop), or a function that the work-item entered
-    // more than once (the rest of the function behind the target is gone in each call).
-    bool DivergesByDesign(const Instance& instance, uint32_t nItem) const
+    static unsigned int ComponentIndex(unsigned short mask)
     {
-        const std::vector<LoopState>& vLoops = m_Loops.at(instance);
-        bool bOuterPassed = false;
-        for (size_t d = 0; d < vLoops.size(); ++d)
+        for (unsigned int c = 0; c < 4; ++c)
         {
-            std::map<std::pair<uint32_t, uint32_t>, uint32_t>::const_iterator it =
-                m_MostPasses.find(std::make_pair(nItem, vLoops[d].nStart));
-            if (bOuterPassed && it != m_MostPasses.end() && it->second > instance.second[d])
+            if (mask & (1u << c))
             {
-                return true;
+                return c;
             }
-            bOuterPassed = bOuterPassed || instance.second[d] > 0;
         }
-        std::map<Instance, std::map<uint32_t, bool>>::const_iterator itCalls =
-            m_bReentered.find(instance);
-        return itCalls != m_bReentered.end() && itCalls->second.count(nItem) != 0 &&
-               itCalls->second.at(nItem);
+        return 0;
     }
 
-    // The record that a work-item's flag and capture stand for. A work-item that reached the
-    // target in an earlier pass and left the loop later in that pass keeps what it had then.
-    const STraceRecord* RecordFor(const Instance& instance, uint32_t nItem, uint32_t nFlag) const
+    // The work-item's last record at the instance with the flag: the last call decides.
+    const STraceRecord* LastWith(const Instance& instance, uint32_t nItem, uint32_t nFlag) const
     {
-        std::map<Instance, std::map<uint32_t, const STraceRecord*>>::const_iterator it =
-            m_Records.find(instance);
-        if (it != m_Records.end() && it->second.count(nItem) != 0 &&
-            (it->second.at(nItem)->nFlags & nFlag) != 0)
-        {
-            return it->second.at(nItem);
-        }
-        if (instance.second.empty())
+        std::map<Instance, std::map<uint32_t, std::vector<const STraceRecord*>>>::const_iterator
+            it = m_Records.find(instance);
+        if (it == m_Records.end() || it->second.count(nItem) == 0)
         {
             return nullptr;
+        }
+        const std::vector<const STraceRecord*>& vCalls = it->second.at(nItem);
+        for (auto itCall = vCalls.rbegin(); itCall != vCalls.rend(); ++itCall)
+        {
+            if (((*itCall)->nFlags & nFlag) != 0)
+            {
+                return *itCall;
+            }
+        }
+        return nullptr;
+    }
+
+    // The record that a work-item's flag and capture stand for. Where loops are cut behind the
+    // target, a work-item that reached it in an earlier pass and left the loop later in that
+    // pass keeps what it had then.
+    const STraceRecord* RecordFor(const Instance& instance, uint32_t nItem, uint32_t nFlag,
+                                  bool bLoopsCut) const
+    {
+        const STraceRecord* pRecord = LastWith(instance, nItem, nFlag);
+        if (pRecord != nullptr || !bLoopsCut || instance.second.empty())
+        {
+            return pRecord;
         }
         std::vector<uint32_t> vOuter = instance.second;
         const uint32_t nIteration = vOuter.back();
@@ -270,14 +285,7 @@ protected:
         }
         std::vector<uint32_t> vEarlier = instance.second;
         vEarlier.back() = itLast->second;
-        std::map<Instance, std::map<uint32_t, const STraceRecord*>>::const_iterator itEarlier =
-            m_Records.find(Instance(instance.first, vEarlier));
-        if (itEarlier == m_Records.end() || itEarlier->second.count(nItem) == 0 ||
-            (itEarlier->second.at(nItem)->nFlags & nFlag) == 0)
-        {
-            return nullptr;
-        }
-        return itEarlier->second.at(nItem);
+        return LastWith(Instance(instance.first, vEarlier), nItem, nFlag);
     }
 
     // The instances checked: all, or in loops with many passes the first three and the last.
@@ -308,6 +316,33 @@ protected:
         return vChecked;
     }
 
+    // The call stack of a position in the instruction's function: from the main program, the
+    // first call of each function on the way.
+    std::deque<ProgramCounter> CallsTo(uint32_t n) const
+    {
+        const std::vector<CShaderDebuggerInstructionIL>& vInstructions =
+            m_pPatch->m_pShader->GetInstructions();
+        const std::map<uint32_t, uint32_t>& scope = m_pPatch->m_pShader->GetFunctionScope();
+        std::deque<ProgramCounter> calls;
+        uint32_t nLabel = scope.at(n);
+        for (size_t nDepth = 0; nDepth < MAX_CALL_DEPTH; ++nDepth)
+        {
+            const auto itCall = std::find_if(vInstructions.begin(), vInstructions.end(),
+                                             [nLabel](const CShaderDebuggerInstructionIL& call) {
+                                                 return call.GetOpCode() == IL_OP_CALL &&
+                                                        call.GetToken(1) == nLabel;
+                                             });
+            if (itCall == vInstructions.end())
+            {
+                break;
+            }
+            const uint32_t nCall = static_cast<uint32_t>(itCall - vInstructions.begin());
+            calls.push_front(ProgramCounter(nCall));
+            nLabel = scope.at(nCall);
+        }
+        return calls;
+    }
+
     bool IsSwitchOrSwitchBreak(uint32_t n) const
     {
         const unsigned int nOpCode = m_pPatch->m_pShader->GetInstructions()[n].GetOpCode();
@@ -317,15 +352,16 @@ protected:
     }
 
     // Where the flag is set: behind the target, except for a switch (behind its endswitch) and
-    // a break in a switch (behind the next case), and never for those two inside a loop.
-    Instance FlagInstance(const Instance& instance) const
+    // a break in a switch (behind the next case), and for those two inside a loop only in a
+    // function kept whole.
+    Instance FlagInstance(const Instance& instance, bool bKept) const
     {
         const uint32_t n = instance.first;
         if (!IsSwitchOrSwitchBreak(n))
         {
             return instance;
         }
-        if (!instance.second.empty())
+        if (!instance.second.empty() && !bKept)
         {
             return Instance(g_nInvalidInstruction, instance.second);
         }
@@ -366,16 +402,13 @@ protected:
     std::unique_ptr<CPatchKernel> m_pPatch;
     CExecutionTrace m_Trace;
     SRunOutput m_Original;
-    std::map<Instance, std::map<uint32_t, const STraceRecord*>> m_Records;
+    std::map<Instance, std::map<uint32_t, std::vector<const STraceRecord*>>> m_Records;
     std::map<Instance, std::vector<LoopState>> m_Loops;
-    // Per work-item: executions of each instance with the whole loop stack of the trace, and
-    // whether one of them came twice (a second call); the last pass of each loop entry (a loop
-    // and the iterations around it), and the most passes of each loop in any entry.
+    // Per work-item: the last pass of each loop entry (a loop and the iterations around it).
     typedef std::pair<uint32_t, Instance> LoopKey;
-    std::map<std::pair<Instance, std::vector<uint32_t>>, std::map<uint32_t, uint32_t>> m_Executions;
-    std::map<Instance, std::map<uint32_t, bool>> m_bReentered;
     std::map<LoopKey, uint32_t> m_LastPass;
-    std::map<std::pair<uint32_t, uint32_t>, uint32_t> m_MostPasses;
+    // The element (an indexed temp's) or byte address (private memory's) of an indexed write.
+    std::map<const STraceRecord*, uint32_t> m_Element;
 };
 
 std::string Describe(const Instance& instance, const std::string& strText)
@@ -394,12 +427,12 @@ TEST_P(PatchOracleTest, EveryCaptureIsWhatTheKernelHeldThere)
     CPatchShaderIL& shader = *m_pPatch->m_pShader;
     const std::vector<CShaderDebuggerInstructionIL>& vInstructions = shader.GetInstructions();
     size_t nChecked = 0;
-    size_t nDiverging = 0;
+    size_t nElementValues = 0;
     for (const Instance& instance : CheckedInstances())
     {
         const uint32_t n = instance.first;
         const unsigned int nOpCode = vInstructions[n].GetOpCode();
-        // The end of the main program is no position of a run.
+        // The end of the main program is no position of a run; the patcher refuses it.
         if (nOpCode == IL_OP_ENDMAIN)
         {
             continue;
@@ -407,55 +440,82 @@ TEST_P(PatchOracleTest, EveryCaptureIsWhatTheKernelHeldThere)
         ProgramCounter pc(n);
         pc.m_vLoopStack = m_Loops[instance];
         const Register reg = shader.GetRegisterOutput(pc);
-        // As the stepper does, an index left in a register becomes every element; which one
-        // the trace's value is isn't known then, so only the flags are compared. Without the
-        // stepper's call stack an array declared by a caller stays indexed by its register.
+        // As the stepper does, an index left in a register becomes every element of its array,
+        // found through the calls that lead to the function, and the element that the trace's
+        // write reached is compared.
         std::vector<Register> vRegisters;
-        if (!shader.ExpandIndexedRegisters(PatchPoint(pc, reg), std::vector<Register>(1, reg),
-                                           &vRegisters) ||
-            vRegisters.empty())
-        {
-            vRegisters.assign(1, reg);
-        }
-        const bool bValues = vRegisters.size() == 1 && vRegisters[0] == reg && reg != g_Reg_NULL &&
-                             reg.reg.type != RT_Mem && !IsSwitchOrSwitchBreak(n);
+        shader.m_CallStack = CallsTo(n);
+        const bool bExpandedOk = shader.ExpandIndexedRegisters(
+            PatchPoint(pc, reg), std::vector<Register>(1, reg), &vRegisters);
+        shader.m_CallStack.clear();
+        ASSERT_TRUE(bExpandedOk) << n;
+        ASSERT_FALSE(vRegisters.empty()) << n;
+        const bool bExpanded = vRegisters.size() != 1 || !(vRegisters[0] == reg);
+        const bool bValues =
+            reg != g_Reg_NULL && reg.reg.type != RT_Mem && !IsSwitchOrSwitchBreak(n);
+        const bool bKept = shader.IsTargetFunctionRepeated(pc);
         const std::string strWhere = Describe(instance, vInstructions[n].GetOpCodeName());
         cl_kernel kernel = BuildPatched(pc, vRegisters);
         ASSERT_NE(nullptr, kernel) << strWhere;
-        const SRunOutput first = RunKernel(m_Device, kernel, true);
+        std::map<size_t, SRunOutput> runs;
+        runs[0] = RunKernel(m_Device, kernel, true);
         const SRunOutput second = RunKernel(m_Device, kernel, true);
-        clReleaseKernel(kernel);
-        EXPECT_EQ(first.vResults, second.vResults) << strWhere;
-        EXPECT_EQ(first.vFlags, second.vFlags) << strWhere;
+        EXPECT_EQ(runs[0].vResults, second.vResults) << strWhere;
+        EXPECT_EQ(runs[0].vFlags, second.vFlags) << strWhere;
 
-        const Instance flagAt = FlagInstance(instance);
-        const uint32_t nFlag = FlagOf(vInstructions[n].GetOpCode());
+        const Instance flagAt = FlagInstance(instance, bKept);
+        const uint32_t nFlag = FlagOf(nOpCode);
         for (uint32_t i = 0; i < ITEMS; ++i)
         {
-            if (DivergesByDesign(instance, i))
+            const STraceRecord* pRecord = flagAt.first != g_nInvalidInstruction
+                                              ? RecordFor(flagAt, i, nFlag, !bKept)
+                                              : nullptr;
+            EXPECT_EQ(pRecord != nullptr ? 1u : 0u, runs[0].vFlags[i])
+                << strWhere << ", work-item " << i;
+            if (pRecord == nullptr || runs[0].vFlags[i] != 1 || !bValues ||
+                (pRecord->nFlags & XAN_Platform::TF_HasValue) == 0)
             {
-                ++nDiverging;
                 continue;
             }
-            const STraceRecord* pRecord =
-                flagAt.first != g_nInvalidInstruction ? RecordFor(flagAt, i, nFlag) : nullptr;
-            EXPECT_EQ(pRecord != nullptr ? 1u : 0u, first.vFlags[i])
-                << strWhere << ", work-item " << i;
-            if (pRecord != nullptr && first.vFlags[i] == 1 && bValues &&
-                (pRecord->nFlags & XAN_Platform::TF_HasValue) != 0)
+            // The element of an expanded write, and where its words start in the capture:
+            // private memory is captured in blocks of 16 bytes.
+            size_t nRegister = 0;
+            uint32_t nWord = 0;
+            if (bExpanded)
             {
-                const std::vector<uint32_t> vCaptured(first.vResults.begin() + 4 * i,
-                                                      first.vResults.begin() + 4 * i + 4);
-                const std::vector<uint32_t> vTraced(pRecord->vValue, pRecord->vValue + 4);
-                EXPECT_EQ(vTraced, vCaptured) << strWhere << ", work-item " << i;
+                std::map<const STraceRecord*, uint32_t>::const_iterator itElement =
+                    m_Element.find(pRecord);
+                ASSERT_NE(m_Element.end(), itElement) << strWhere << ", work-item " << i;
+                uint32_t nElement = itElement->second;
+                if (reg.reg.type == RT_PrivateUAVAccess)
+                {
+                    nWord = (nElement % 16) / 4;
+                    nElement -= nElement % 16;
+                }
+                while (nRegister < vRegisters.size() && vRegisters[nRegister].reg.index != nElement)
+                {
+                    ++nRegister;
+                }
+                ASSERT_LT(nRegister, vRegisters.size()) << strWhere << ", work-item " << i;
+                if (runs.count(nRegister) == 0)
+                {
+                    runs[nRegister] = RunKernel(m_Device, kernel, true, nullptr, ITEMS,
+                                                static_cast<cl_int>(nRegister));
+                }
+                ++nElementValues;
             }
+            const std::vector<uint32_t>& vResults = runs[nRegister].vResults;
+            const std::vector<uint32_t> vCaptured(vResults.begin() + 4 * i + nWord,
+                                                  vResults.begin() + 4 * i + 4);
+            const std::vector<uint32_t> vTraced(pRecord->vValue, pRecord->vValue + 4 - nWord);
+            EXPECT_EQ(vTraced, vCaptured) << strWhere << ", work-item " << i;
         }
+        clReleaseKernel(kernel);
         ++nChecked;
     }
     EXPECT_GT(nChecked, 0u);
-    RecordProperty("DivergingByDesign", static_cast<int>(nDiverging));
+    RecordProperty("ExpandedElementValues", static_cast<int>(nElementValues));
 }
-
 // The two places where the flag isn't the trace's "was there": at the loop's own break in the
 // pass that ends the loop, the work-items that leave it have no flag, while those that left
 // the loop by the kernel's break in pass 7 (k = 8, work-items 0 to 8) still hold the flag and
@@ -475,21 +535,23 @@ TEST_P(PinnedExceptionTest, ALeavingBreakAndAnEarlierLeave)
     ASSERT_NE(nullptr, kernel);
     const SRunOutput output = RunKernel(m_Device, kernel, true);
     clReleaseKernel(kernel);
-    const std::map<uint32_t, const STraceRecord*>& leaving = m_Records.at(Instance(n, {10}));
-    const std::map<uint32_t, const STraceRecord*>& earlier = m_Records.at(Instance(nCompare, {7}));
+    const std::map<uint32_t, std::vector<const STraceRecord*>>& leaving =
+        m_Records.at(Instance(n, {10}));
+    const std::map<uint32_t, std::vector<const STraceRecord*>>& earlier =
+        m_Records.at(Instance(nCompare, {7}));
     for (uint32_t i = 0; i < ITEMS; ++i)
     {
         EXPECT_EQ(i <= 8 ? 1u : 0u, output.vFlags[i]) << "work-item " << i;
         if (i > 8)
         {
             EXPECT_EQ(XAN_Platform::TF_Executed,
-                      leaving.at(i)->nFlags &
+                      leaving.at(i).back()->nFlags &
                           (XAN_Platform::TF_Executed | XAN_Platform::TF_ActiveAfter));
         }
         else
         {
             EXPECT_EQ(0u, leaving.count(i));
-            EXPECT_EQ(earlier.at(i)->vValue[0], output.vResults[4 * i]) << "work-item " << i;
+            EXPECT_EQ(earlier.at(i).back()->vValue[0], output.vResults[4 * i]) << "work-item " << i;
         }
     }
 }
@@ -513,11 +575,12 @@ TEST_P(CBDumpOracleTest, TheDumpedRowIsTheAddressTheKernelUses)
     clReleaseKernel(kernel);
 
     const uint32_t nAdd = m_pPatch->At("i64add r2.zw, cb1[0].xyxy, r2.x0x0");
-    const std::map<uint32_t, const STraceRecord*>& records = m_Records.at(Instance(nAdd, {}));
+    const std::map<uint32_t, std::vector<const STraceRecord*>>& records =
+        m_Records.at(Instance(nAdd, {}));
     const uint64_t nBase = output.vResults[0] | (uint64_t(output.vResults[1]) << 32);
     for (uint32_t i = 0; i < ITEMS; ++i)
     {
-        const STraceRecord& record = *records.at(i);
+        const STraceRecord& record = *records.at(i).back();
         EXPECT_EQ(nBase + 4 * i, record.vValue[2] | (uint64_t(record.vValue[3]) << 32))
             << "work-item " << i;
     }
@@ -525,7 +588,7 @@ TEST_P(CBDumpOracleTest, TheDumpedRowIsTheAddressTheKernelUses)
 
 INSTANTIATE_TEST_SUITE_P(Larkspur, PatchOracleTest,
                          ::testing::Values("straight", "ifelse", "loops", "nested5", "switch",
-                                           "functions", "outline", "private_uav"));
+                                           "functions", "calls_loop", "outline", "private_uav"));
 INSTANTIATE_TEST_SUITE_P(Larkspur, PinnedExceptionTest, ::testing::Values("loops"));
 INSTANTIATE_TEST_SUITE_P(Larkspur, CBDumpOracleTest, ::testing::Values("straight"));
 INSTANTIATE_TEST_SUITE_P(Fennel, PatchOracleTest, ::testing::Values("private_x1"));

@@ -124,6 +124,12 @@ TEST_F(PatchCacheTest, RefusedRequestsLoadNothing)
     EXPECT_EQ(nullptr, m_Shader.EnsurePatchedShader(g_PC_NULL, std::vector<Register>()));
     m_pKernel->m_Host.m_bSetShaderResult = false;
     EXPECT_FALSE(m_Shader.SwitchShader(ProgramCounter(0), g_NoRegister));
+    m_pKernel->m_Host.m_bSetShaderResult = true;
+
+    // The end of the main program is no position of a run.
+    EXPECT_FALSE(m_Shader.SwitchShader(ProgramCounter(m_pKernel->At("endmain")), g_NoRegister));
+    EXPECT_TRUE(m_pKernel->m_Host.Logged("The end of the main program can't be a target"));
+    EXPECT_EQ(1u, m_pKernel->m_Host.m_vShaders.size());
 
     // A kernel that the analysis refused isn't patched.
     std::unique_ptr<CPatchKernel> pRefused =

@@ -171,6 +171,7 @@ const PatchCase g_PatchCases[] = {
     {"RetDyn", "functions", "ret_dyn", 0, {}, {"r1"}, true, false},
     {"Endfunc", "functions", "endfunc", 0, {}, {"r1"}, true, false},
     {"Call", "functions", "call 1025", 0, {}, {"r1"}, true, false},
+    {"KeptFunctionLoop", "calls_loop", "iadd r1.x, r1.xxxx, l5.yyyy", 0, {1}, {}, true, false},
     {"ThreeRegisters",
      "straight",
      "ixor r1.x, r1.xxxx, r1.yyyy",
