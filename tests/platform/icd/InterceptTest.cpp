@@ -76,7 +76,8 @@ protected:
         g_fnDecide = nullptr;
     }
 
-    cl_int Launch(cl_command_queue queue, cl_event* pEvent)
+    // vadd over COUNT work-items on a queue of the context.
+    cl_int LaunchOn(cl_command_queue queue, cl_event* pEvent)
     {
         const size_t nGlobal = COUNT;
         return clEnqueueNDRangeKernel(queue, m_Kernel, 1, nullptr, &nGlobal, nullptr, 0, nullptr,
@@ -124,7 +125,7 @@ TEST_F(InterceptTest, EveryCommandIsOfferedOnceOffTheEnqueueThread)
     std::vector<float> vHost(COUNT, 5.0f);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, m_C, CL_FALSE, 0, COUNT * sizeof(float),
                                                vHost.data(), 0, nullptr, nullptr));
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
@@ -156,7 +157,7 @@ TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
         return true;
     };
     cl_event& launch = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &launch));
     EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
     EXPECT_EQ(std::vector<float>(COUNT, 0.0f), Read<float>(m_C, COUNT));
@@ -167,7 +168,7 @@ TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
         return true;
     };
     cl_event& failed = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &failed));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &failed));
     EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &failed));
     EXPECT_EQ(CL_OUT_OF_RESOURCES, StatusOf(failed));
 }
@@ -186,9 +187,7 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
         cl_mem result =
             clCreateBuffer(m_Context, CL_MEM_READ_WRITE, COUNT * sizeof(float), nullptr, nullptr);
         clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &result);
-        const size_t nGlobal = COUNT;
-        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(privateQueue, m_Kernel, 1, nullptr, &nGlobal,
-                                                     nullptr, 0, nullptr, nullptr));
+        EXPECT_EQ(CL_SUCCESS, LaunchOn(privateQueue, nullptr));
         EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));
         float* pResult = static_cast<float*>(
             clEnqueueMapBuffer(privateQueue, result, CL_TRUE, CL_MAP_READ, 0, COUNT * sizeof(float),
@@ -206,7 +205,7 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
         bDone = true;
         return true;
     };
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, nullptr));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
     EXPECT_TRUE(bDone);
     EXPECT_EQ(std::vector<float>(COUNT, 7.0f), Read<float>(m_C, COUNT));
@@ -230,7 +229,7 @@ TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
     };
     cl_event& launch = NewEvent();
     cl_event& marker = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_GT(StatusOf(launch), CL_COMPLETE);
@@ -266,7 +265,7 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
     cl_event& launch = NewEvent();
     {
         std::lock_guard<std::mutex> lock(debuggerMutex);
-        ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+        ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
         ASSERT_EQ(CL_SUCCESS, keys.pfnSet(launch, nKey, &nTag));
     }
     // A command without an event of the application's gets one of its own for the callback.
@@ -280,7 +279,7 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
 TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
 {
     cl_command_queue plain = MakeQueue();
-    ASSERT_EQ(CL_SUCCESS, Launch(plain, nullptr));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(plain, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(plain));
     EXPECT_TRUE(Calls().empty());
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));

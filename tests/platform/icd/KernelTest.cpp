@@ -98,9 +98,7 @@ TEST_F(KernelTest, ALaunchHoldsItsArgumentsAndObjectsAsTheyWereAtTheEnqueue)
     SetArgs(kernel, a, a, c, nAll);
 
     cl_event gate = MakeUserEvent();
-    const size_t nGlobal = 64;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 1,
-                                                 &gate, nullptr));
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, 64, 0, nullptr, {gate}));
     // Changed and released before the launch may run.
     clSetKernelArg(kernel, 3, sizeof(nNone), &nNone);
     clReleaseMemObject(a);
