@@ -53,13 +53,11 @@ protected:
             CL_CONTEXT_PLATFORM, reinterpret_cast<cl_context_properties>(m_Platform),
             CL_CONTEXT_INTERCEPT_CALLBACK_XAN, reinterpret_cast<cl_context_properties>(&Intercept),
             0};
-        cl_int nError = CL_SUCCESS;
         clReleaseCommandQueue(m_Queue);
         clReleaseContext(m_Context);
-        m_Context = clCreateContext(vProperties, 1, &m_Device, nullptr, nullptr, &nError);
-        ASSERT_EQ(CL_SUCCESS, nError);
-        m_Queue = clCreateCommandQueue(m_Context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError);
-        ASSERT_EQ(CL_SUCCESS, nError);
+        m_Context = Made(clCreateContext, vProperties, 1, &m_Device, nullptr, nullptr);
+        m_Queue = Made(clCreateCommandQueue, m_Context, m_Device, CL_QUEUE_INTERCEPT_XAN);
+        ASSERT_NE(nullptr, m_Queue);
         m_Kernel = MakeKernel(ReadKernel("vadd.il"), "vadd");
         std::vector<float> vA(COUNT, 1.0f);
         std::vector<float> vB(COUNT, 2.0f);
@@ -110,10 +108,8 @@ TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
     EXPECT_EQ(reinterpret_cast<cl_context_properties>(&Intercept), vProperties[3]);
 
     const cl_queue_properties vQueue[] = {CL_QUEUE_PROPERTIES, CL_QUEUE_INTERCEPT_XAN, 0};
-    cl_int nError = CL_SUCCESS;
-    cl_command_queue queue =
-        clCreateCommandQueueWithProperties(m_Context, m_Device, vQueue, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_command_queue queue = Made(clCreateCommandQueueWithProperties, m_Context, m_Device, vQueue);
+    ASSERT_NE(nullptr, queue);
     EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN,
               Info<cl_command_queue_properties>(clGetCommandQueueInfo, queue, CL_QUEUE_PROPERTIES));
     clReleaseCommandQueue(queue);
@@ -285,8 +281,7 @@ TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
 
     // A flagged queue in a context without a callback is refused.
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    cl_context context = Made(clCreateContext, nullptr, 1, &m_Device, nullptr, nullptr);
     EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
               ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
     clReleaseContext(context);
