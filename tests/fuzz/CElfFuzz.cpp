@@ -1,5 +1,7 @@
 // Loads arbitrary bytes as an ELF image; an image that loads is copied, edited and written,
 // and what is written must load again and write to the same bytes. A refusal gives a reason.
+#include "FuzzSupport.h"
+
 #include "CElf.h"
 #include "CElfSymbolTable.h"
 
@@ -12,16 +14,10 @@
 
 using namespace XAN_ElfUtils;
 
+using XAN_Test::Require;
+
 namespace
 {
-void Require(bool bCondition)
-{
-    if (!bCondition)
-    {
-        __builtin_trap();
-    }
-}
-
 // Writing once gives the canonical layout; loading and writing that again changes nothing.
 // A copy drops the bytes of string tables that the writer doesn't rebuild, and symbols in
 // them no longer fit, so only the original has to read back.

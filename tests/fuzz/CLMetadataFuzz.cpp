@@ -1,5 +1,7 @@
 // Parses arbitrary text as kernel metadata; a block that parses prints, parses again to the
 // same text, answers every query and takes the edits of a patched kernel.
+#include "FuzzSupport.h"
+
 #include "CLMetadata.h"
 
 #include <cstddef>
@@ -7,16 +9,10 @@
 #include <string>
 #include <vector>
 
+using XAN_Test::Require;
+
 namespace
 {
-void Require(bool bCondition)
-{
-    if (!bCondition)
-    {
-        __builtin_trap();
-    }
-}
-
 CCLMetadataEntry* MakePointer(uint32_t nRevision, uint32_t nOffset)
 {
     CCLMetadataPointerEntry* pPointer = nullptr;

@@ -2,17 +2,20 @@
 // disassembler and back and must give the same tokens. Arbitrary tokens go
 // through the disassembler, which must refuse or print them, never crash.
 
+#include "FuzzSupport.h"
+
 #include "CILAssembler.h"
 #include "CILDisassembler.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
 using namespace XAN_Platform;
+
+using XAN_Test::Require;
 
 namespace
 {
@@ -67,14 +70,6 @@ std::string WordsOf(const std::string& strInput)
                       .pName;
     }
     return strText;
-}
-
-void Require(bool bCondition)
-{
-    if (!bCondition)
-    {
-        std::abort();
-    }
 }
 
 void RoundTrip(const std::string& strText)

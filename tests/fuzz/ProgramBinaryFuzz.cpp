@@ -1,24 +1,20 @@
 // Program binaries as clCreateProgramWithBinary receives them, through the ICD loader to the
 // build's platform as an application calls it: each is refused, or it is built from its kernel
 // IL and from its debug IL, and either build may fail, but nothing faults or leaks.
+#include "FuzzSupport.h"
+
 #include <CL/cl.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 
+using XAN_Test::Require;
+
 namespace
 {
 cl_device_id g_Device = nullptr;
 cl_context g_Context = nullptr;
-
-void Require(bool bCondition)
-{
-    if (!bCondition)
-    {
-        __builtin_trap();
-    }
-}
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)

@@ -5,9 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-
 using namespace XAN_Test;
 
 namespace
@@ -83,11 +80,7 @@ class CLCBuildTest : public CLFixture, public ::testing::WithParamInterface<SBui
 TEST_P(CLCBuildTest, Log)
 {
     const SBuildCase& buildCase = GetParam();
-    const char* pText = buildCase.pSource;
-    cl_int nError = CL_SUCCESS;
-    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vPrograms.push_back(program);
+    cl_program program = CreateProgram(buildCase.pSource);
     EXPECT_EQ(buildCase.nExpected,
               clBuildProgram(program, 1, &m_Device, buildCase.pOptions, nullptr, nullptr));
     const std::string strLog = BuildLog(program);
@@ -132,10 +125,7 @@ XAN_CHILD_TEST(CompiledKernelsOnTheOlderFamily)
     clSetKernelArg(kernel, 0, sizeof(cl_mem), &input);
     clSetKernelArg(kernel, 1, sizeof(cl_mem), &output);
     clSetKernelArg(kernel, 2, 64 * sizeof(cl_uint), nullptr);
-    const size_t nGlobal = 256;
-    const size_t nLocal = 64;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, &nLocal, 0,
-                                                 nullptr, nullptr));
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, 256, 64));
     EXPECT_EQ(std::vector<cl_uint>{255u * 256u}, Read<cl_uint>(output, 1));
 }
 
@@ -145,20 +135,14 @@ TEST(CLCToolsTest, PyOpenCLBuildsOpenCLCWithItsCache)
 #ifdef XAN_SANITIZED_BUILD
     GTEST_SKIP() << "a sanitized platform can't be loaded into the system's python";
 #endif
-    if (std::system("/usr/bin/python3 -c 'import pyopencl' 2>/dev/null") != 0)
+    std::string strOutput;
+    if (RunCommand("/usr/bin/python3 -c 'import pyopencl'", strOutput) != 0)
     {
         GTEST_SKIP() << "/usr/bin/python3 can't import pyopencl";
     }
-    const std::string strCommand = std::string("XDG_CACHE_HOME=$PWD/cache /usr/bin/python3 ") +
-                                   XAN_CLC_SCRIPTS_DIR + "/pyopencl_clc.py 2>&1";
-    FILE* pPipe = popen(strCommand.c_str(), "r");
-    ASSERT_NE(nullptr, pPipe);
-    std::string strOutput;
-    char buffer[256];
-    while (std::fgets(buffer, sizeof(buffer), pPipe) != nullptr)
-    {
-        strOutput += buffer;
-    }
-    EXPECT_EQ(0, pclose(pPipe)) << strOutput;
+    EXPECT_EQ(0, RunCommand(std::string("XDG_CACHE_HOME=$PWD/cache /usr/bin/python3 ") +
+                                XAN_CLC_SCRIPTS_DIR + "/pyopencl_clc.py",
+                            strOutput))
+        << strOutput;
     EXPECT_NE(std::string::npos, strOutput.find("sums correct, cached")) << strOutput;
 }

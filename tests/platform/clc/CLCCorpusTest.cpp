@@ -613,32 +613,20 @@ TEST_F(CLFixture, CompiledBinaryRebuildsFromItsDebugIL)
 {
     cl_program program = Build(ReadCorpus("arith.cl"), "-g");
     ASSERT_NE(nullptr, program);
-    const std::vector<char> vBinary = ProgramBinary(program);
-    const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
-    const size_t nSize = vBinary.size();
-    cl_int nError = CL_SUCCESS;
-    cl_program rebuilt =
-        clCreateProgramWithBinary(m_Context, 1, &m_Device, &nSize, &pBinary, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vPrograms.push_back(rebuilt);
+    cl_program rebuilt = FromBinary(ProgramBinary(program));
     ASSERT_EQ(CL_SUCCESS, clBuildProgram(rebuilt, 1, &m_Device, "-use-debugil -just-kernel=saxpy",
                                          nullptr, nullptr))
         << BuildLog(rebuilt);
-    EXPECT_EQ(nullptr, clCreateKernel(rebuilt, "vadd", &nError));
-    cl_kernel kernel = clCreateKernel(rebuilt, "saxpy", &nError);
+    EXPECT_EQ(CL_INVALID_KERNEL_NAME, ErrorOf(clCreateKernel, rebuilt, "vadd"));
+    cl_kernel kernel = CreateKernel(rebuilt, "saxpy");
     ASSERT_NE(nullptr, kernel);
-    m_vKernels.push_back(kernel);
     const std::vector<float> x = RandomValues<float>(256, -1, 1, 16);
     const std::vector<float> y = RandomValues<float>(256, -1, 1, 17);
     cl_mem bufferX = MakeBuffer(x.size() * sizeof(float), x.data());
     cl_mem bufferY = MakeBuffer(y.size() * sizeof(float), y.data());
     const float fAlpha = -1.5f;
-    clSetKernelArg(kernel, 0, sizeof(fAlpha), &fAlpha);
-    clSetKernelArg(kernel, 1, sizeof(cl_mem), &bufferX);
-    clSetKernelArg(kernel, 2, sizeof(cl_mem), &bufferY);
-    const size_t nGlobal = x.size();
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
-                                                 nullptr, nullptr));
+    SetArgs(kernel, fAlpha, bufferX, bufferY);
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, x.size()));
     const std::vector<float> result = Read<float>(bufferY, y.size());
     for (size_t i = 0; i < x.size(); ++i)
     {

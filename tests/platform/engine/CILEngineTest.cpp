@@ -9,20 +9,9 @@
 using namespace XAN_Platform;
 using namespace XAN_Test;
 
-namespace
-{
-std::unique_ptr<CILProgram> Load(const std::string& strText)
-{
-    std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(strText, strError);
-    EXPECT_TRUE(pProgram) << strError;
-    return pProgram;
-}
-} // namespace
-
 TEST(CILEngine, ReductionThroughLocalMemoryAndBarriers)
 {
-    std::unique_ptr<CILProgram> pProgram = Load(ExampleKernel("reduce"));
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel("reduce"));
     ASSERT_TRUE(pProgram);
     const uint32_t n = 1000;
     const uint32_t nGroupSize = 128;
@@ -57,7 +46,7 @@ TEST(CILEngine, ReductionThroughLocalMemoryAndBarriers)
 
 TEST(CILEngine, GeometriesThatCantRun)
 {
-    std::unique_ptr<CILProgram> pProgram = Load(ExampleKernel("ids"));
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel("ids"));
     ASSERT_TRUE(pProgram);
     CKernelLaunch launch(false);
     const std::vector<std::pair<uint32_t, std::vector<uint64_t>>> vBad = {
@@ -93,7 +82,8 @@ TEST(CILEngine, NullLocalSizeIsChosenDeterministically)
 // is 0xFFFFFFFF from inside the kernel's function.
 TEST(CILEngine, ConstantBufferDumpKernelOnTheOlderFamily)
 {
-    std::unique_ptr<CILProgram> pProgram = Load(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/cb1_dump.il"));
+    std::unique_ptr<CILProgram> pProgram =
+        LoadProgram(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/cb1_dump.il"));
     ASSERT_TRUE(pProgram);
     CKernelLaunch launch(false);
     auto pA = launch.Buffer(std::vector<float>(16, 1.0f));

@@ -1,6 +1,6 @@
 // What the engine reports about a launch beside the memory it leaves: warnings, out-of-bounds
 // accesses, the instruction budget, and results that don't depend on the thread count. Each
-// kernel's work-items write r80 to four words of an output buffer. The semantics of single
+// kernel's work-items write r2 to four words of an output buffer. The semantics of single
 // instructions are data cases (tests/platform/engine/cases).
 #include "EngineTestSupport.h"
 #include "support/TestSupport.h"
@@ -14,70 +14,11 @@ using namespace XAN_Test;
 
 namespace
 {
-struct SRun
-{
-    SLaunchResult result;
-    std::vector<uint32_t> vWords; // four per work-item
-    std::vector<std::string> vWarnings;
-    uint64_t nOutAddress = 0;
-};
-
 // The line of the first instruction of strText that begins with strInstruction, from 1.
 uint32_t LineOf(const std::string& strText, const std::string& strInstruction)
 {
     const size_t nAt = strText.find("\n" + strInstruction);
     return uint32_t(std::count(strText.begin(), strText.begin() + nAt + 1, '\n')) + 1;
-}
-
-// Wraps strBody into a kernel: r90.x is the work-item's index, r80 its output.
-// strFunctions follow the kernel's function, strMacros lead the program.
-std::string Kernel(const std::string& strBody, const std::string& strFunctions = "",
-                   const std::string& strMacros = "")
-{
-    return strMacros +
-           "il_cs_2_0\n"
-           "dcl_cb cb0[16]\n"
-           "call 1024\n"
-           "endmain\n"
-           "func 1024\n"
-           "dcl_raw_uav_id(11)\n"
-           "dcl_literal l90, 0x00000004, 0x00000001, 0x00000000, 0x00000000\n"
-           "mov r90.x, vAbsTid0.x\n" +
-           strBody +
-           "ishl r91.x, r90.x, l90.x\n"
-           "iadd r91.x, r91.x, cb1[0].x\n"
-           "uav_raw_store_id(11) mem0, r91.x, r80\n"
-           "ret\n"
-           "endfunc\n" +
-           strFunctions + "end\n";
-}
-
-// Runs a kernel over nItems work-items in groups of nLocal; cb1 row 0 is the
-// output buffer, the rows of vRows follow.
-SRun RunKernel(const std::string& strText, uint32_t nItems = 8, uint32_t nLocal = 8,
-               const std::vector<uint32_t>& vRows = {}, uint64_t nBudget = 1u << 20)
-{
-    SRun run;
-    std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(strText, strError);
-    EXPECT_TRUE(pProgram) << strError;
-    if (!pProgram)
-    {
-        run.result.eStatus = LS_InvalidGeometry;
-        return run;
-    }
-    run.vWarnings = pProgram->GetWarnings();
-    CKernelLaunch launch(false);
-    auto pOut = launch.Buffer(std::vector<uint32_t>(4 * nItems, 0xCCCCCCCC));
-    launch.ArgPointer(pOut);
-    launch.Desc().vConstantBuffer1.insert(launch.Desc().vConstantBuffer1.end(), vRows.begin(),
-                                          vRows.end());
-    launch.Desc().nInstructionBudget = nBudget;
-    launch.Range(1, {nItems}, {nLocal});
-    run.result = launch.Run(*pProgram);
-    run.vWords = CKernelLaunch::Read<uint32_t>(pOut);
-    run.nOutAddress = pOut->GetAddress();
-    return run;
 }
 
 // A kernel body of the data folder.
@@ -87,7 +28,7 @@ std::string Body(const std::string& strName)
 }
 
 // The four words of work-item i.
-std::vector<uint32_t> Item(const SRun& run, uint32_t i)
+std::vector<uint32_t> Item(const SOutputRun& run, uint32_t i)
 {
     return std::vector<uint32_t>(run.vWords.begin() + 4 * i, run.vWords.begin() + 4 * i + 4);
 }
@@ -100,7 +41,7 @@ std::vector<uint32_t> Words(uint32_t a, uint32_t b, uint32_t c, uint32_t d)
 
 TEST(CILExecutor, UndeclaredLiteralReadsZeroWithAWarning)
 {
-    const SRun run = RunKernel(Kernel("mov r80, l77\n"));
+    const SOutputRun run = RunOutputKernel(OutputKernel("mov r2, l77\n"), 8, 8);
     ASSERT_EQ(LS_Success, run.result.eStatus);
     EXPECT_EQ(Words(0, 0, 0, 0), Item(run, 5));
     ASSERT_EQ(1u, run.vWarnings.size());
@@ -112,7 +53,7 @@ TEST(CILExecutor, OutOfBoundsAccessesAreCountedNotFatal)
     // A load and a store far behind the output buffer, a private access beyond
     // the declared size, a local one beyond the group's memory, and a misaligned
     // atomic: loads give 0, the rest is dropped.
-    const SRun run = RunKernel(Kernel(Body("out_of_bounds.il")));
+    const SOutputRun run = RunOutputKernel(OutputKernel(Body("out_of_bounds.il")), 8, 8);
     ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
     EXPECT_EQ(Words(0, 0, 0, 0), Item(run, 2));
     EXPECT_EQ(8u * (4 + 1 + 1), run.result.nOutOfBoundsLoads);
@@ -128,10 +69,10 @@ TEST(CILExecutor, OutOfBoundsAccessesAreCountedNotFatal)
 TEST(CILExecutor, FirstOutOfBoundsAccessIsTheEarliestWhateverTheThreads)
 {
     // Work-items from 37 on store 1 MiB behind the buffer, in groups that run on any thread.
-    const std::string strText = Kernel(Body("stores_from_item_37.il"));
+    const std::string strText = OutputKernel(Body("stores_from_item_37.il"));
     for (int i = 0; i < 4; ++i)
     {
-        const SRun run = RunKernel(strText, 64, 8);
+        const SOutputRun run = RunOutputKernel(strText, 64, 8);
         ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
         EXPECT_EQ(64u - 37u, run.result.nOutOfBoundsStores);
         const SOutOfBoundsAccess& first = run.result.firstOutOfBounds;
@@ -146,7 +87,7 @@ TEST(CILExecutor, LoadOverItsOwnAddressWithSomeLanesOutside)
 {
     // Lane i loads the word at out + 4 * i into the register that held the
     // address; lanes 5 to 7 point 1 MiB behind the buffer and read 0.
-    const SRun run = RunKernel(Kernel(Body("loads_over_own_address.il")));
+    const SOutputRun run = RunOutputKernel(OutputKernel(Body("loads_over_own_address.il")), 8, 8);
     ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
     EXPECT_EQ(3u, run.result.nOutOfBoundsLoads);
     EXPECT_EQ(5u, run.result.firstOutOfBounds.vWorkItem[0]);
@@ -159,8 +100,9 @@ TEST(CILExecutor, LoadOverItsOwnAddressWithSomeLanesOutside)
 
 TEST(CILExecutor, RunawayLoopEndsWithTheBudget)
 {
-    const std::string strSpin = Kernel(Body("runaway_loop.il"));
-    const SRun run = RunKernel(strSpin, 64, 8, {}, 100000);
+    const std::string strSpin = OutputKernel(Body("runaway_loop.il"));
+    const SOutputRun run = RunOutputKernel(
+        strSpin, 64, 8, [](SLaunchDesc& desc) { desc.nInstructionBudget = 100000; });
     EXPECT_EQ(LS_InstructionBudgetExceeded, run.result.eStatus);
     EXPECT_NE(std::string::npos, run.result.strMessage.find("100000"));
     EXPECT_GT(run.result.nInstructions, 100000u);
@@ -168,10 +110,8 @@ TEST(CILExecutor, RunawayLoopEndsWithTheBudget)
 
 TEST(CILExecutor, SameLaunchGivesIdenticalMemoryWithAnyThreadCount)
 {
-    const std::string strText = ExampleKernel("histogram");
-    std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(strText, strError);
-    ASSERT_TRUE(pProgram) << strError;
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel("histogram"));
+    ASSERT_TRUE(pProgram);
     std::vector<std::vector<uint32_t>> vResults;
     for (uint32_t nThreads : {1u, 1u, 3u, 0u})
     {

@@ -84,10 +84,9 @@ TEST(CILProgram, StreamsThatAreNoComputeProgram)
 
 TEST(CILProgram, DeclarationsAreGatheredFromAnywhere)
 {
-    std::string strError;
     std::unique_ptr<CILProgram> pProgram =
-        LoadProgram(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/declarations_anywhere.il"), strError);
-    ASSERT_TRUE(pProgram) << strError;
+        LoadProgram(ReadFile(XAN_ENGINE_TEST_DATA_DIR "/declarations_anywhere.il"));
+    ASSERT_TRUE(pProgram);
     EXPECT_TRUE(pProgram->GetWarnings().empty());
     EXPECT_EQ(40u, pProgram->GetPrivateMemoryBytes());
     EXPECT_TRUE(pProgram->IsPrivateUAV(9));

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +20,8 @@ std::string ExampleKernel(const std::string& strName);
 // Assembles and loads IL text; null with the assembler's or loader's message.
 std::unique_ptr<XAN_Platform::CILProgram> LoadProgram(const std::string& strText,
                                                       std::string& strError);
+// The same for text that must load.
+std::unique_ptr<XAN_Platform::CILProgram> LoadProgram(const std::string& strText);
 
 // One launch of a kernel: device memory of one family, constant buffer 1 built
 // argument by argument in 16-byte rows, as the runtime lays out kernel arguments.
@@ -71,6 +74,27 @@ private:
     XAN_Platform::CDeviceMemory m_Memory;
     XAN_Platform::SLaunchDesc m_Desc;
 };
+
+// Wraps strBody into a kernel whose work-items store r2 to four words of the output buffer;
+// r0.x is the work-item's id without the offset, l0 = (4, 1, 2, 3), l1 = (0, 10, 0, 0), r1 is
+// scratch. Numbers and lines of the prologue: line 2 call #0, 3 endmain #1, 4 func #2, 8 mov #3;
+// the body from line 9, #4. Behind the body: ishl, iadd, uav_raw_store, ret, endfunc,
+// strFunctions, end. strMacros lead the program.
+std::string OutputKernel(const std::string& strBody, const std::string& strFunctions = "",
+                         const std::string& strMacros = "");
+
+struct SOutputRun
+{
+    XAN_Platform::SLaunchResult result;
+    std::vector<uint32_t> vWords; // four per work-item
+    std::vector<std::string> vWarnings;
+    uint64_t nOutAddress = 0;
+};
+
+// Runs such a kernel with 32-bit addresses over nItems work-items in groups of nLocal, after
+// fnDesc has changed the launch.
+SOutputRun RunOutputKernel(const std::string& strText, uint32_t nItems, uint32_t nLocal,
+                           const std::function<void(XAN_Platform::SLaunchDesc&)>& fnDesc = {});
 } // namespace XAN_Test
 
 #endif

@@ -17,33 +17,6 @@ namespace
 {
 const uint32_t ALL_FLAGS = TF_Executed | TF_ActiveAfter | TF_HasValue;
 
-// Wraps strBody into a kernel whose work-items store r2 to four words of the
-// output buffer; r0.x is the work-item's id without the offset, l0 = (4, 1, 2, 3),
-// l1 = (0, 10, 0, 0). Numbers and lines of the prologue:
-//   line 2 call #0, 3 endmain #1, 4 func #2, 8 mov #3; the body from line 9, #4.
-// Behind the body: ishl, iadd, uav_raw_store, ret, endfunc, strFunctions, end.
-std::string Kernel(const std::string& strBody, const std::string& strFunctions = "",
-                   const std::string& strMacros = "")
-{
-    return strMacros +
-           "il_cs_2_0\n"
-           "dcl_cb cb0[16]\n"
-           "call 1024\n"
-           "endmain\n"
-           "func 1024\n"
-           "dcl_raw_uav_id(11)\n"
-           "dcl_literal l0, 0x00000004, 0x00000001, 0x00000002, 0x00000003\n"
-           "dcl_literal l1, 0x00000000, 0x0000000A, 0x00000000, 0x00000000\n"
-           "mov r0.x, vAbsTid0.x\n" +
-           strBody +
-           "ishl r1.x, r0.x, l0.x\n"
-           "iadd r1.x, r1.x, cb1[0].x\n"
-           "uav_raw_store_id(11) mem0, r1.x, r2\n"
-           "ret\n"
-           "endfunc\n" +
-           strFunctions + "end\n";
-}
-
 // for (strCounter = 0; strCounter < strLimit; ++strCounter) strBody; with r5.x as
 // scratch: mov, whileloop, ige, break_logicalnz, the body, iadd, endloop.
 std::string CountedLoop(const std::string& strCounter, const std::string& strLimit,
@@ -58,48 +31,30 @@ std::string CountedLoop(const std::string& strCounter, const std::string& strLim
 // whileloop is the body's third instruction, the passes count in r2.x.
 std::string UnevenLoop()
 {
-    return Kernel("umod r3.x, r0.x, l0.w\n"
-                  "mov r4.x, l1.x\n"
-                  "whileloop\n"
-                  "ilt r5.x, r3.x, r4.x\n"
-                  "break_logicalnz r5.x\n"
-                  "iadd r2.x, r2.x, l0.y\n"
-                  "iadd r4.x, r4.x, l0.y\n"
-                  "endloop\n");
+    return OutputKernel("umod r3.x, r0.x, l0.w\n"
+                        "mov r4.x, l1.x\n"
+                        "whileloop\n"
+                        "ilt r5.x, r3.x, r4.x\n"
+                        "break_logicalnz r5.x\n"
+                        "iadd r2.x, r2.x, l0.y\n"
+                        "iadd r4.x, r4.x, l0.y\n"
+                        "endloop\n");
 }
 
 const uint32_t BODY = 4;      // number of the body's first instruction
 const uint32_t BODY_LINE = 9; // and its line
 
-struct SRun
+// Runs a kernel over eight work-items in groups of nLocal into the trace.
+void RunTraced(const std::string& strText, CExecutionTrace* pTrace, uint32_t nLocal = 4,
+               uint64_t nOffset = 0)
 {
-    SLaunchResult result;
-    std::vector<uint32_t> vWords; // four per work-item
-};
-
-// Runs a kernel over nItems work-items in groups of nLocal, with the trace if one
-// is given.
-SRun RunTraced(const std::string& strText, CExecutionTrace* pTrace, uint32_t nItems = 8,
-               uint32_t nLocal = 4, uint64_t nOffset = 0)
-{
-    SRun run;
-    std::string strError;
-    std::unique_ptr<CILProgram> pProgram = LoadProgram(strText, strError);
-    EXPECT_TRUE(pProgram) << strError;
-    if (!pProgram)
-    {
-        run.result.eStatus = LS_InvalidGeometry;
-        return run;
-    }
-    CKernelLaunch launch(false);
-    auto pOut = launch.Buffer(std::vector<uint32_t>(4 * nItems, 0xCCCCCCCC));
-    launch.ArgPointer(pOut);
-    launch.Range(1, {nItems}, {nLocal}, {nOffset});
-    launch.Desc().pTrace = pTrace;
-    run.result = launch.Run(*pProgram);
+    const SOutputRun run = RunOutputKernel(strText, 8, nLocal,
+                                           [&](SLaunchDesc& desc)
+                                           {
+                                               desc.pTrace = pTrace;
+                                               desc.vGlobalOffset[0] = nOffset;
+                                           });
     EXPECT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
-    run.vWords = CKernelLaunch::Read<uint32_t>(pOut);
-    return run;
 }
 
 std::vector<STraceRecord> At(const CExecutionTrace& trace, uint32_t nInstruction)
@@ -155,9 +110,9 @@ std::map<uint32_t, std::vector<SInstance>> Instances(const CExecutionTrace& trac
 TEST(ExecutionTrace, StraightLineRecordsEveryWorkItemWithItsIdsAndValue)
 {
     CExecutionTrace trace;
-    RunTraced(Kernel("iadd r2.x, r0.x, l0.y\n"
-                     "imul r2.y, r0.x, r0.x\n"),
-              &trace, 8, 2, 100);
+    RunTraced(OutputKernel("iadd r2.x, r0.x, l0.y\n"
+                           "imul r2.y, r0.x, r0.x\n"),
+              &trace, 2, 100);
     ASSERT_FALSE(trace.HasOverflowed());
 
     // Group by group in order, each instruction for all the group's work-items.
@@ -218,8 +173,8 @@ TEST(ExecutionTrace, SixtyFourBitResultsRecordTheirWords)
 {
     // i + 0xFFFFFFFF as a 64-bit sum, low word first.
     CExecutionTrace trace;
-    RunTraced(Kernel("dcl_literal l2, 0xFFFFFFFF, 0x00000000, 0x00000000, 0x00000000\n"
-                     "i64add r2.xy, r0.x0x0, l2.xyxy\n"),
+    RunTraced(OutputKernel("dcl_literal l2, 0xFFFFFFFF, 0x00000000, 0x00000000, 0x00000000\n"
+                           "i64add r2.xy, r0.x0x0, l2.xyxy\n"),
               &trace);
     const std::vector<STraceRecord> vRecords = At(trace, BODY);
     ASSERT_EQ(8u, vRecords.size());
@@ -236,8 +191,8 @@ TEST(ExecutionTrace, NumbersAndLinesMapBothWays)
     // A declaration in the body takes a line and no number; func takes a number
     // and has no line.
     CExecutionTrace trace;
-    RunTraced(Kernel("dcl_literal l2, 0x00000005, 0x00000005, 0x00000005, 0x00000005\n"
-                     "mov r2, l2\n"),
+    RunTraced(OutputKernel("dcl_literal l2, 0x00000005, 0x00000005, 0x00000005, 0x00000005\n"
+                           "mov r2, l2\n"),
               &trace);
     const struct
     {
@@ -266,12 +221,12 @@ TEST(ExecutionTrace, NumbersAndLinesMapBothWays)
 TEST(ExecutionTrace, IfAndElseRecordOnlyTheWorkItemsThatRunThem)
 {
     CExecutionTrace trace;
-    RunTraced(Kernel("iand r3.x, r0.x, l0.y\n"
-                     "if_logicalnz r3.x\n"
-                     "iadd r2.x, r0.x, l0.z\n"
-                     "else\n"
-                     "imul r2.x, r0.x, l0.w\n"
-                     "endif\n"),
+    RunTraced(OutputKernel("iand r3.x, r0.x, l0.y\n"
+                           "if_logicalnz r3.x\n"
+                           "iadd r2.x, r0.x, l0.z\n"
+                           "else\n"
+                           "imul r2.x, r0.x, l0.w\n"
+                           "endif\n"),
               &trace);
     const std::map<uint32_t, std::vector<SInstance>> vIf = Instances(trace, BODY + 1);
     const std::map<uint32_t, std::vector<SInstance>> vThen = Instances(trace, BODY + 2);
@@ -299,17 +254,17 @@ TEST(ExecutionTrace, SwitchLabelsRecordTheWorkItemsThatEnterThere)
     // i % 3 chooses: 0 enters at case 0 and falls through case 1, 1 enters at
     // case 1, 2 at the default.
     CExecutionTrace trace;
-    RunTraced(Kernel("umod r3.x, r0.x, l0.w\n"
-                     "switch r3.x\n"
-                     "case 0\n"
-                     "iadd r2.x, r0.x, l0.y\n"
-                     "case 1\n"
-                     "iadd r2.y, r0.x, l0.z\n"
-                     "break\n"
-                     "default\n"
-                     "imul r2.x, r0.x, l0.w\n"
-                     "break\n"
-                     "endswitch\n"),
+    RunTraced(OutputKernel("umod r3.x, r0.x, l0.w\n"
+                           "switch r3.x\n"
+                           "case 0\n"
+                           "iadd r2.x, r0.x, l0.y\n"
+                           "case 1\n"
+                           "iadd r2.y, r0.x, l0.z\n"
+                           "break\n"
+                           "default\n"
+                           "imul r2.x, r0.x, l0.w\n"
+                           "break\n"
+                           "endswitch\n"),
               &trace);
     const uint32_t E = TF_Executed, A = TF_ActiveAfter, N = 0; // N: no record
     const struct
@@ -381,8 +336,8 @@ TEST(ExecutionTrace, LoopRecordsEveryPassWithItsIteration)
 TEST(ExecutionTrace, NestedLoopsStackTheirIterationsOutermostFirst)
 {
     CExecutionTrace trace;
-    RunTraced(Kernel(CountedLoop("r4.x", "l0.w",
-                                 CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n"))),
+    RunTraced(OutputKernel(CountedLoop(
+                  "r4.x", "l0.w", CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n"))),
               &trace);
     const uint32_t nOuter = BODY + 1;
     const uint32_t nInner = BODY + 5;
@@ -413,9 +368,10 @@ TEST(ExecutionTrace, CallInALoopKeepsTheCallersLoopsBeneathTheCallees)
     // The function behind the kernel's: func 1025 is #16 (no line), its mov #17 at
     // line 22.
     CExecutionTrace trace;
-    RunTraced(Kernel(CountedLoop("r4.x", "l0.z", "call 1025\n"),
-                     "func 1025\n" + CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n") +
-                         "ret\nendfunc\n"),
+    RunTraced(OutputKernel(CountedLoop("r4.x", "l0.z", "call 1025\n"),
+                           "func 1025\n" +
+                               CountedLoop("r6.x", "l0.z", "imad r2.x, r4.x, l1.y, r6.x\n") +
+                               "ret\nendfunc\n"),
               &trace);
     EXPECT_EQ(CExecutionTrace::NO_LINE, trace.GetLine(16));
     EXPECT_EQ(22u, trace.GetLine(17));
@@ -450,15 +406,15 @@ TEST(ExecutionTrace, MacrosAreNumberedOnlyAsTheOutlineMacro)
 {
     // A leading macro and one behind the kernel's function, which the trace may be
     // told holds the kernel's body. mcall records its output when the macro returns.
-    const std::string strText = Kernel("mcall(1) (r2.y), (r0.x)\n"
-                                       "mcall(5) (r2.x), (r0.x)\n",
-                                       "mdef(5)_out(1)_in(1)\n"
-                                       ";k\n"
-                                       "imul out0, in0, in0\n"
-                                       "mend\n",
-                                       "mdef(1)_out(1)_in(1)\n"
-                                       "iadd out0, in0, in0\n"
-                                       "mend\n");
+    const std::string strText = OutputKernel("mcall(1) (r2.y), (r0.x)\n"
+                                             "mcall(5) (r2.x), (r0.x)\n",
+                                             "mdef(5)_out(1)_in(1)\n"
+                                             ";k\n"
+                                             "imul out0, in0, in0\n"
+                                             "mend\n",
+                                             "mdef(1)_out(1)_in(1)\n"
+                                             "iadd out0, in0, in0\n"
+                                             "mend\n");
     const struct
     {
         uint32_t nOutline;
@@ -504,10 +460,10 @@ TEST(ExecutionTrace, MacrosAreNumberedOnlyAsTheOutlineMacro)
 TEST(ExecutionTrace, PrivateStoreRecordsTheFourWordsAtItsAddress)
 {
     CExecutionTrace trace;
-    RunTraced(Kernel("dcl_typeless_uav_id(8)_type(3)_stride(4)_length(16)\n"
-                     "imul r3.x, r0.x, l0.x\n"
-                     "uav_raw_store_id(8) mem0.x, l0.x, r3.x\n"
-                     "uav_raw_store_id(8) mem0.x, l1.x, r0.x\n"),
+    RunTraced(OutputKernel("dcl_typeless_uav_id(8)_type(3)_stride(4)_length(16)\n"
+                           "imul r3.x, r0.x, l0.x\n"
+                           "uav_raw_store_id(8) mem0.x, l0.x, r3.x\n"
+                           "uav_raw_store_id(8) mem0.x, l1.x, r0.x\n"),
               &trace);
     EXPECT_EQ(CExecutionTrace::NO_INSTRUCTION, trace.GetInstruction(BODY_LINE));
     EXPECT_EQ(BODY, trace.GetInstruction(BODY_LINE + 1));
@@ -549,7 +505,7 @@ TEST(ExecutionTrace, FilterAndBoundLimitTheRecords)
     {
         CExecutionTrace trace(test.nMaxRecords);
         trace.TraceOnly(test.instructions);
-        const SRun run = RunTraced(strLoop, &trace);
+        RunTraced(strLoop, &trace);
         EXPECT_EQ(test.nRecords, trace.GetRecords().size()) << test.nMaxRecords;
         EXPECT_EQ(test.bOverflowed, trace.HasOverflowed()) << test.nMaxRecords;
         for (const STraceRecord& record : trace.GetRecords())
@@ -566,9 +522,8 @@ TEST(ExecutionTrace, TracedRunLeavesTheSameBuffersAsAnUntracedOne)
 {
     for (const char* pName : {"control", "private_uav", "matmul"})
     {
-        std::string strError;
-        std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel(pName), strError);
-        ASSERT_TRUE(pProgram) << pName << ": " << strError;
+        std::unique_ptr<CILProgram> pProgram = LoadProgram(ExampleKernel(pName));
+        ASSERT_TRUE(pProgram) << pName;
         std::vector<std::vector<uint32_t>> vvResults;
         std::vector<uint64_t> vInstructions;
         for (bool bTraced : {false, true})

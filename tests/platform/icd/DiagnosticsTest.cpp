@@ -39,6 +39,13 @@ const cl_buffer_region ODD_REGION = {4, 16};
 const char* g_pHeaderOnly = "il_cs_2_0\n";
 const cl_context_properties UNKNOWN_PROPERTY[] = {0x7777, 1, 0};
 
+// The kernel over GLOBAL work-items.
+cl_int Enqueue(SObjects& o, cl_uint nDim, const size_t* pLocal)
+{
+    return clEnqueueNDRangeKernel(o.queue, o.kernel, nDim, nullptr, &GLOBAL, pLocal, 0, nullptr,
+                                  nullptr);
+}
+
 const SRefusal REFUSALS[] = {
     // Memory.
     {CL_INVALID_BUFFER_SIZE, "clCreateBuffer: size: 0 (CL_INVALID_BUFFER_SIZE)",
@@ -105,26 +112,14 @@ const SRefusal REFUSALS[] = {
      [](SObjects& o) { return clSetKernelArg(o.kernel, 3, sizeof(WIDE), &WIDE); }},
     {CL_INVALID_WORK_DIMENSION,
      "clEnqueueNDRangeKernel: work_dim: 4, not 1 to 3 (CL_INVALID_WORK_DIMENSION)",
-     [](SObjects& o)
-     {
-         return clEnqueueNDRangeKernel(o.queue, o.kernel, 4, nullptr, &GLOBAL, nullptr, 0, nullptr,
-                                       nullptr);
-     }},
+     [](SObjects& o) { return Enqueue(o, 4, nullptr); }},
     {CL_INVALID_WORK_GROUP_SIZE,
      "clEnqueueNDRangeKernel: local_work_size: [0]: 4 doesn't divide the global size 10 "
      "(CL_INVALID_WORK_GROUP_SIZE)",
-     [](SObjects& o)
-     {
-         return clEnqueueNDRangeKernel(o.queue, o.kernel, 1, nullptr, &GLOBAL, &LOCAL, 0, nullptr,
-                                       nullptr);
-     }},
+     [](SObjects& o) { return Enqueue(o, 1, &LOCAL); }},
     {CL_INVALID_KERNEL_ARGS,
      "clEnqueueNDRangeKernel: kernel: argument 0 (a) of vadd isn't set (CL_INVALID_KERNEL_ARGS)",
-     [](SObjects& o)
-     {
-         return clEnqueueNDRangeKernel(o.queue, o.kernel, 1, nullptr, &GLOBAL, nullptr, 0, nullptr,
-                                       nullptr);
-     }},
+     [](SObjects& o) { return Enqueue(o, 1, nullptr); }},
     // Queues and the rest.
     {CL_INVALID_VALUE, "clCreateCommandQueue: properties: unknown bits (CL_INVALID_VALUE)",
      [](SObjects& o) { return ErrorOf(clCreateCommandQueue, o.context, o.device, 0x8000); }},
@@ -240,7 +235,5 @@ XAN_CHILD_TEST(OutOfBounds)
                    "oob");
     cl_mem out = MakeBuffer(16);
     ASSERT_EQ(CL_SUCCESS, clSetKernelArg(kernel, 0, sizeof(out), &out));
-    const size_t nGlobal = 8;
-    EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, &nGlobal, 0,
-                                                 nullptr, nullptr));
+    EXPECT_EQ(CL_SUCCESS, Launch(kernel, 8, 8));
 }

@@ -66,9 +66,7 @@ TEST(ICDLoaderTest, UnsupportedFunctionsAnswerWithAnError)
 {
     cl_platform_id platform = NordvanePlatform();
     cl_device_id device = FirstDevice(platform);
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_context context = Made(clCreateContext, nullptr, 1, &device, nullptr, nullptr);
     EXPECT_EQ(CL_INVALID_CONTEXT, ErrorOf(clCreateFromGLBuffer, context, CL_MEM_READ_WRITE, 1));
     EXPECT_EQ(nullptr, clSVMAlloc(context, CL_MEM_READ_WRITE, 64, 0));
     // DiagnosticsTest checks clEnqueueNativeKernel.

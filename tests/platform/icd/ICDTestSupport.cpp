@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -77,6 +78,32 @@ std::string KernelSource(const std::string& strName, const std::string& strArgum
            "end\n";
 }
 
+int RunCommand(const std::string& strCommand, std::string& strOutput)
+{
+    // A sanitized platform needs the sanitizer's runtime in the program; leaks of the program
+    // itself are not the platform's.
+#ifdef XAN_SANITIZER_RUNTIME
+    const std::string strRun = std::string("LD_PRELOAD=") + XAN_SANITIZER_RUNTIME +
+                               " ASAN_OPTIONS=detect_leaks=0 " + strCommand + " 2>&1";
+#else
+    const std::string strRun = strCommand + " 2>&1";
+#endif
+    strOutput.clear();
+    FILE* pPipe = popen(strRun.c_str(), "r");
+    if (pPipe == nullptr)
+    {
+        return -1;
+    }
+    char vBuffer[4096];
+    size_t nRead = 0;
+    while ((nRead = fread(vBuffer, 1, sizeof(vBuffer), pPipe)) != 0)
+    {
+        strOutput.append(vBuffer, nRead);
+    }
+    const int nStatus = pclose(pPipe);
+    return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
+}
+
 bool IsChild()
 {
     return std::getenv(CHILD_MARKER) != nullptr;
@@ -134,11 +161,10 @@ void CLFixture::SetUp()
     ASSERT_NE(nullptr, m_Platform) << "OCL_ICD_VENDORS must name the build's icd folder";
     m_Device = FirstDevice(m_Platform);
     ASSERT_NE(nullptr, m_Device);
-    cl_int nError = CL_SUCCESS;
-    m_Context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_Queue = clCreateCommandQueue(m_Context, m_Device, 0, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    m_Context = Made(clCreateContext, nullptr, 1, &m_Device, nullptr, nullptr);
+    ASSERT_NE(nullptr, m_Context);
+    m_Queue = Made(clCreateCommandQueue, m_Context, m_Device, 0);
+    ASSERT_NE(nullptr, m_Queue);
 }
 
 void CLFixture::TearDown()
@@ -177,14 +203,38 @@ void CLFixture::TearDown()
     }
 }
 
-cl_program CLFixture::Build(const std::string& strSource, const char* pOptions, std::string* pLog)
+cl_program CLFixture::CreateProgram(const std::string& strSource)
 {
     const char* pText = strSource.c_str();
-    cl_int nError = CL_SUCCESS;
-    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
-    EXPECT_EQ(CL_SUCCESS, nError);
-    m_vPrograms.push_back(program);
-    nError = clBuildProgram(program, 1, &m_Device, pOptions, nullptr, nullptr);
+    m_vPrograms.push_back(Made(clCreateProgramWithSource, m_Context, 1, &pText, nullptr));
+    return m_vPrograms.back();
+}
+
+cl_program CLFixture::FromBinary(const std::vector<char>& vBinary)
+{
+    const size_t nSize = vBinary.size();
+    const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
+    cl_int nStatus = 1;
+    m_vPrograms.push_back(
+        Made(clCreateProgramWithBinary, m_Context, 1, &m_Device, &nSize, &pBinary, &nStatus));
+    EXPECT_EQ(CL_SUCCESS, nStatus);
+    return m_vPrograms.back();
+}
+
+void CLFixture::ExpectBinaryRefused(const std::vector<char>& vBinary)
+{
+    const size_t nSize = vBinary.size();
+    const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
+    cl_int nStatus = CL_SUCCESS;
+    EXPECT_EQ(CL_INVALID_BINARY, ErrorOf(clCreateProgramWithBinary, m_Context, 1, &m_Device, &nSize,
+                                         &pBinary, &nStatus));
+    EXPECT_EQ(CL_INVALID_BINARY, nStatus);
+}
+
+cl_program CLFixture::Build(const std::string& strSource, const char* pOptions, std::string* pLog)
+{
+    cl_program program = CreateProgram(strSource);
+    const cl_int nError = clBuildProgram(program, 1, &m_Device, pOptions, nullptr, nullptr);
     if (pLog != nullptr)
     {
         *pLog = BuildLog(program);
@@ -202,37 +252,35 @@ cl_kernel CLFixture::MakeKernel(const std::string& strSource, const std::string&
 
 cl_kernel CLFixture::CreateKernel(cl_program program, const std::string& strName)
 {
-    cl_int nError = CL_SUCCESS;
-    m_vKernels.push_back(clCreateKernel(program, strName.c_str(), &nError));
-    EXPECT_EQ(CL_SUCCESS, nError) << strName;
+    m_vKernels.push_back(Made(clCreateKernel, program, strName.c_str()));
     return m_vKernels.back();
 }
 
 cl_mem CLFixture::MakeBuffer(size_t nSize, const void* pData, cl_mem_flags nFlags)
 {
-    cl_int nError = CL_SUCCESS;
-    cl_mem buffer =
-        clCreateBuffer(m_Context, nFlags | (pData != nullptr ? CL_MEM_COPY_HOST_PTR : 0), nSize,
-                       const_cast<void*>(pData), &nError);
-    EXPECT_EQ(CL_SUCCESS, nError);
-    m_vBuffers.push_back(buffer);
-    return buffer;
+    m_vBuffers.push_back(Made(clCreateBuffer, m_Context,
+                              nFlags | (pData != nullptr ? CL_MEM_COPY_HOST_PTR : 0), nSize,
+                              const_cast<void*>(pData)));
+    return m_vBuffers.back();
+}
+
+cl_int CLFixture::Launch(cl_kernel kernel, size_t nGlobal, size_t nLocal, cl_event* pEvent,
+                         const std::vector<cl_event>& vWait)
+{
+    return clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal,
+                                  nLocal != 0 ? &nLocal : nullptr, cl_uint(vWait.size()),
+                                  vWait.empty() ? nullptr : vWait.data(), pEvent);
 }
 
 cl_command_queue CLFixture::MakeQueue(cl_command_queue_properties nProperties)
 {
-    cl_int nError = CL_SUCCESS;
-    m_vQueues.push_back(clCreateCommandQueue(m_Context, m_Device, nProperties, &nError));
-    EXPECT_EQ(CL_SUCCESS, nError);
+    m_vQueues.push_back(Made(clCreateCommandQueue, m_Context, m_Device, nProperties));
     return m_vQueues.back();
 }
 
 cl_event CLFixture::MakeUserEvent()
 {
-    cl_int nError = CL_SUCCESS;
-    NewEvent() = clCreateUserEvent(m_Context, &nError);
-    EXPECT_EQ(CL_SUCCESS, nError);
-    return m_vEvents.back();
+    return NewEvent() = Made(clCreateUserEvent, m_Context);
 }
 
 cl_event& CLFixture::NewEvent()

@@ -59,6 +59,15 @@ template <class F, class... A> cl_int ErrorOf(F pfnMake, A... args)
     return nError;
 }
 
+// The object that a call making one returns through a call that must succeed.
+template <class F, class... A> auto Made(F pfnMake, A... args)
+{
+    cl_int nError = CL_SUCCESS;
+    const auto object = pfnMake(args..., &nError);
+    EXPECT_EQ(CL_SUCCESS, nError);
+    return object;
+}
+
 // The execution status of an event's command.
 inline cl_int StatusOf(cl_event event)
 {
@@ -85,6 +94,10 @@ std::string ReadKernel(const std::string& strName);
 std::string KernelSource(const std::string& strName, const std::string& strArguments,
                          const std::string& strBody, const std::string& strDeclarations = "");
 
+// Runs a shell command of the system, which loads the platform; its exit status, or -1 when it
+// didn't end normally, and what it wrote to stdout and stderr.
+int RunCommand(const std::string& strCommand, std::string& strOutput);
+
 // Runs the single test strTest of this executable in a child process with the given
 // environment added; the child's exit status, or -1 when it couldn't run. With pStderr, what
 // the child wrote to stderr.
@@ -101,6 +114,11 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
+    // A program of the context from source or from a binary, which must be accepted.
+    cl_program CreateProgram(const std::string& strSource);
+    cl_program FromBinary(const std::vector<char>& vBinary);
+    // A binary that the platform refuses as no kernel binary.
+    void ExpectBinaryRefused(const std::vector<char>& vBinary);
     // Builds IL source; null with the log on failure.
     cl_program Build(const std::string& strSource, const char* pOptions = nullptr,
                      std::string* pLog = nullptr);
@@ -108,6 +126,10 @@ protected:
     cl_kernel CreateKernel(cl_program program, const std::string& strName);
     cl_mem MakeBuffer(size_t nSize, const void* pData = nullptr,
                       cl_mem_flags nFlags = CL_MEM_READ_WRITE);
+    // Enqueues a kernel on m_Queue over nGlobal work-items of one dimension in groups of nLocal
+    // (0: the platform's choice), behind the events of vWait.
+    cl_int Launch(cl_kernel kernel, size_t nGlobal, size_t nLocal = 0, cl_event* pEvent = nullptr,
+                  const std::vector<cl_event>& vWait = {});
     // A queue of the context and events that the fixture releases: a user event, or the slot of
     // an event that a command returns.
     cl_command_queue MakeQueue(cl_command_queue_properties nProperties = 0);

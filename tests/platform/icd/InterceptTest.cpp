@@ -53,13 +53,11 @@ protected:
             CL_CONTEXT_PLATFORM, reinterpret_cast<cl_context_properties>(m_Platform),
             CL_CONTEXT_INTERCEPT_CALLBACK_XAN, reinterpret_cast<cl_context_properties>(&Intercept),
             0};
-        cl_int nError = CL_SUCCESS;
         clReleaseCommandQueue(m_Queue);
         clReleaseContext(m_Context);
-        m_Context = clCreateContext(vProperties, 1, &m_Device, nullptr, nullptr, &nError);
-        ASSERT_EQ(CL_SUCCESS, nError);
-        m_Queue = clCreateCommandQueue(m_Context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError);
-        ASSERT_EQ(CL_SUCCESS, nError);
+        m_Context = Made(clCreateContext, vProperties, 1, &m_Device, nullptr, nullptr);
+        m_Queue = Made(clCreateCommandQueue, m_Context, m_Device, CL_QUEUE_INTERCEPT_XAN);
+        ASSERT_NE(nullptr, m_Queue);
         m_Kernel = MakeKernel(ReadKernel("vadd.il"), "vadd");
         std::vector<float> vA(COUNT, 1.0f);
         std::vector<float> vB(COUNT, 2.0f);
@@ -76,7 +74,8 @@ protected:
         g_fnDecide = nullptr;
     }
 
-    cl_int Launch(cl_command_queue queue, cl_event* pEvent)
+    // vadd over COUNT work-items on a queue of the context.
+    cl_int LaunchOn(cl_command_queue queue, cl_event* pEvent)
     {
         const size_t nGlobal = COUNT;
         return clEnqueueNDRangeKernel(queue, m_Kernel, 1, nullptr, &nGlobal, nullptr, 0, nullptr,
@@ -109,10 +108,8 @@ TEST_F(InterceptTest, TheQueueReportsItsFlagAndTheContextItsCallback)
     EXPECT_EQ(reinterpret_cast<cl_context_properties>(&Intercept), vProperties[3]);
 
     const cl_queue_properties vQueue[] = {CL_QUEUE_PROPERTIES, CL_QUEUE_INTERCEPT_XAN, 0};
-    cl_int nError = CL_SUCCESS;
-    cl_command_queue queue =
-        clCreateCommandQueueWithProperties(m_Context, m_Device, vQueue, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_command_queue queue = Made(clCreateCommandQueueWithProperties, m_Context, m_Device, vQueue);
+    ASSERT_NE(nullptr, queue);
     EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN,
               Info<cl_command_queue_properties>(clGetCommandQueueInfo, queue, CL_QUEUE_PROPERTIES));
     clReleaseCommandQueue(queue);
@@ -124,7 +121,7 @@ TEST_F(InterceptTest, EveryCommandIsOfferedOnceOffTheEnqueueThread)
     std::vector<float> vHost(COUNT, 5.0f);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, m_C, CL_FALSE, 0, COUNT * sizeof(float),
                                                vHost.data(), 0, nullptr, nullptr));
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     cl_event& marker = NewEvent();
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
@@ -156,7 +153,7 @@ TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
         return true;
     };
     cl_event& launch = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clWaitForEvents(1, &launch));
     EXPECT_EQ(CL_COMPLETE, StatusOf(launch));
     EXPECT_EQ(std::vector<float>(COUNT, 0.0f), Read<float>(m_C, COUNT));
@@ -167,7 +164,7 @@ TEST_F(InterceptTest, TrueCompletesTheCommandWithTheGivenStatusWithoutRunningIt)
         return true;
     };
     cl_event& failed = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &failed));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &failed));
     EXPECT_EQ(CL_EXEC_STATUS_ERROR_FOR_EVENTS_IN_WAIT_LIST, clWaitForEvents(1, &failed));
     EXPECT_EQ(CL_OUT_OF_RESOURCES, StatusOf(failed));
 }
@@ -186,9 +183,7 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
         cl_mem result =
             clCreateBuffer(m_Context, CL_MEM_READ_WRITE, COUNT * sizeof(float), nullptr, nullptr);
         clSetKernelArg(m_Kernel, 2, sizeof(cl_mem), &result);
-        const size_t nGlobal = COUNT;
-        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(privateQueue, m_Kernel, 1, nullptr, &nGlobal,
-                                                     nullptr, 0, nullptr, nullptr));
+        EXPECT_EQ(CL_SUCCESS, LaunchOn(privateQueue, nullptr));
         EXPECT_EQ(CL_SUCCESS, clFinish(privateQueue));
         float* pResult = static_cast<float*>(
             clEnqueueMapBuffer(privateQueue, result, CL_TRUE, CL_MAP_READ, 0, COUNT * sizeof(float),
@@ -206,7 +201,7 @@ TEST_F(InterceptTest, ABlockingCallbackRunsWorkOnAnotherQueueOfTheContext)
         bDone = true;
         return true;
     };
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, nullptr));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(m_Queue));
     EXPECT_TRUE(bDone);
     EXPECT_EQ(std::vector<float>(COUNT, 7.0f), Read<float>(m_C, COUNT));
@@ -230,7 +225,7 @@ TEST_F(InterceptTest, LaterCommandsWaitBehindTheInterceptedOne)
     };
     cl_event& launch = NewEvent();
     cl_event& marker = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
     ASSERT_EQ(CL_SUCCESS, clEnqueueMarkerWithWaitList(m_Queue, 0, nullptr, &marker));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_GT(StatusOf(launch), CL_COMPLETE);
@@ -266,7 +261,7 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
     cl_event& launch = NewEvent();
     {
         std::lock_guard<std::mutex> lock(debuggerMutex);
-        ASSERT_EQ(CL_SUCCESS, Launch(m_Queue, &launch));
+        ASSERT_EQ(CL_SUCCESS, LaunchOn(m_Queue, &launch));
         ASSERT_EQ(CL_SUCCESS, keys.pfnSet(launch, nKey, &nTag));
     }
     // A command without an event of the application's gets one of its own for the callback.
@@ -280,14 +275,13 @@ TEST_F(InterceptTest, AKeySetRightAfterTheEnqueueIsSeenByTheCallback)
 TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
 {
     cl_command_queue plain = MakeQueue();
-    ASSERT_EQ(CL_SUCCESS, Launch(plain, nullptr));
+    ASSERT_EQ(CL_SUCCESS, LaunchOn(plain, nullptr));
     ASSERT_EQ(CL_SUCCESS, clFinish(plain));
     EXPECT_TRUE(Calls().empty());
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
 
     // A flagged queue in a context without a callback is refused.
-    cl_int nError = CL_SUCCESS;
-    cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
+    cl_context context = Made(clCreateContext, nullptr, 1, &m_Device, nullptr, nullptr);
     EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
               ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
     clReleaseContext(context);

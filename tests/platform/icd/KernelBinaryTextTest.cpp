@@ -10,24 +10,7 @@
 using namespace XAN_Test;
 using XAN_ElfUtils::CElf;
 
-namespace
-{
-class KernelBinaryTextTest : public CLFixture
-{
-protected:
-    void ExpectRefused(const std::vector<char>& vBinary)
-    {
-        const size_t nSize = vBinary.size();
-        const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
-        cl_int nStatus = CL_SUCCESS;
-        cl_int nError = CL_SUCCESS;
-        EXPECT_EQ(nullptr, clCreateProgramWithBinary(m_Context, 1, &m_Device, &nSize, &pBinary,
-                                                     &nStatus, &nError));
-        EXPECT_EQ(CL_INVALID_BINARY, nError);
-        EXPECT_EQ(CL_INVALID_BINARY, nStatus);
-    }
-};
-} // namespace
+using KernelBinaryTextTest = CLFixture;
 
 TEST_F(KernelBinaryTextTest, ADebugILSectionEmptyOrPastTheEndIsRefused)
 {
@@ -40,7 +23,7 @@ TEST_F(KernelBinaryTextTest, ADebugILSectionEmptyOrPastTheEndIsRefused)
     elf.GetSection(".debugil")->ClearData();
     std::vector<char> vEmpty;
     ASSERT_TRUE(elf.Store(vEmpty)) << elf.GetLastError();
-    ExpectRefused(vEmpty);
+    ExpectBinaryRefused(vEmpty);
 
     // The section's size in its header runs past the end of the file.
     CElf original(vBinary);
@@ -56,5 +39,5 @@ TEST_F(KernelBinaryTextTest, ADebugILSectionEmptyOrPastTheEndIsRefused)
     std::memcpy(vPastTheEnd.data() + header.e_shoff + nIndex * sizeof(Elf64_Shdr) +
                     offsetof(Elf64_Shdr, sh_size),
                 &nSize, sizeof(nSize));
-    ExpectRefused(vPastTheEnd);
+    ExpectBinaryRefused(vPastTheEnd);
 }

@@ -46,9 +46,8 @@ TEST_F(KernelTest, ArgumentsFollowTheMetadataAndAreChecked)
     const size_t nGlobal = 16;
     EXPECT_EQ(CL_INVALID_KERNEL_ARGS, LaunchGeometry(kernel, 1, &nGlobal, nullptr));
 
-    cl_int nError = CL_SUCCESS;
-    cl_context other = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    cl_mem foreign = clCreateBuffer(other, CL_MEM_READ_WRITE, 64, nullptr, &nError);
+    cl_context other = Made(clCreateContext, nullptr, 1, &m_Device, nullptr, nullptr);
+    cl_mem foreign = Made(clCreateBuffer, other, CL_MEM_READ_WRITE, 64, nullptr);
     EXPECT_EQ(CL_INVALID_MEM_OBJECT, clSetKernelArg(kernel, 1, sizeof(cl_mem), &foreign));
     clReleaseMemObject(foreign);
     clReleaseContext(other);
@@ -83,24 +82,21 @@ TEST_F(KernelTest, GroupSizesFollowTheKernelsDeclarations)
 
 TEST_F(KernelTest, ALaunchHoldsItsArgumentsAndObjectsAsTheyWereAtTheEnqueue)
 {
-    cl_int nError = CL_SUCCESS;
     const std::string strSource = ReadKernel("vadd.il");
     const char* pText = strSource.c_str();
-    cl_program program = clCreateProgramWithSource(m_Context, 1, &pText, nullptr, &nError);
+    cl_program program = Made(clCreateProgramWithSource, m_Context, 1, &pText, nullptr);
     ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
-    cl_kernel kernel = clCreateKernel(program, "vadd", &nError);
+    cl_kernel kernel = Made(clCreateKernel, program, "vadd");
     const std::vector<float> vOnes(64, 1.0f);
-    cl_mem a = clCreateBuffer(m_Context, CL_MEM_COPY_HOST_PTR, 256,
-                              const_cast<float*>(vOnes.data()), &nError);
+    cl_mem a = Made(clCreateBuffer, m_Context, CL_MEM_COPY_HOST_PTR, 256,
+                    const_cast<float*>(vOnes.data()));
     cl_mem c = MakeBuffer(256);
     const cl_int nAll = 64;
     const cl_int nNone = 0;
     SetArgs(kernel, a, a, c, nAll);
 
     cl_event gate = MakeUserEvent();
-    const size_t nGlobal = 64;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 1,
-                                                 &gate, nullptr));
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, 64, 0, nullptr, {gate}));
     // Changed and released before the launch may run.
     clSetKernelArg(kernel, 3, sizeof(nNone), &nNone);
     clReleaseMemObject(a);

@@ -12,14 +12,17 @@ namespace
 class MemoryTest : public CLFixture
 {
 protected:
+    // A memory object that the fixture releases.
+    cl_mem Kept(cl_mem memory)
+    {
+        m_vBuffers.push_back(memory);
+        return memory;
+    }
+
     cl_mem MakeImage(const cl_image_format& format, const cl_image_desc& desc,
                      void* pData = nullptr, cl_mem_flags nFlags = CL_MEM_READ_WRITE)
     {
-        cl_int nError = CL_SUCCESS;
-        cl_mem image = clCreateImage(m_Context, nFlags, &format, &desc, pData, &nError);
-        EXPECT_EQ(CL_SUCCESS, nError);
-        m_vBuffers.push_back(image);
-        return image;
+        return Kept(Made(clCreateImage, m_Context, nFlags, &format, &desc, pData));
     }
 
     static cl_image_desc Desc(cl_mem_object_type nType, size_t nWidth, size_t nHeight = 0,
@@ -55,10 +58,7 @@ TEST_F(MemoryTest, BuffersKeepTheirFlagsAndRefuseWhatTheyDontAllow)
     EXPECT_EQ(vData, Read<uint8_t>(copied, 64));
     EXPECT_EQ(std::vector<uint8_t>(32, 0), Read<uint8_t>(MakeBuffer(32), 32));
 
-    cl_int nError = CL_SUCCESS;
-    cl_mem staging = clCreateBuffer(m_Context, CL_MEM_HOST_WRITE_ONLY, 64, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vBuffers.push_back(staging);
+    cl_mem staging = MakeBuffer(64, nullptr, CL_MEM_HOST_WRITE_ONLY);
     EXPECT_EQ(cl_mem_flags(CL_MEM_HOST_WRITE_ONLY),
               Info<cl_mem_flags>(clGetMemObjectInfo, staging, CL_MEM_FLAGS));
     std::vector<uint8_t> vOut(64);
@@ -91,11 +91,8 @@ TEST_F(MemoryTest, SubBuffersShareTheirParentsBytes)
 {
     cl_mem parent = MakeBuffer(1024, Bytes(1024).data());
     cl_buffer_region region = {256, 128};
-    cl_int nError = CL_SUCCESS;
-    cl_mem sub = clCreateSubBuffer(parent, CL_MEM_READ_WRITE, CL_BUFFER_CREATE_TYPE_REGION, &region,
-                                   &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vBuffers.push_back(sub);
+    cl_mem sub = Kept(
+        Made(clCreateSubBuffer, parent, CL_MEM_READ_WRITE, CL_BUFFER_CREATE_TYPE_REGION, &region));
     EXPECT_EQ(uint8_t(257 % 256), Read<uint8_t>(sub, 1)[0]);
     const std::vector<uint8_t> vZeros(128, 0);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, sub, CL_TRUE, 0, 128, vZeros.data(), 0,
@@ -162,11 +159,10 @@ TEST_F(MemoryTest, RectanglesFillsAndCopiesMoveTheRightBytes)
 TEST_F(MemoryTest, MappingsShowAndTakeTheBytes)
 {
     cl_mem buffer = MakeBuffer(256, Bytes(256).data());
-    cl_int nError = CL_SUCCESS;
-    uint8_t* pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(m_Queue, buffer, CL_TRUE,
-                                                                CL_MAP_READ | CL_MAP_WRITE, 16, 32,
-                                                                0, nullptr, nullptr, &nError));
-    ASSERT_EQ(CL_SUCCESS, nError);
+    uint8_t* pMapped =
+        static_cast<uint8_t*>(Made(clEnqueueMapBuffer, m_Queue, buffer, CL_TRUE,
+                                   CL_MAP_READ | CL_MAP_WRITE, 16, 32, 0, nullptr, nullptr));
+    ASSERT_NE(nullptr, pMapped);
     EXPECT_EQ(17, pMapped[0]);
     pMapped[0] = 0xEE;
     EXPECT_EQ(1u, Info<cl_uint>(clGetMemObjectInfo, buffer, CL_MEM_MAP_COUNT));
@@ -178,13 +174,12 @@ TEST_F(MemoryTest, MappingsShowAndTakeTheBytes)
     // With the application's own memory, a mapping is that memory, brought up to date.
     std::vector<uint8_t> vHost(64, 0);
     cl_mem shared =
-        clCreateBuffer(m_Context, CL_MEM_USE_HOST_PTR, vHost.size(), vHost.data(), &nError);
-    m_vBuffers.push_back(shared);
+        Kept(Made(clCreateBuffer, m_Context, CL_MEM_USE_HOST_PTR, vHost.size(), vHost.data()));
     const std::vector<uint8_t> vNew(64, 9);
     ASSERT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(m_Queue, shared, CL_TRUE, 0, 64, vNew.data(), 0,
                                                nullptr, nullptr));
-    pMapped = static_cast<uint8_t*>(clEnqueueMapBuffer(m_Queue, shared, CL_TRUE, CL_MAP_WRITE, 8, 8,
-                                                       0, nullptr, nullptr, &nError));
+    pMapped = static_cast<uint8_t*>(Made(clEnqueueMapBuffer, m_Queue, shared, CL_TRUE, CL_MAP_WRITE,
+                                         8, 8, 0, nullptr, nullptr));
     EXPECT_EQ(vHost.data() + 8, pMapped);
     EXPECT_EQ(9, vHost[8]);
     pMapped[0] = 1;
@@ -245,11 +240,10 @@ TEST_F(MemoryTest, ImagesMoveTheirPixelsThroughEveryCommand)
     size_t nSlicePitch = 1;
     const size_t vAll[3] = {5, 3, 1};
     const size_t vZero[3] = {0, 0, 0};
-    cl_int nError = CL_SUCCESS;
-    uint8_t* pMapped = static_cast<uint8_t*>(
-        clEnqueueMapImage(m_Queue, image, CL_TRUE, CL_MAP_READ, vZero, vAll, &nRowPitch,
-                          &nSlicePitch, 0, nullptr, nullptr, &nError));
-    ASSERT_EQ(CL_SUCCESS, nError);
+    uint8_t* pMapped =
+        static_cast<uint8_t*>(Made(clEnqueueMapImage, m_Queue, image, CL_TRUE, CL_MAP_READ, vZero,
+                                   vAll, &nRowPitch, &nSlicePitch, 0, nullptr, nullptr));
+    ASSERT_NE(nullptr, pMapped);
     EXPECT_EQ(20u, nRowPitch);
     EXPECT_EQ(0u, nSlicePitch);
     EXPECT_EQ(vHost[24], pMapped[20]);
@@ -293,15 +287,9 @@ TEST_F(MemoryTest, ImagesMoveTheirPixelsThroughEveryCommand)
 TEST_F(MemoryTest, ImagesOfEveryDimensionReportTheirShape)
 {
     const cl_image_format format = {CL_R, CL_FLOAT};
-    cl_int nError = CL_SUCCESS;
-    cl_mem image2D =
-        clCreateImage2D(m_Context, CL_MEM_READ_WRITE, &format, 7, 1, 0, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vBuffers.push_back(image2D);
+    Kept(Made(clCreateImage2D, m_Context, CL_MEM_READ_WRITE, &format, 7, 1, 0, nullptr));
     cl_mem image3D =
-        clCreateImage3D(m_Context, CL_MEM_READ_WRITE, &format, 4, 3, 2, 0, 0, nullptr, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
-    m_vBuffers.push_back(image3D);
+        Kept(Made(clCreateImage3D, m_Context, CL_MEM_READ_WRITE, &format, 4, 3, 2, 0, 0, nullptr));
     cl_mem layers = MakeImage(format, Desc(CL_MEM_OBJECT_IMAGE1D_ARRAY, 6, 0, 0, 4));
 
     EXPECT_EQ(cl_mem_object_type(CL_MEM_OBJECT_IMAGE3D),
@@ -334,10 +322,8 @@ TEST_F(MemoryTest, ImagesOfEveryDimensionReportTheirShape)
 
 TEST_F(MemoryTest, SamplersAndDestructorCallbacks)
 {
-    cl_int nError = CL_SUCCESS;
     cl_sampler sampler =
-        clCreateSampler(m_Context, CL_FALSE, CL_ADDRESS_CLAMP_TO_EDGE, CL_FILTER_LINEAR, &nError);
-    ASSERT_EQ(CL_SUCCESS, nError);
+        Made(clCreateSampler, m_Context, CL_FALSE, CL_ADDRESS_CLAMP_TO_EDGE, CL_FILTER_LINEAR);
     EXPECT_EQ(cl_addressing_mode(CL_ADDRESS_CLAMP_TO_EDGE),
               Info<cl_addressing_mode>(clGetSamplerInfo, sampler, CL_SAMPLER_ADDRESSING_MODE));
     clReleaseSampler(sampler);
@@ -345,7 +331,7 @@ TEST_F(MemoryTest, SamplersAndDestructorCallbacks)
               ErrorOf(clCreateSampler, m_Context, CL_FALSE, CL_ADDRESS_REPEAT, CL_FILTER_NEAREST));
 
     int nDestroyed = 0;
-    cl_mem buffer = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, 16, nullptr, &nError);
+    cl_mem buffer = Made(clCreateBuffer, m_Context, CL_MEM_READ_WRITE, 16, nullptr);
     ASSERT_EQ(CL_SUCCESS, clSetMemObjectDestructorCallback(buffer, CountDestruction, &nDestroyed));
     clRetainMemObject(buffer);
     clReleaseMemObject(buffer);

@@ -35,7 +35,7 @@ TEST_F(ObjectKeyTest, EveryObjectHoldsOneValuePerKey)
     ASSERT_NE(0u, nFirst);
     ASSERT_NE(nFirst, nSecond);
 
-    cl_event event = clCreateUserEvent(m_Context, &nError);
+    cl_event event = Made(clCreateUserEvent, m_Context);
     cl_mem buffer = MakeBuffer(16);
     void* const vObjects[] = {m_Platform, m_Device, m_Context, m_Queue, buffer, event};
     int vTags[6] = {};
@@ -68,8 +68,7 @@ TEST_F(ObjectKeyTest, AValuesDestructorRunsWhenItsObjectIsReleased)
 {
     g_vDestroyed.clear();
     const cl_key_xan nKey = m_Keys.pfnCreate(m_Platform, Destroy, nullptr);
-    cl_int nError = CL_SUCCESS;
-    cl_event event = clCreateUserEvent(m_Context, &nError);
+    cl_event event = Made(clCreateUserEvent, m_Context);
     int nTag = 0;
     ASSERT_EQ(CL_SUCCESS, m_Keys.pfnSet(event, nKey, &nTag));
     clRetainEvent(event);
@@ -80,7 +79,7 @@ TEST_F(ObjectKeyTest, AValuesDestructorRunsWhenItsObjectIsReleased)
     EXPECT_EQ(std::vector<void*>{&nTag}, g_vDestroyed);
 
     // A null value has nothing to destroy.
-    cl_mem buffer = clCreateBuffer(m_Context, CL_MEM_READ_WRITE, 4, nullptr, &nError);
+    cl_mem buffer = Made(clCreateBuffer, m_Context, CL_MEM_READ_WRITE, 4, nullptr);
     m_Keys.pfnSet(buffer, nKey, nullptr);
     clReleaseMemObject(buffer);
     EXPECT_EQ(1u, g_vDestroyed.size());

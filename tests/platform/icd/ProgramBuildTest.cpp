@@ -45,29 +45,13 @@ std::string SymbolText(CElf& elf, const std::string& strSymbol)
 class ProgramBuildTest : public CLFixture
 {
 protected:
-    cl_program FromBinary(const std::vector<char>& vBinary)
-    {
-        const size_t nSize = vBinary.size();
-        const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
-        cl_int nStatus = 1;
-        cl_int nError = CL_SUCCESS;
-        cl_program program =
-            clCreateProgramWithBinary(m_Context, 1, &m_Device, &nSize, &pBinary, &nStatus, &nError);
-        EXPECT_EQ(CL_SUCCESS, nError);
-        EXPECT_EQ(CL_SUCCESS, nStatus);
-        m_vPrograms.push_back(program);
-        return program;
-    }
-
     // Runs a kernel with one float buffer argument over 64 work-items.
     std::vector<float> RunFill(cl_program program, const char* pName)
     {
         cl_kernel kernel = CreateKernel(program, pName);
         cl_mem out = MakeBuffer(64 * sizeof(float));
         clSetKernelArg(kernel, 0, sizeof(cl_mem), &out);
-        const size_t nGlobal = 64;
-        EXPECT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr,
-                                                     0, nullptr, nullptr));
+        EXPECT_EQ(CL_SUCCESS, Launch(kernel, 64));
         return Read<float>(out, 64);
     }
 };
@@ -176,9 +160,7 @@ TEST_F(ProgramBuildTest, ADebuggerRewrittenBinaryWithThreeMoreArgumentsBuilds)
     const cl_int n = 16;
     const cl_int nSelector = 0;
     SetArgs(kernel, a, a, c, n, result, cl_mem(nullptr), nSelector);
-    const size_t nGlobal = 16;
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
-                                                 nullptr, nullptr));
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, 16));
     EXPECT_EQ(std::vector<float>(16, 3.0f), Read<float>(c, 16));
 }
 
@@ -187,10 +169,8 @@ TEST_F(ProgramBuildTest, TheFallbackDummyKernelBuildsAndRunsAndSoDoesOtherOpenCL
     cl_kernel kernel = MakeKernel("__kernel void dummy( void ) { }\n", "dummy");
     ASSERT_NE(nullptr, kernel);
     EXPECT_EQ(0u, Info<cl_uint>(clGetKernelInfo, kernel, CL_KERNEL_NUM_ARGS));
-    const size_t nGlobal = 128;
     cl_event& done = NewEvent();
-    ASSERT_EQ(CL_SUCCESS, clEnqueueNDRangeKernel(m_Queue, kernel, 1, nullptr, &nGlobal, nullptr, 0,
-                                                 nullptr, &done));
+    ASSERT_EQ(CL_SUCCESS, Launch(kernel, 128, 0, &done));
     EXPECT_EQ(CL_SUCCESS, clWaitForEvents(1, &done));
 
     std::string strLog;
@@ -227,10 +207,7 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
     EXPECT_EQ(nullptr, Build(strOlder, nullptr, &strLog));
     EXPECT_NE(std::string::npos, strLog.find("32-bit addresses")) << strLog;
 
-    const char* pSource = "il_cs_2_0\nend\n";
-    cl_int nError = CL_SUCCESS;
-    cl_program program = clCreateProgramWithSource(m_Context, 1, &pSource, nullptr, &nError);
-    m_vPrograms.push_back(program);
+    cl_program program = CreateProgram("il_cs_2_0\nend\n");
     EXPECT_EQ(CL_INVALID_BUILD_OPTIONS,
               clBuildProgram(program, 0, nullptr, "-no-such-option", nullptr, nullptr));
     EXPECT_EQ(CL_BUILD_PROGRAM_FAILURE, clBuildProgram(program, 0, nullptr, "", nullptr, nullptr));
@@ -238,14 +215,8 @@ TEST_F(ProgramBuildTest, BuildErrorsExplainThemselvesWithSourceLines)
                                                     CL_PROGRAM_BUILD_STATUS));
     EXPECT_EQ(CL_INVALID_PROGRAM_EXECUTABLE, ErrorOf(clCreateKernel, program, "k"));
 
-    const unsigned char vJunk[] = "not an ELF image";
-    const unsigned char* pJunk = vJunk;
-    const size_t nJunk = sizeof(vJunk);
-    cl_int nBinaryStatus = CL_SUCCESS;
-    EXPECT_EQ(nullptr, clCreateProgramWithBinary(m_Context, 1, &m_Device, &nJunk, &pJunk,
-                                                 &nBinaryStatus, &nError));
-    EXPECT_EQ(CL_INVALID_BINARY, nError);
-    EXPECT_EQ(CL_INVALID_BINARY, nBinaryStatus);
+    const std::string strJunk = "not an ELF image";
+    ExpectBinaryRefused(std::vector<char>(strJunk.begin(), strJunk.end()));
 }
 
 TEST_F(ProgramBuildTest, ProgramsListTheirKernelsAndHoldTheirBuildWhileKernelsLive)

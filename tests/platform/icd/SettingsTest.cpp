@@ -6,10 +6,25 @@
 
 using namespace XAN_Test;
 
-TEST(SettingsTest, OlderFamilyDevice)
+TEST(SettingsTest, EachSettingTakesEffect)
 {
-    EXPECT_EQ(0, RunInChild("Child.OlderFamily",
-                            {{"NORDVANE_OCL_DEVICE", "fennel"}, {"NORDVANE_OCL_BUILD", "1445.5"}}));
+    const struct
+    {
+        const char* pChild;
+        std::vector<std::pair<std::string, std::string>> vEnvironment;
+    } vCases[] = {
+        {"Child.OlderFamily",
+         {{"NORDVANE_OCL_DEVICE", "fennel"}, {"NORDVANE_OCL_BUILD", "1445.5"}}},
+        {"Child.HiddenExtensions",
+         {{"NORDVANE_OCL_HIDE_EXTENSIONS", "cl_xan_event_callback,cl_xan_object_metadata"}}},
+        {"Child.ExtraCPUDeviceAndSecondPlatform",
+         {{"NORDVANE_OCL_CPU_DEVICE", "1"}, {"NORDVANE_OCL_SECOND_PLATFORM", "1"}}},
+        {"Child.BuildOptionsFromTheEnvironment", {{"NORDVANE_OCL_BUILD_OPTIONS", "-g -bogus"}}},
+    };
+    for (const auto& test : vCases)
+    {
+        EXPECT_EQ(0, RunInChild(test.pChild, test.vEnvironment)) << test.pChild;
+    }
 }
 
 // The older family's launches are data cases (ids_2d and others with device = "fennel").
@@ -20,13 +35,6 @@ XAN_CHILD_TEST(OlderFamily)
     EXPECT_EQ(32u, Info<cl_uint>(clGetDeviceInfo, m_Device, CL_DEVICE_ADDRESS_BITS));
 }
 
-TEST(SettingsTest, HiddenExtensions)
-{
-    EXPECT_EQ(0, RunInChild("Child.HiddenExtensions",
-                            {{"NORDVANE_OCL_HIDE_EXTENSIONS",
-                              "cl_xan_event_callback,cl_xan_object_metadata"}}));
-}
-
 XAN_CHILD_TEST(HiddenExtensions)
 {
     EXPECT_EQ("cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64",
@@ -35,13 +43,6 @@ XAN_CHILD_TEST(HiddenExtensions)
     const cl_context_properties vProperties[] = {CL_CONTEXT_INTERCEPT_CALLBACK_XAN, 1, 0};
     EXPECT_EQ(CL_INVALID_PROPERTY,
               ErrorOf(clCreateContext, vProperties, 1, &m_Device, nullptr, nullptr));
-}
-
-TEST(SettingsTest, ExtraCPUDeviceAndSecondPlatform)
-{
-    EXPECT_EQ(
-        0, RunInChild("Child.ExtraCPUDeviceAndSecondPlatform",
-                      {{"NORDVANE_OCL_CPU_DEVICE", "1"}, {"NORDVANE_OCL_SECOND_PLATFORM", "1"}}));
 }
 
 XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
@@ -68,11 +69,9 @@ XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
     // Both devices of the other platform and the CPU run kernels.
     for (cl_device_id device : {cpu, FirstDevice(other)})
     {
-        cl_int nError = CL_SUCCESS;
-        cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
-        ASSERT_EQ(CL_SUCCESS, nError);
+        cl_context context = Made(clCreateContext, nullptr, 1, &device, nullptr, nullptr);
         const char* pDummy = "__kernel void dummy( void ) { }\n";
-        cl_program program = clCreateProgramWithSource(context, 1, &pDummy, nullptr, &nError);
+        cl_program program = Made(clCreateProgramWithSource, context, 1, &pDummy, nullptr);
         EXPECT_EQ(CL_SUCCESS, clBuildProgram(program, 0, nullptr, nullptr, nullptr, nullptr));
         clReleaseProgram(program);
         clReleaseContext(context);
@@ -80,12 +79,6 @@ XAN_CHILD_TEST(ExtraCPUDeviceAndSecondPlatform)
     // Devices of two platforms don't share a context.
     cl_device_id vMixed[] = {FirstDevice(nordvane), FirstDevice(other)};
     EXPECT_EQ(CL_INVALID_DEVICE, ErrorOf(clCreateContext, nullptr, 2, vMixed, nullptr, nullptr));
-}
-
-TEST(SettingsTest, BuildOptionsFromTheEnvironment)
-{
-    EXPECT_EQ(0, RunInChild("Child.BuildOptionsFromTheEnvironment",
-                            {{"NORDVANE_OCL_BUILD_OPTIONS", "-g -bogus"}}));
 }
 
 XAN_CHILD_TEST(BuildOptionsFromTheEnvironment)

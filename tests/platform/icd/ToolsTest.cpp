@@ -1,44 +1,12 @@
 // Programs written for any OpenCL platform, run against this one: clinfo and pyopencl.
 #include "ICDTestSupport.h"
 
-#include <cstdio>
 #include <regex>
 
 using namespace XAN_Test;
 
 namespace
 {
-// A program of the system loads the platform; a sanitized platform needs the sanitizer's
-// runtime in it. Leaks of the program itself are not the platform's.
-std::string SystemProgram(const std::string& strCommand)
-{
-#ifdef XAN_SANITIZER_RUNTIME
-    return std::string("LD_PRELOAD=") + XAN_SANITIZER_RUNTIME + " ASAN_OPTIONS=detect_leaks=0 " +
-           strCommand;
-#else
-    return strCommand;
-#endif
-}
-
-// The command's output and exit status.
-int RunCommand(const std::string& strCommand, std::string& strOutput)
-{
-    strOutput.clear();
-    FILE* pPipe = popen((SystemProgram(strCommand) + " 2>&1").c_str(), "r");
-    if (pPipe == nullptr)
-    {
-        return -1;
-    }
-    char vBuffer[4096];
-    size_t nRead = 0;
-    while ((nRead = fread(vBuffer, 1, sizeof(vBuffer), pPipe)) != 0)
-    {
-        strOutput.append(vBuffer, nRead);
-    }
-    const int nStatus = pclose(pPipe);
-    return WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : -1;
-}
-
 bool HasLine(const std::string& strOutput, const std::string& strName, const std::string& strValue)
 {
     const std::regex line("(^|\n) *" + strName + " +" + strValue + "\n");

@@ -1,4 +1,5 @@
 #include "CILAssembler.h"
+#include "ILCorpus.h"
 #include "ILTestTokens.h"
 #include "ShaderUtils/IL/ILFormat.h"
 
@@ -20,10 +21,8 @@ const unsigned int MOD = IL_REG_MODIFIER_PRESENT;
 // The tokens of one statement in a program, without the header.
 std::vector<unsigned int> Statement(const std::string& strStatement)
 {
-    CILAssembler assembler;
-    std::vector<unsigned int> vTokens;
-    EXPECT_TRUE(assembler.Assemble("il_cs_2_0\n" + strStatement, vTokens))
-        << strStatement << ": " << assembler.GetError().ToString();
+    SCOPED_TRACE(strStatement.substr(0, 80));
+    const std::vector<unsigned int> vTokens = AssembleOrFail("il_cs_2_0\n" + strStatement);
     if (vTokens.size() < 2)
     {
         return {};

@@ -1,9 +1,13 @@
 #include "ILCorpus.h"
 
+#include "CILAssembler.h"
+#include "CILDisassembler.h"
 #include "ILTextForms.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
 #include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdio>
 
@@ -191,6 +195,24 @@ std::vector<std::string> MakeStatements()
     return vStatements;
 }
 } // namespace
+
+std::vector<unsigned int> AssembleOrFail(const std::string& strText,
+                                         std::vector<unsigned int>* pvLines)
+{
+    CILAssembler assembler;
+    std::vector<unsigned int> vTokens;
+    EXPECT_TRUE(assembler.Assemble(strText, vTokens, pvLines)) << assembler.GetError().ToString();
+    return vTokens;
+}
+
+std::string DisassembleOrFail(const std::vector<unsigned int>& vTokens)
+{
+    CILDisassembler disassembler;
+    std::string strText;
+    EXPECT_TRUE(disassembler.Disassemble(vTokens.data(), vTokens.size(), strText))
+        << disassembler.GetError().ToString();
+    return strText;
+}
 
 const std::vector<std::string>& GetILCorpusStatements()
 {

@@ -28,6 +28,12 @@ bool IsILStatementOpCode(unsigned int nOpCode);
 // The statements, each a line of text without the header.
 const std::vector<std::string>& GetILCorpusStatements();
 
+// Tokens of IL text and text of IL tokens, which must succeed; with pvLines, the line of each
+// element.
+std::vector<unsigned int> AssembleOrFail(const std::string& strText,
+                                         std::vector<unsigned int>* pvLines = nullptr);
+std::string DisassembleOrFail(const std::vector<unsigned int>& vTokens);
+
 // The corpus as one program: a leading macro, the header, the statements
 // and end.
 const std::string& GetILCorpusProgram();

@@ -1,8 +1,6 @@
 // The library cleans IL text with its state machine before the compiler-library
 // converter sees it: the assembler must give the same tokens for the cleaned
 // text as for the text the disassembler printed.
-#include "CILAssembler.h"
-#include "CILDisassembler.h"
 #include "ILCorpus.h"
 #include "ILProcessingStateMachine.h"
 
@@ -11,18 +9,10 @@
 #include <string>
 #include <vector>
 
-using namespace XAN_Platform;
+using namespace XAN_Test;
 
 namespace
 {
-std::vector<unsigned int> AssembleOrFail(const std::string& strText)
-{
-    CILAssembler assembler;
-    std::vector<unsigned int> vTokens;
-    EXPECT_TRUE(assembler.Assemble(strText, vTokens)) << assembler.GetError().ToString();
-    return vTokens;
-}
-
 // Runs the state machine in place, as the library does.
 std::string Prepare(std::string strText)
 {
@@ -51,12 +41,10 @@ std::string WithCrLf(const std::string& strText)
 
 TEST(ILPreparationTest, PreparedCorpusAssemblesToTheSameTokens)
 {
-    const std::vector<unsigned int> vOriginal = AssembleOrFail(XAN_Test::GetILCorpusProgram());
+    const std::vector<unsigned int> vOriginal = AssembleOrFail(GetILCorpusProgram());
     ASSERT_FALSE(vOriginal.empty());
-
-    std::string strCanonical;
-    CILDisassembler disassembler;
-    ASSERT_TRUE(disassembler.Disassemble(vOriginal.data(), vOriginal.size(), strCanonical));
+    const std::string strCanonical = DisassembleOrFail(vOriginal);
+    ASSERT_FALSE(strCanonical.empty());
 
     const std::string strPrepared = Prepare(strCanonical);
     EXPECT_NE(strPrepared, strCanonical) << "the corpus has lines the state machine joins";

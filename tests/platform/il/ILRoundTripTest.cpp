@@ -1,5 +1,3 @@
-#include "CILAssembler.h"
-#include "CILDisassembler.h"
 #include "ILCorpus.h"
 #include "ILTextForms.h"
 #include "ShaderUtils/IL/ILFormat.h"
@@ -12,27 +10,10 @@
 
 using namespace ShaderUtils;
 using namespace XAN_Platform;
+using namespace XAN_Test;
 
 namespace
 {
-std::vector<unsigned int> Assemble(const std::string& strText,
-                                   std::vector<unsigned int>* pvLines = nullptr)
-{
-    CILAssembler assembler;
-    std::vector<unsigned int> vTokens;
-    EXPECT_TRUE(assembler.Assemble(strText, vTokens, pvLines)) << assembler.GetError().ToString();
-    return vTokens;
-}
-
-std::string Disassemble(const std::vector<unsigned int>& vTokens)
-{
-    CILDisassembler disassembler;
-    std::string strText;
-    EXPECT_TRUE(disassembler.Disassemble(vTokens.data(), vTokens.size(), strText))
-        << disassembler.GetError().ToString();
-    return strText;
-}
-
 std::vector<std::string> Lines(const std::string& strText)
 {
     std::vector<std::string> vLines;
@@ -87,11 +68,11 @@ std::string RewriteWavesize(std::string strText)
 
 TEST(ILRoundTripTest, CorpusTextTokensTextTokensIsIdentical)
 {
-    const std::vector<unsigned int> vTokens = Assemble(XAN_Test::GetILCorpusProgram());
-    const std::string strText = Disassemble(vTokens);
+    const std::vector<unsigned int> vTokens = AssembleOrFail(GetILCorpusProgram());
+    const std::string strText = DisassembleOrFail(vTokens);
     std::vector<unsigned int> vLines;
-    EXPECT_EQ(vTokens, Assemble(strText, &vLines));
-    EXPECT_EQ(strText, Disassemble(Assemble(strText)));
+    EXPECT_EQ(vTokens, AssembleOrFail(strText, &vLines));
+    EXPECT_EQ(strText, DisassembleOrFail(AssembleOrFail(strText)));
 
     // One element per line and no blank line: line n is element n.
     const std::size_t nElements = Elements(vTokens).size();
@@ -105,18 +86,18 @@ TEST(ILRoundTripTest, CorpusTextTokensTextTokensIsIdentical)
 
 TEST(ILRoundTripTest, EveryStatementRoundTripsAlone)
 {
-    for (const std::string& strStatement : XAN_Test::GetILCorpusStatements())
+    for (const std::string& strStatement : GetILCorpusStatements())
     {
-        const std::vector<unsigned int> vTokens = Assemble("il_cs_2_0\n" + strStatement);
-        EXPECT_EQ(vTokens, Assemble(Disassemble(vTokens))) << strStatement.substr(0, 80);
+        const std::vector<unsigned int> vTokens = AssembleOrFail("il_cs_2_0\n" + strStatement);
+        EXPECT_EQ(vTokens, AssembleOrFail(DisassembleOrFail(vTokens)))
+            << strStatement.substr(0, 80);
     }
 }
 
 TEST(ILRoundTripTest, CorpusCoversEveryOpcodeAndExtendedForm)
 {
     std::set<std::string> printed;
-    for (const std::vector<unsigned int>& vElement :
-         Elements(Assemble(XAN_Test::GetILCorpusProgram())))
+    for (const std::vector<unsigned int>& vElement : Elements(AssembleOrFail(GetILCorpusProgram())))
     {
         const unsigned int nToken = vElement[0];
         const ILTextForm& form = GetILTextForm(GetILOpCode(nToken));
@@ -152,8 +133,8 @@ TEST(ILRoundTripTest, CorpusCoversEveryOpcodeAndExtendedForm)
 
 TEST(ILRoundTripTest, JoinedCommentsIndentsAndLineEndsAssembleAlike)
 {
-    const std::vector<unsigned int> vTokens = Assemble(XAN_Test::GetILCorpusProgram());
-    const std::vector<std::string> vLines = Lines(Disassemble(vTokens));
+    const std::vector<unsigned int> vTokens = AssembleOrFail(GetILCorpusProgram());
+    const std::vector<std::string> vLines = Lines(DisassembleOrFail(vTokens));
 
     // Every comment line joined onto the line before it, as the converter's
     // preparation does after func, mdef and mend lines, chains included.
@@ -165,19 +146,19 @@ TEST(ILRoundTripTest, JoinedCommentsIndentsAndLineEndsAssembleAlike)
         strJoined += (bComment ? (i % 2 ? " " : "\t ") : (i == 0 ? "" : "\n")) + vLines[i];
         strLoose += "  " + vLines[i] + "\t\r\n" + (i % 3 == 0 ? "\r\n \n" : "");
     }
-    EXPECT_EQ(vTokens, Assemble(strJoined));
-    EXPECT_EQ(vTokens, Assemble(strLoose));
+    EXPECT_EQ(vTokens, AssembleOrFail(strJoined));
+    EXPECT_EQ(vTokens, AssembleOrFail(strLoose));
 }
 
 TEST(ILRoundTripTest, WavesizeRewriteKeepsEveryOtherElementInPlace)
 {
-    const std::string strText = Disassemble(Assemble(XAN_Test::GetILCorpusProgram()));
+    const std::string strText = DisassembleOrFail(AssembleOrFail(GetILCorpusProgram()));
     ASSERT_NE(std::string::npos, strText.find("\ndcl_wavesize 64\n"));
-    const std::vector<std::vector<unsigned int>> vOriginal = Elements(Assemble(strText));
+    const std::vector<std::vector<unsigned int>> vOriginal = Elements(AssembleOrFail(strText));
     const std::vector<std::vector<unsigned int>> vRewritten =
-        Elements(Assemble(RewriteWavesize(strText)));
+        Elements(AssembleOrFail(RewriteWavesize(strText)));
     ASSERT_EQ(vOriginal.size(), vRewritten.size());
-    const std::vector<unsigned int> vRemoved = Assemble("il_cs_2_0\n; DCL_WAVESIZE removed");
+    const std::vector<unsigned int> vRemoved = AssembleOrFail("il_cs_2_0\n; DCL_WAVESIZE removed");
     unsigned int nRewritten = 0;
     for (std::size_t i = 0; i < vOriginal.size(); ++i)
     {
@@ -196,5 +177,5 @@ TEST(ILRoundTripTest, WavesizeRewriteKeepsEveryOtherElementInPlace)
 
     // A kernel without the declaration is left as it is.
     const std::string strKernel = "il_cs_2_0\nfunc 1024\n;k\nmov r0, r1\nret\nendfunc\nend\n";
-    EXPECT_EQ(Assemble(strKernel), Assemble(RewriteWavesize(strKernel)));
+    EXPECT_EQ(AssembleOrFail(strKernel), AssembleOrFail(RewriteWavesize(strKernel)));
 }

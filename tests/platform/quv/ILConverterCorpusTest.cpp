@@ -2,27 +2,14 @@
 #include "Modules/DNKModule.h"
 #include "Modules/QUVRTModule.h"
 
-#include "CILAssembler.h"
 #include "ILCorpus.h"
 
 #include <gtest/gtest.h>
-
-#include <cstring>
 
 using namespace XAN_ElfUtils;
 
 // The library's two converters, the runtime's extension and the compiler library, each bound
 // by name, on the whole IL corpus.
-namespace
-{
-std::vector<char> Bytes(const std::vector<unsigned int>& vTokens)
-{
-    std::vector<char> vBytes(vTokens.size() * 4);
-    memcpy(vBytes.data(), vTokens.data(), vBytes.size());
-    return vBytes;
-}
-} // namespace
-
 TEST(ILConverterCorpusTest, BothConvertersGiveTheAssemblersTokens)
 {
     QUVRTModule runtime("liborvquvrt64.so");
@@ -36,10 +23,10 @@ TEST(ILConverterCorpusTest, BothConvertersGiveTheAssemblersTokens)
     ASSERT_FALSE(viaCompiler.IsQuvILConverterInUse());
 
     const std::string& strProgram = XAN_Test::GetILCorpusProgram();
-    std::vector<unsigned int> vTokens;
-    XAN_Platform::CILAssembler assembler;
-    ASSERT_TRUE(assembler.Assemble(strProgram, vTokens)) << assembler.GetError().ToString();
-    const std::vector<char> vExpected = Bytes(vTokens);
+    const std::vector<unsigned int> vTokens = XAN_Test::AssembleOrFail(strProgram);
+    ASSERT_FALSE(vTokens.empty());
+    const char* pTokens = reinterpret_cast<const char*>(vTokens.data());
+    const std::vector<char> vExpected(pTokens, pTokens + vTokens.size() * 4);
 
     std::vector<char> vFromRuntime;
     std::vector<char> vFromCompiler;

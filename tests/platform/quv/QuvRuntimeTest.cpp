@@ -3,7 +3,7 @@
 #include "Modules/QUVRTModule.h"
 #include "XANQuvRuntime.h"
 
-#include "CILAssembler.h"
+#include "ILCorpus.h"
 
 #include <gtest/gtest.h>
 
@@ -96,9 +96,7 @@ TEST(QuvRuntimeTest, ConvertsTextToTokensAndBack)
     uint32_t nSize = 0;
     ASSERT_EQ(QUV_SUCCESS, converter.pfnTextToBinary(&pBinary, &nSize, 1, KERNEL));
 
-    std::vector<unsigned int> vExpected;
-    XAN_Platform::CILAssembler assembler;
-    ASSERT_TRUE(assembler.Assemble(KERNEL, vExpected));
+    const std::vector<unsigned int> vExpected = XAN_Test::AssembleOrFail(KERNEL);
     ASSERT_EQ(vExpected.size() * 4, nSize);
     EXPECT_EQ(0, memcmp(vExpected.data(), pBinary, nSize));
 

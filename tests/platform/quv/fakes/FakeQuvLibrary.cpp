@@ -1,19 +1,8 @@
-// A library with the names of the low-level runtime's three libraries, all of them, or, built
-// with XAN_FAKE_LACKING, all but one name of each.
+// The names of the low-level runtime's three libraries that every runtime fake offers; the
+// complete fake adds FakeQuvLackable.cpp.
 
-#define FAKE_EXPORT(name)                                                                          \
-    extern "C" __attribute__((visibility("default"))) int name(void)                               \
-    {                                                                                              \
-        return 0;                                                                                  \
-    }
+#include "FakeExport.h"
 
-#ifdef XAN_FAKE_LACKING
-#define FAKE_LACKABLE(name)
-#else
-#define FAKE_LACKABLE(name) FAKE_EXPORT(name)
-#endif
-
-FAKE_LACKABLE(quvCtxCreate)
 FAKE_EXPORT(quvCtxDestroy)
 FAKE_EXPORT(quvCtxFlush)
 FAKE_EXPORT(quvCtxGetMem)
@@ -58,7 +47,6 @@ FAKE_EXPORT(quvclDisassembleImage)
 FAKE_EXPORT(quvclDisassembleObject)
 FAKE_EXPORT(quvclExtGetProc)
 FAKE_EXPORT(quvclExtSupported)
-FAKE_LACKABLE(quvclFreeImage)
 FAKE_EXPORT(quvclFreeObject)
 FAKE_EXPORT(quvclGetErrorString)
 FAKE_EXPORT(quvclGetVersion)
@@ -68,4 +56,3 @@ FAKE_EXPORT(quvclLink)
 
 FAKE_EXPORT(quvddiGetExport)
 FAKE_EXPORT(quvddiGetVersion)
-FAKE_LACKABLE(quvddiInit)
