@@ -202,28 +202,31 @@ bool CShaderDebuggerIL::DoExecute(bool bRecordSteps)
     return m_pHost != NULL && m_pCurrentShader != NULL && m_pCurrentShader->Execute(bRecordSteps);
 }
 
-bool CShaderDebuggerIL::Step()
+bool CShaderDebuggerIL::Command(bool (CShaderDebuggerShaderIL::*pMove)(),
+                                bool (CShaderDebuggerShaderIL::*pAfter)())
 {
     CShaderDebuggerShaderIL* pShader = GetILShader();
-    return pShader != NULL && pShader->Step() && Execute() && pShader->PostStep();
+    return pShader != NULL && (pShader->*pMove)() && Execute() && (pShader->*pAfter)();
+}
+
+bool CShaderDebuggerIL::Step()
+{
+    return Command(&CShaderDebuggerShaderIL::Step, &CShaderDebuggerShaderIL::PostStep);
 }
 
 bool CShaderDebuggerIL::Back()
 {
-    CShaderDebuggerShaderIL* pShader = GetILShader();
-    return pShader != NULL && pShader->Back() && Execute() && pShader->PostBack();
+    return Command(&CShaderDebuggerShaderIL::Back, &CShaderDebuggerShaderIL::PostBack);
 }
 
 bool CShaderDebuggerIL::Run()
 {
-    CShaderDebuggerShaderIL* pShader = GetILShader();
-    return pShader != NULL && pShader->Run() && Execute() && pShader->PostStep();
+    return Command(&CShaderDebuggerShaderIL::Run, &CShaderDebuggerShaderIL::PostStep);
 }
 
 bool CShaderDebuggerIL::RunBack()
 {
-    CShaderDebuggerShaderIL* pShader = GetILShader();
-    return pShader != NULL && pShader->RunBack() && Execute() && pShader->PostBack();
+    return Command(&CShaderDebuggerShaderIL::RunBack, &CShaderDebuggerShaderIL::PostBack);
 }
 
 uint32_t CShaderDebuggerIL::GetCurrentLine()
@@ -721,60 +724,49 @@ CShaderDebuggerResult* CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc
                                                         CShaderDebuggerBuffer* pResultBuffer,
                                                         CShaderDebuggerBuffer* pExecMaskBuffer)
 {
-    if (reg == g_Reg_NULL)
-    {
-        CShaderDebuggerResult* pResult = GetOrCreateResult(m_Results, g_szNoDestinationRegister);
-        SDU_Assert(m_pHost, pResult);
-        if (pResult == NULL)
-        {
-            delete pResultBuffer;
-            delete pExecMaskBuffer;
-            return NULL;
-        }
-        m_pLastResult = pResult;
-        pResult->AddStep(pc, reg.mask);
-        pResult->SetResultBuffer(pResultBuffer, NULL, 0, 0, 0);
-        pResult->SetExecMaskBuffer(pExecMaskBuffer);
-        return pResult;
-    }
-    const std::string strRegName = GetILRegisterName(reg.reg, false);
-    if (m_bTrackSelectedRegisters && m_vTrackingRegisters.count(strRegName) == 0)
-    {
-        delete pResultBuffer;
-        delete pExecMaskBuffer;
-        return NULL;
-    }
+    std::unique_ptr<CShaderDebuggerBuffer> pResultData(pResultBuffer);
+    std::unique_ptr<CShaderDebuggerBuffer> pExecMask(pExecMaskBuffer);
+    // A run for the exec mask alone is filed under a name of its own, without a merge.
+    const bool bNoDestination = reg == g_Reg_NULL;
     Register realReg = reg;
     size_t nFirst = 0;
     size_t nComponents = 0;
-    if (reg.reg.type == RT_PrivateUAVAccess)
+    if (!bNoDestination)
     {
-        const uint32_t nAvail = ((reg.reg.index + 16) & ~15u) - reg.reg.index;
-        const uint32_t nBytes = 4 * static_cast<uint32_t>(std::bitset<16>(reg.mask).count());
-        if (nBytes > nAvail)
+        if (m_bTrackSelectedRegisters &&
+            m_vTrackingRegisters.count(GetILRegisterName(reg.reg, false)) == 0)
         {
-            LogError(m_pHost, "No support for writes across 16 byte private UAV boundaries");
-            delete pResultBuffer;
-            delete pExecMaskBuffer;
             return NULL;
         }
-        realReg.reg.index = reg.reg.index >> 4;
-        nFirst = (reg.reg.index - 16 * realReg.reg.index) >> 2;
-        nComponents = nBytes >> 2;
+        if (reg.reg.type == RT_PrivateUAVAccess)
+        {
+            // The index is a byte offset; the result holds the 16-byte block around it.
+            const uint32_t nAvail = ((reg.reg.index + 16) & ~15u) - reg.reg.index;
+            const uint32_t nBytes = 4 * static_cast<uint32_t>(std::bitset<16>(reg.mask).count());
+            if (nBytes > nAvail)
+            {
+                LogError(m_pHost, "No support for writes across 16 byte private UAV boundaries");
+                return NULL;
+            }
+            realReg.reg.index = reg.reg.index >> 4;
+            nFirst = (reg.reg.index - 16 * realReg.reg.index) >> 2;
+            nComponents = nBytes >> 2;
+        }
+        UpdateResultDataType(pc, realReg);
     }
-    UpdateResultDataType(pc, realReg);
-    CShaderDebuggerResult* pResult = GetResult(realReg);
+    CShaderDebuggerResult* pResult = bNoDestination
+                                         ? GetOrCreateResult(m_Results, g_szNoDestinationRegister)
+                                         : GetResult(realReg);
     SDU_Assert(m_pHost, pResult);
     if (pResult == NULL)
     {
-        delete pResultBuffer;
-        delete pExecMaskBuffer;
         return NULL;
     }
     m_pLastResult = pResult;
     pResult->AddStep(pc, realReg.mask);
-    pResult->SetResultBuffer(pResultBuffer, pExecMaskBuffer, nFirst, 0, nComponents);
-    pResult->SetExecMaskBuffer(pExecMaskBuffer);
+    pResult->SetResultBuffer(pResultData.release(), bNoDestination ? NULL : pExecMask.get(), nFirst,
+                             0, nComponents);
+    pResult->SetExecMaskBuffer(pExecMask.release());
     return pResult;
 }
 

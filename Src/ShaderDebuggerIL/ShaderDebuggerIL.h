@@ -128,6 +128,9 @@ private:
 
     // Ends a start that failed from the creation of the target buffers on: no shader stays.
     bool FailStart();
+    // A command: the shader's move, the execution of what it chose, and the choice behind it.
+    bool Command(bool (CShaderDebuggerShaderIL::*pMove)(),
+                 bool (CShaderDebuggerShaderIL::*pAfter)());
     // Releases the shader, the buffers and the results of a run.
     void ReleaseRun(bool bUpdateBuffers);
     static void DeleteResults(ResultMap& results);

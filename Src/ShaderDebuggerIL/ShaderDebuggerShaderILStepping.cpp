@@ -220,6 +220,8 @@ bool CShaderDebuggerShaderIL::UpdateNextInst()
         }
         return true;
     }
+    // The outline macro returns to its mcall as a function returns to its call.
+    case IL_OP_MEND:
     case IL_OP_ENDFUNC:
         if (m_CallStack.empty())
         {
