@@ -19,6 +19,11 @@ const std::set<std::string> EXPORTS = {
     "xanclDebugSetDispatchTable",
     "xanclDebugUtilStringToDebugRegisterLocator",
     "xanclDebugUtilDebugRegisterLocatorToString",
+    "xanclInterceptCreateKernel",
+    "xanclInterceptCreateKernelsInProgram",
+    "xanclInterceptRetainKernel",
+    "xanclInterceptReleaseKernel",
+    "xanclInterceptSetKernelArg",
 };
 
 // The lines that a binutils command prints about the library.
