@@ -280,9 +280,23 @@ TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
     EXPECT_TRUE(Calls().empty());
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
 
-    // A flagged queue in a context without a callback is refused.
+    // A flagged queue in a context without a callback keeps its flag and is never intercepted.
+    const size_t nCalls = Calls().size();
     cl_context context = Made(clCreateContext, nullptr, 1, &m_Device, nullptr, nullptr);
-    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
-              ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
+    cl_command_queue flagged =
+        Made(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN);
+    EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN, Info<cl_command_queue_properties>(
+                                          clGetCommandQueueInfo, flagged, CL_QUEUE_PROPERTIES));
+    cl_mem buffer = Made(clCreateBuffer, context, CL_MEM_READ_WRITE, sizeof(cl_int), nullptr);
+    const cl_int nWritten = 42;
+    cl_int nRead = 0;
+    EXPECT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(flagged, buffer, CL_FALSE, 0, sizeof(cl_int),
+                                               &nWritten, 0, nullptr, nullptr));
+    EXPECT_EQ(CL_SUCCESS, clEnqueueReadBuffer(flagged, buffer, CL_TRUE, 0, sizeof(cl_int), &nRead,
+                                              0, nullptr, nullptr));
+    EXPECT_EQ(nWritten, nRead);
+    EXPECT_EQ(nCalls, Calls().size());
+    clReleaseMemObject(buffer);
+    clReleaseCommandQueue(flagged);
     clReleaseContext(context);
 }
