@@ -161,6 +161,18 @@ void LogPrivateMemoryTrace(Host& host, APIUsageLog& log)
         log << MemoryLine(nIndex * 16, bytes, 16);
     }
 }
+// Stores the number that a query answers, and logs it as "<label><number>\n".
+template <typename TNumber>
+xanclDebugStatus StoreNumber(TNumber* pOut, TNumber value, APIUsageLog& log, const char* pLabel)
+{
+    if (pOut == NULL)
+    {
+        return XANCLDEBUG_ERROR_NULL_ARGUMENT;
+    }
+    *pOut = value;
+    log << pLabel << value << "\n";
+    return XANCLDEBUG_SUCCESS;
+}
 } // namespace
 
 XANCL_API xanclDebugStatus xanclDebugGetProgramCounter(KernelDebugState* pKernelDebugState,
@@ -168,15 +180,9 @@ XANCL_API xanclDebugStatus xanclDebugGetProgramCounter(KernelDebugState* pKernel
 {
     return Query(
         __func__, EVENTS_HALTED,
-        [=](KernelDebugState&, Host& host, APIUsageLog& log)
-        {
-            if (pProgramCounter == NULL)
-            {
-                return XANCLDEBUG_ERROR_NULL_ARGUMENT;
-            }
-            *pProgramCounter = host.GetNextLine();
-            log << "Program counter = " << *pProgramCounter << "\n";
-            return XANCLDEBUG_SUCCESS;
+        [=](KernelDebugState&, Host& host, APIUsageLog& log) {
+            return StoreNumber<cl_uint>(pProgramCounter, host.GetNextLine(), log,
+                                        "Program counter = ");
         },
         pKernelDebugState, pProgramCounter);
 }
@@ -241,13 +247,8 @@ XANCL_API xanclDebugStatus xanclDebugGetNumBreakpoints(KernelDebugState* pKernel
         __func__, EVENTS_BEFORE_END,
         [=](KernelDebugState&, Host& host, APIUsageLog& log)
         {
-            if (pCount == NULL)
-            {
-                return XANCLDEBUG_ERROR_NULL_ARGUMENT;
-            }
-            *pCount = host.GetAllBreakpoints(NULL);
-            log << "Number of breakpoints = " << *pCount << "\n";
-            return XANCLDEBUG_SUCCESS;
+            return StoreNumber<size_t>(pCount, host.GetAllBreakpoints(NULL), log,
+                                       "Number of breakpoints = ");
         },
         pKernelDebugState, pCount);
 }
@@ -441,9 +442,8 @@ XANCL_API xanclDebugStatus xanclDebugGetNumberOfActiveRegisters(KernelDebugState
             {
                 return XANCLDEBUG_ERROR_OPERATION_FAILED;
             }
-            *pCount = vActiveRegisters.size();
-            log << "Number of active registers = " << *pCount << "\n";
-            return XANCLDEBUG_SUCCESS;
+            return StoreNumber(pCount, vActiveRegisters.size(), log,
+                               "Number of active registers = ");
         },
         pKernelDebugState, pCount);
 }

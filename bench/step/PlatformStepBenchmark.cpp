@@ -1,0 +1,177 @@
+// What stepping costs on the platform, measured side by side with the native launch: a Step and
+// a Continue to a breakpoint, each as a ratio to one native launch of the same kernel at the same
+// size, and the time of a Step on a small launch. Everything goes through the public header and
+// the ICD loader, as a front-end's would.
+//
+// Usage: PlatformStepBenchmark [work-item counts], default 4096 65536 1048576.
+
+#include "support/CorpusKernels.h"
+
+#include <XANOpenCLDebug.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace
+{
+typedef std::chrono::steady_clock Clock;
+
+double Seconds(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double Median(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0.0 : v[v.size() / 2];
+}
+
+// One kernel on the platform, made through the interception exports.
+struct Launch
+{
+    cl_context context = nullptr;
+    cl_command_queue queue = nullptr;
+    cl_program program = nullptr;
+    cl_kernel kernel = nullptr;
+    cl_mem buffer = nullptr;
+    size_t nItems = 0;
+
+    bool Open(const std::vector<char>& vBinary, const char* pKernel, size_t nWorkItems)
+    {
+        cl_platform_id platform = nullptr;
+        cl_device_id device = nullptr;
+        cl_int nError = clGetPlatformIDs(1, &platform, nullptr);
+        nError = nError != CL_SUCCESS
+                     ? nError
+                     : clGetDeviceIDs(platform, CL_DEVICE_TYPE_GPU, 1, &device, nullptr);
+        if (nError != CL_SUCCESS)
+        {
+            return false;
+        }
+        context = xanclInterceptCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
+        queue = xanclInterceptCreateCommandQueue(context, device, 0, &nError);
+        const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
+        const size_t nSize = vBinary.size();
+        program =
+            clCreateProgramWithBinary(context, 1, &device, &nSize, &pBinary, nullptr, &nError);
+        if (nError != CL_SUCCESS ||
+            clBuildProgram(program, 1, &device, "", nullptr, nullptr) != CL_SUCCESS)
+        {
+            return false;
+        }
+        kernel = xanclInterceptCreateKernel(program, pKernel, &nError);
+        nItems = nWorkItems;
+        buffer = clCreateBuffer(context, CL_MEM_READ_WRITE, nItems * 4, nullptr, &nError);
+        return nError == CL_SUCCESS &&
+               xanclInterceptSetKernelArg(kernel, 0, sizeof(cl_mem), &buffer) == CL_SUCCESS;
+    }
+
+    ~Launch()
+    {
+        clReleaseMemObject(buffer);
+        xanclInterceptReleaseKernel(kernel);
+        clReleaseProgram(program);
+        clReleaseCommandQueue(queue);
+        clReleaseContext(context);
+    }
+
+    double Native()
+    {
+        const Clock::time_point start = Clock::now();
+        clEnqueueNDRangeKernel(queue, kernel, 1, nullptr, &nItems, nullptr, 0, nullptr, nullptr);
+        clFinish(queue);
+        return Seconds(start);
+    }
+};
+
+// What a debug run measures: the time from each command to the next callback.
+struct Timing
+{
+    cl_uint nBreakpointLine = 0;
+    size_t nSteps = 0;
+    Clock::time_point commandTime;
+    std::vector<double> vSeconds;
+};
+
+cl_uint CL_CALLBACK Time(KernelDebugState* pState, cl_uint nEvent, void* pUserData)
+{
+    Timing* pTiming = static_cast<Timing*>(pUserData);
+    if (nEvent == XANCLDEBUG_EVENT_HALTED)
+    {
+        pTiming->vSeconds.push_back(Seconds(pTiming->commandTime));
+    }
+    if (nEvent == XANCLDEBUG_EVENT_STARTED && pTiming->nBreakpointLine != 0)
+    {
+        xanclDebugSetBreakpoint(pState, pTiming->nBreakpointLine, 0xFFFFFFFF, nullptr);
+    }
+    const bool bStep = pTiming->vSeconds.size() < pTiming->nSteps;
+    if (nEvent == XANCLDEBUG_EVENT_HALTED && !bStep)
+    {
+        // Measured: the rest of the launch runs natively.
+        xanclDebugClearAllBreakpoints(pState);
+    }
+    pTiming->commandTime = Clock::now();
+    return bStep ? XANCLDEBUG_COMMAND_STEP : XANCLDEBUG_COMMAND_CONTINUE;
+}
+
+double Debug(Launch& launch, Timing& timing)
+{
+    cl_event event = nullptr;
+    if (xanclDebugEnqueueNDRangeKernel(launch.queue, launch.kernel, 1, nullptr, &launch.nItems,
+                                       nullptr, 0, nullptr, &event, Time, &timing) != CL_SUCCESS)
+    {
+        return -1.0;
+    }
+    clWaitForEvents(1, &event);
+    clReleaseEvent(event);
+    return Median(timing.vSeconds);
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::vector<size_t> vSizes;
+    for (int i = 1; i < argc; ++i)
+    {
+        vSizes.push_back(std::strtoull(argv[i], nullptr, 10));
+    }
+    if (vSizes.empty())
+    {
+        vSizes = {4096, 65536, 1048576};
+    }
+    // straight: nine instructions, no flow control; the breakpoint is on its store.
+    const std::vector<char> vBinary = XAN_Test::ReadCorpusBinary("straight");
+    const cl_uint nStoreLine = 18;
+    std::printf("%10s %12s %10s %12s %14s %12s\n", "items", "native ms", "step ms", "step/native",
+                "continue ms", "cont/native");
+    for (size_t nItems : vSizes)
+    {
+        Launch launch;
+        if (vBinary.empty() || !launch.Open(vBinary, "straight", nItems))
+        {
+            std::fprintf(stderr, "cannot launch straight on the platform\n");
+            return 1;
+        }
+        std::vector<double> vNative;
+        for (int i = 0; i < 3; ++i)
+        {
+            vNative.push_back(launch.Native());
+        }
+        const double dNative = Median(vNative);
+        Timing step;
+        step.nSteps = 3;
+        const double dStep = Debug(launch, step);
+        Timing run;
+        run.nBreakpointLine = nStoreLine;
+        run.nSteps = 0;
+        const double dContinue = Debug(launch, run);
+        std::printf("%10zu %12.2f %10.2f %12.2f %14.2f %12.2f\n", nItems, dNative * 1e3,
+                    dStep * 1e3, dStep / dNative, dContinue * 1e3, dContinue / dNative);
+    }
+    return 0;
+}
