@@ -10,6 +10,7 @@
 #include "ShaderUtils/IL/ILShaderUtils.h"
 
 #include <cstdlib>
+#include <deque>
 
 namespace XAN_ShaderDebugger
 {
@@ -21,6 +22,18 @@ void Log(CShaderDebuggerHost* pHost, uint32_t nLevel, const char* pText)
 {
     SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
     SDU_Log(nLevel, "%s", pText);
+}
+
+// Returns to the call or mcall on top of the call stack; false with none open.
+bool ReturnToCaller(ProgramCounter& next, std::deque<ProgramCounter>& callStack)
+{
+    if (callStack.empty())
+    {
+        return false;
+    }
+    next = callStack.back();
+    callStack.pop_back();
+    return true;
 }
 
 // Goes to the start of the innermost loop for its next iteration.
@@ -200,7 +213,6 @@ bool CShaderDebuggerShaderIL::UpdateNextInst()
             next = ProgramCounter(nStart);
         }
         return true;
-    case IL_OP_END:
     case IL_OP_ENDMAIN:
         return false;
     case IL_OP_ENDLOOP:
@@ -220,16 +232,17 @@ bool CShaderDebuggerShaderIL::UpdateNextInst()
         }
         return true;
     }
-    // The outline macro returns to its mcall as a function returns to its call.
-    case IL_OP_MEND:
     case IL_OP_ENDFUNC:
-        if (m_CallStack.empty())
-        {
-            return false;
-        }
-        next = m_CallStack.back();
-        m_CallStack.pop_back();
-        return true;
+        return ReturnToCaller(next, m_CallStack);
+    // The outline macro's mend isn't an instruction, so the walk on from the macro's last
+    // instruction arrives at the func or end behind it. No other walk arrives there: a call
+    // jumps to its func directly, and endmain and endfunc end a walk before the end. The macro
+    // returns to its mcall, as a function to its call.
+    case IL_OP_FUNC:
+    case IL_OP_END:
+        return !m_CallStack.empty() &&
+               m_Instructions[m_CallStack.back().m_nPos].GetOpCode() == IL_OP_MCALL &&
+               ReturnToCaller(next, m_CallStack);
     case IL_OP_RET_LOGICALZ:
     case IL_OP_RET_LOGICALNZ:
         Log(GetHost(), 4, "Conditional returns are unsupported");
@@ -272,13 +285,7 @@ bool CShaderDebuggerShaderIL::ChooseNextInstruction()
 
     if (nOpCode == IL_OP_RET || nOpCode == IL_OP_RET_DYN)
     {
-        if (m_CallStack.empty())
-        {
-            return false;
-        }
-        next = m_CallStack.back();
-        m_CallStack.pop_back();
-        return true;
+        return ReturnToCaller(next, m_CallStack);
     }
     if (count > 0)
     {

@@ -27,6 +27,10 @@ uint32_t* Words(Bytes& memory)
 {
     return reinterpret_cast<uint32_t*>(memory.data());
 }
+
+// Handles that nothing dereferences: the debug loop only passes them on.
+cl_kernel const SCRIPTED_KERNEL = reinterpret_cast<cl_kernel>(0x5C1);
+cl_command_queue const SCRIPTED_QUEUE = reinterpret_cast<cl_command_queue>(0x5C2);
 } // namespace
 
 CScriptedDeviceBuffer::CScriptedDeviceBuffer(CShaderDebuggerHost* pHost, const BufferDesc& desc,
@@ -94,8 +98,8 @@ bool CScriptedDeviceBuffer::UpdateData(const void* pData, size_t nBufferSize)
 CScriptedHost::CScriptedHost(const std::string& strKernel, uint32_t nWidth, uint32_t nHeight,
                              uint32_t nDepth, const std::vector<std::vector<uint32_t>>& vArguments,
                              uint32_t nType)
-    : CShaderDebuggerHost(NULL), m_nExecutions(0), m_pDebugger(NULL), m_strKernel(strKernel),
-      m_pLiveBuffers(std::make_shared<size_t>(0))
+    : CShaderDebuggerHostCL(SCRIPTED_KERNEL, NULL), m_nExecutions(0), m_pDebugger(NULL),
+      m_strKernel(strKernel), m_pLiveBuffers(std::make_shared<size_t>(0))
 {
     m_Grid.m_Type = BT_Buffer;
     m_Grid.m_nShaderType = ST_Compute;
@@ -108,6 +112,8 @@ CScriptedHost::CScriptedHost(const std::string& strKernel, uint32_t nWidth, uint
     m_WorkSize[2] = m_Grid.m_nHeight;
     m_WorkSize[3] = m_Grid.m_nDepth;
     m_WorkSize[4] = 1;
+    const size_t globalSize[3] = {nWidth, m_Grid.m_nHeight, m_Grid.m_nDepth};
+    SetEnqueueData(m_WorkSize[0], NULL, globalSize, NULL);
     for (const std::vector<uint32_t>& vWords : vArguments)
     {
         std::shared_ptr<Bytes> pMemory = std::make_shared<Bytes>(vWords.size() * 4);
@@ -119,9 +125,14 @@ CScriptedHost::CScriptedHost(const std::string& strKernel, uint32_t nWidth, uint
     SDU_SetContext(this, false, "", "", 0, "");
 }
 
-bool CScriptedHost::Start(const std::vector<char>& vBinary)
+bool CScriptedHost::Start()
 {
-    return StartDebugging(vBinary.data(), vBinary.size(), NULL, m_WorkSize, 0);
+    return StartDebugging(m_vKernelBinary.data(), m_vKernelBinary.size(), NULL, m_WorkSize, 0);
+}
+
+cl_command_queue CScriptedHost::GetCommandQueue()
+{
+    return SCRIPTED_QUEUE;
 }
 
 uint32_t CScriptedHost::GetWorkItemCount() const

@@ -4,10 +4,11 @@
 // A host and device for the IL debugger without a GPU: device buffers are host memory, and an
 // execution fills the result and exec-mask buffers from a script keyed by the patched kernel's
 // target and the selector value. It records every binary loaded, every argument bound and every
-// execution, so that tests see what the debugger asked of the device.
+// execution, so that tests see what the debugger asked of the device. It is an OpenCL host with
+// handles of its own, so that the debug loop can drive it.
 
 #include "BufferDesc.h"
-#include "ShaderDebuggerHost.h"
+#include "ShaderDebuggerHostCL.h"
 #include "ShaderDebuggerIL/ShaderDebuggerIL.h"
 #include "support/AnalysisDoubles.h"
 
@@ -58,7 +59,7 @@ struct Binding
     Bytes value;
 };
 
-class CScriptedHost : public XAN_ShaderDebugger::CShaderDebuggerHost
+class CScriptedHost : public XAN_ShaderDebugger::CShaderDebuggerHostCL
 {
 public:
     // Work-items active at a target, for a selector value: the first ones of the grid.
@@ -73,7 +74,10 @@ public:
 
     // The debugger, registered and owned by this host.
     XAN_ShaderDebugger::CShaderDebuggerIL* Debugger() const { return m_pDebugger; }
-    bool Start(const std::vector<char>& vBinary);
+    // Starts debugging m_vKernelBinary on the launch.
+    bool Start();
+    // Dimension count, then four extents, as a debug run's state holds them.
+    const uint32_t* GetWorkSize() const { return m_WorkSize; }
     uint32_t GetWorkItemCount() const;
     // An application buffer's words.
     std::vector<uint32_t> Argument(size_t nIndex) const;
@@ -104,6 +108,18 @@ public:
     void SetLastError(const std::string& strError) override { m_strLastError = strError; }
     void Log(uint32_t, const std::string& strText) override { m_vLines.push_back(strText); }
 
+    std::vector<unsigned char>& GetKernelBinary() override { return m_vKernelBinary; }
+    cl_command_queue GetCommandQueue() override;
+    bool IsTidalReefs() override { return false; }
+    bool InitKernelArgInfo(cl_kernel) override { return true; }
+    bool GetGlobalMemory(uint32_t, uint64_t, uint64_t, void*, size_t*) override { return false; }
+    bool GetValidGlobalMemoryRegions(size_t, xanclDebugMemoryRegion*, size_t*) override
+    {
+        return false;
+    }
+    bool GetActiveRegisters(std::vector<std::string>*) override { return false; }
+
+    std::vector<unsigned char> m_vKernelBinary;
     ActiveScript m_Active;
     // Calls in order: "CreateDeviceBuffer", "SetShader", "ExecuteShader", "InitDevice",
     // "ResetDevice".
@@ -136,12 +152,12 @@ public:
     CScriptedKernel(const std::string& strKernel, const std::vector<char>& vBinary,
                     uint32_t nWidth = 8, uint32_t nHeight = 0, uint32_t nDepth = 0,
                     const std::vector<std::vector<uint32_t>>& vArguments = {{1, 2, 3, 4}})
-        : m_vBinary(vBinary), m_Named(strKernel, vBinary),
-          m_Host(strKernel, nWidth, nHeight, nDepth, vArguments)
+        : m_Named(strKernel, vBinary), m_Host(strKernel, nWidth, nHeight, nDepth, vArguments)
     {
+        m_Host.m_vKernelBinary.assign(vBinary.begin(), vBinary.end());
     }
 
-    bool Start() { return m_Host.Start(m_vBinary); }
+    bool Start() { return m_Host.Start(); }
     uint32_t At(const std::string& strText, unsigned int nth = 0) const
     {
         return m_Named.At(strText, nth);
@@ -153,7 +169,6 @@ public:
     }
     uint32_t Position() const { return Debugger().GetCurrentInstruction().m_nPos; }
 
-    std::vector<char> m_vBinary;
     CAnalyzedKernel m_Named;
     CScriptedHost m_Host;
 };

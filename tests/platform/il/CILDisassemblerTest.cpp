@@ -112,6 +112,10 @@ TEST(CILDisassemblerTest, RefusesTokensWithoutTextAndWritesNothing)
         {{0, HEADER_CS_2_0, 21}, 2, "unknown opcode, opcode 21"},
         {{0, HEADER_CS_2_0, IL_OP_UNKNOWN}, 2, "operand description"},
         {{0, HEADER_CS_2_0, IL_OP_MOV, nTemp}, 2, "end inside the instruction"},
+        // A comment's text is counted: no count, or more text than tokens, prints nothing.
+        {{0, HEADER_CS_2_0, IL_OP_COMMENT}, 2, "end inside the instruction"},
+        {{0, HEADER_CS_2_0, IL_OP_COMMENT, 2, 0x61}, 2, "end inside the instruction"},
+        {{0, HEADER_CS_2_0, IL_OP_COMMENT, 0xFFFFFFFF, 0x61}, 2, "longer than"},
         {{0, HEADER_CS_2_0, IL_OP_END, IL_OP_MOV, nTemp | (1u << 28), nTemp}, 3, "reserved bits"},
         {{0, HEADER_CS_2_0, IL_OP_MOV, nTemp, Operand(29, 0)}, 2, "register type 29"},
         {{0, HEADER_CS_2_0, IL_OP_MOV, nTemp, Operand(IL_REGTYPE_LAST, 0)}, 2, "register type 63"},
