@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
 #include <sstream>
 
 namespace XAN_Xancldb
@@ -185,6 +186,30 @@ bool ParseExamine(const std::vector<std::string>& vWords, SCommand& command, std
 }
 } // namespace
 
+ECommand CCommandParser::Find(const std::string& strName)
+{
+    std::istringstream stream(strName);
+    std::string strFirst;
+    std::string strTopic;
+    std::string strRest;
+    stream >> strFirst >> strTopic >> strRest;
+    const bool bInfo = strFirst == "info" || strFirst == "i";
+    if (!strRest.empty() || (!bInfo && !strTopic.empty()))
+    {
+        return CMD_None;
+    }
+    const SName* pName = bInfo ? std::begin(INFO_TOPICS) : std::begin(COMMANDS);
+    const SName* pEnd = bInfo ? std::end(INFO_TOPICS) : std::end(COMMANDS);
+    for (; pName != pEnd; ++pName)
+    {
+        if ((bInfo ? strTopic : strFirst) == pName->pName)
+        {
+            return pName->eCommand;
+        }
+    }
+    return CMD_None;
+}
+
 bool CCommandParser::Parse(const std::string& strLine, SCommand& command, std::string& strError)
 {
     command = SCommand();
@@ -206,27 +231,21 @@ bool CCommandParser::Parse(const std::string& strLine, SCommand& command, std::s
     const std::string strName = vWords[0].substr(0, nSlash);
     const std::string strSuffix =
         nSlash == std::string::npos ? std::string() : vWords[0].substr(nSlash + 1);
-    for (const SName& name : COMMANDS)
+    const bool bInfo = strName == "info" || strName == "i";
+    if (bInfo && vWords.size() < 2)
     {
-        command.eCommand = strName == name.pName ? name.eCommand : command.eCommand;
+        strError = "info what? breakpoints, display, mask, private, registers, args, kernel";
+        return false;
     }
-    if (strName == "info" || strName == "i")
+    command.eCommand = Find(bInfo ? "info " + vWords[1] : strName);
+    if (bInfo && command.eCommand == CMD_None)
     {
-        if (vWords.size() < 2)
-        {
-            strError = "info what? breakpoints, display, mask, private, registers, args, kernel";
-            return false;
-        }
-        for (const SName& topic : INFO_TOPICS)
-        {
-            command.eCommand = vWords[1] == topic.pName ? topic.eCommand : command.eCommand;
-        }
-        if (command.eCommand == CMD_None)
-        {
-            strError = "unknown info topic \"" + vWords[1] +
-                       "\": breakpoints, display, mask, private, registers, args, kernel";
-            return false;
-        }
+        strError = "unknown info topic \"" + vWords[1] +
+                   "\": breakpoints, display, mask, private, registers, args, kernel";
+        return false;
+    }
+    if (bInfo)
+    {
         vWords.erase(vWords.begin());
     }
     if (command.eCommand == CMD_None)
@@ -247,7 +266,10 @@ bool CCommandParser::Parse(const std::string& strLine, SCommand& command, std::s
     case CMD_Examine:
         return ParseExamine(vWords, command, strError);
     case CMD_Help:
-        command.strTopic = vWords.size() > 1 ? vWords[1] : "";
+        for (size_t i = 1; i < vWords.size(); ++i)
+        {
+            command.strTopic += (i == 1 ? "" : " ") + vWords[i];
+        }
         return true;
     default:
         break;

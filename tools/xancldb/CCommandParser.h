@@ -60,6 +60,8 @@ class CCommandParser
 public:
     // False with a message that says what is wrong; an empty line or a comment gives CMD_None.
     static bool Parse(const std::string& strLine, SCommand& command, std::string& strError);
+    // The command that a name, or "info" and a topic, stands for: "p", "i r"; CMD_None for none.
+    static ECommand Find(const std::string& strName);
 };
 } // namespace XAN_Xancldb
 

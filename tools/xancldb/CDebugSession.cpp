@@ -280,8 +280,9 @@ cl_uint CDebugSession::Interact()
         SCommand command;
         std::string strError;
         m_strCommand = strLine;
-        if (m_Options.bEcho && !m_Input.IsInteractive() &&
-            strLine.find_first_not_of(" \t") != std::string::npos)
+        const size_t nFirst = strLine.find_first_not_of(" \t");
+        if (m_Options.bEcho && !m_Input.IsInteractive() && nFirst != std::string::npos &&
+            strLine[nFirst] != '#')
         {
             Out("(xancldb) " + strLine + "\n");
         }
@@ -455,7 +456,8 @@ void CDebugSession::ReportStop(const std::string& strReason, uint32_t nBreakpoin
         for (const SDisplay& display : m_vDisplays)
         {
             SDisplayed displayed;
-            displayed.strExpression = display.command.strText;
+            displayed.strExpression =
+                display.command.strText.substr(display.command.strText.find(' ') + 1);
             displayed.strRegister = display.command.strRegister;
             std::string strError;
             displayed.bLive = GetValues(display.command.strRegister, displayed.vValues, strError);
@@ -577,14 +579,15 @@ bool CDebugSession::Execute(const SCommand& command, cl_uint& nAnswer)
         return false;
     }
     case CMD_Print:
-        Print(command);
+        Print(command, "");
         return false;
     case CMD_Display:
-        m_vDisplays.push_back(SDisplay{m_nNextDisplay++, command});
+        m_vDisplays.push_back(SDisplay{m_nNextDisplay, command});
         if (m_nEvent == XANCLDEBUG_EVENT_HALTED)
         {
-            Print(command);
+            Print(command, std::to_string(m_nNextDisplay) + ": ");
         }
+        ++m_nNextDisplay;
         return false;
     case CMD_Undisplay:
         if (command.vNumbers.empty())
@@ -735,7 +738,7 @@ void CDebugSession::DeleteBreakpoints(const SCommand& command)
     }
 }
 
-void CDebugSession::Print(const SCommand& command)
+void CDebugSession::Print(const SCommand& command, const std::string& strPrefix)
 {
     if (!NeedHalted())
     {
@@ -748,7 +751,7 @@ void CDebugSession::Print(const SCommand& command)
         Fail(strError);
         return;
     }
-    Out(FormatRegister(command, vValues, GetMask()));
+    Out(strPrefix + FormatRegister(command, vValues, GetMask()));
 }
 
 void CDebugSession::SelectWorkItem(const SCommand& command)

@@ -89,7 +89,7 @@ private:
 
     void AddBreakpoint(const SCommand& command);
     void DeleteBreakpoints(const SCommand& command);
-    void Print(const SCommand& command);
+    void Print(const SCommand& command, const std::string& strPrefix);
     void Examine(const SCommand& command);
     void ShowPrivate(const SCommand& command);
     void List(const SCommand& command);

@@ -1,6 +1,7 @@
 #include "CLineReader.h"
 
 #include <histedit.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,6 +14,11 @@ std::atomic<bool> CLineReader::s_bInterrupted(false);
 
 namespace
 {
+// The thread that reads the terminal: the library may call xancldb back on a thread of the
+// platform, and only a signal that reaches the reading thread ends its read.
+std::atomic<bool> g_bReading(false);
+pthread_t g_Reader;
+
 bool ReadStreamLine(FILE* pFile, std::string& strLine)
 {
     strLine.clear();
@@ -96,7 +102,10 @@ bool CLineReader::ReadLine(std::string& strLine)
     {
         int nCount = 0;
         s_bInterrupted = false;
+        g_Reader = pthread_self();
+        g_bReading = true;
         const char* pLine = el_gets(m_pEditLine, &nCount);
+        g_bReading = false;
         if (pLine == nullptr && nCount < 0 && errno == EINTR && TakeInterrupt())
         {
             // Ctrl-C drops the line being typed, as a shell does.
@@ -123,9 +132,13 @@ bool CLineReader::ReadLine(std::string& strLine)
     }
 }
 
-void CLineReader::OnInterrupt(int)
+void CLineReader::OnInterrupt(int nSignal)
 {
     s_bInterrupted = true;
+    if (g_bReading && !pthread_equal(pthread_self(), g_Reader))
+    {
+        pthread_kill(g_Reader, nSignal);
+    }
 }
 
 const char* CLineReader::Prompt(editline*)

@@ -1,5 +1,7 @@
 #include "HelpText.h"
 
+#include "CCommandParser.h"
+
 #include <sstream>
 
 namespace XAN_Xancldb
@@ -39,47 +41,47 @@ COMMANDS
 
 struct SEntry
 {
-    const char* pNames; // the command and its short forms, the first one the name
+    ECommand eCommand;
     const char* pText;
 };
 
 const SEntry ENTRIES[] = {
-    {"break b br", "break LINE\n    Stops at IL line LINE, or at the first instruction behind it; "
-                   "says where it landed."},
-    {"tbreak tb", "tbreak LINE\n    As break, deleted when it is hit."},
-    {"delete d", "delete [N...]\n    Deletes breakpoints N, or all of them."},
-    {"info breakpoints", "info breakpoints\n    Lists the breakpoints: number, kind, line, hits."},
-    {"step s stepi si", "step [N]\n    Runs N instructions (1) of all work-items together."},
-    {"continue c", "continue\n    Runs to the next breakpoint or to the end. On a terminal a "
+    {CMD_Break, "break LINE\n    Stops at IL line LINE, or at the first instruction behind it; "
+                "says where it landed."},
+    {CMD_TBreak, "tbreak LINE\n    As break, deleted when it is hit."},
+    {CMD_Delete, "delete [N...]\n    Deletes breakpoints N, or all of them."},
+    {CMD_InfoBreakpoints, "info breakpoints\n    Lists the breakpoints: number, kind, line, hits."},
+    {CMD_Step, "step [N]\n    Runs N instructions (1) of all work-items together."},
+    {CMD_Continue, "continue\n    Runs to the next breakpoint or to the end. On a terminal a "
                    "long run shows its progress;\n    Ctrl-C stops it at the next instruction."},
-    {"back reverse-step rs", "back [N]\n    Steps N instructions (1) back."},
-    {"run-back reverse-continue rc",
-     "run-back\n    Runs back to the last stop at a breakpoint, or to the start."},
-    {"run r", "run\n    Starts the launch again from its beginning; breakpoints and displays "
+    {CMD_Back, "back [N]\n    Steps N instructions (1) back."},
+    {CMD_RunBack, "run-back\n    Runs back to the last stop at a breakpoint, or to the start."},
+    {CMD_Run, "run\n    Starts the launch again from its beginning; breakpoints and displays "
               "stay."},
-    {"print p", "print[/FMT] REG[.xyzw] [@all] [--full]\n    The register of the selected "
+    {CMD_Print, "print[/FMT] REG[.xyzw] [@all] [--full]\n    The register of the selected "
                 "work-item; with @all of every work-item, summed up as\n    distinct values "
                 "with their counts and work-items; --full lists every work-item.\n    FMT: d "
                 "signed (default), u unsigned, x hexadecimal, f float."},
-    {"display", "display[/FMT] REG[.xyzw] [@all]\n    Prints the register at every stop."},
-    {"undisplay", "undisplay [N...]\n    Stops displaying N, or everything."},
-    {"info display", "info display\n    Lists what is displayed."},
-    {"info mask", "info mask\n    The active work-items as ranges, and a bitmap of each "
-                  "work-group ('#' active)."},
-    {"workitem wi", "workitem [X [Y [Z]]]\n    Selects the work-item by its global id, or shows "
-                    "the selected one."},
-    {"x", "x BUFFER[INDEX][@COUNT]\n    COUNT elements (1) of a buffer argument, by its name in "
-          "the launch file,\n    as they are at this point of the kernel."},
-    {"info private", "info private [BYTES]\n    The first BYTES (64) of the selected "
-                     "work-item's private memory."},
-    {"list l", "list [LINE]\n    The IL around LINE or the current line; '=>' marks the next "
+    {CMD_Display, "display[/FMT] REG[.xyzw] [@all]\n    Prints the register at every stop."},
+    {CMD_Undisplay, "undisplay [N...]\n    Stops displaying N, or everything."},
+    {CMD_InfoDisplay, "info display\n    Lists what is displayed."},
+    {CMD_InfoMask, "info mask\n    The active work-items as ranges, and a bitmap of each "
+                   "work-group ('#' active)."},
+    {CMD_WorkItem, "workitem [X [Y [Z]]]\n    Selects the work-item by its global id, or shows "
+                   "the selected one."},
+    {CMD_Examine,
+     "x BUFFER[INDEX][@COUNT]\n    COUNT elements (1) of a buffer argument, by its name in "
+     "the launch file,\n    as they are at this point of the kernel."},
+    {CMD_InfoPrivate, "info private [BYTES]\n    The first BYTES (64) of the selected "
+                      "work-item's private memory."},
+    {CMD_List, "list [LINE]\n    The IL around LINE or the current line; '=>' marks the next "
                "instruction, '*' breakpoints."},
-    {"info registers", "info registers\n    The registers live here, with the selected "
-                       "work-item's values."},
-    {"info args", "info args\n    The kernel's arguments as the launch file gives them."},
-    {"info kernel", "info kernel\n    The kernel, its program, range, work-groups and position."},
-    {"help h", "help [COMMAND]\n    This text, or one command's entry."},
-    {"quit q", "quit\n    Lets the kernel run to its end natively and leaves."},
+    {CMD_InfoRegisters, "info registers\n    The registers live here, with the selected "
+                        "work-item's values."},
+    {CMD_InfoArgs, "info args\n    The kernel's arguments as the launch file gives them."},
+    {CMD_InfoKernel, "info kernel\n    The kernel, its program, range, work-groups and position."},
+    {CMD_Help, "help [COMMAND]\n    This text, or one command's entry."},
+    {CMD_Quit, "quit\n    Lets the kernel run to its end natively and leaves."},
 };
 
 const char* const MANUAL_TAIL = R"(
@@ -104,28 +106,11 @@ EXIT STATUS
         build, or a library that can't be loaded
 )";
 
-bool HasName(const SEntry& entry, const std::string& strTopic)
-{
-    std::istringstream stream(entry.pNames);
-    const std::string strNames(entry.pNames);
-    if (strNames.compare(0, 5, "info ") == 0)
-    {
-        return strTopic == strNames || strTopic == "i " + strNames.substr(5) ||
-               strTopic == strNames.substr(5);
-    }
-    for (std::string strName; stream >> strName;)
-    {
-        if (strName == strTopic)
-        {
-            return true;
-        }
-    }
-    return false;
-}
 } // namespace
 
 std::string GetHelpText(const std::string& strTopic)
 {
+    const ECommand eTopic = CCommandParser::Find(strTopic);
     std::string strText;
     for (const SEntry& entry : ENTRIES)
     {
@@ -137,7 +122,7 @@ std::string GetHelpText(const std::string& strTopic)
                 strText += "    " + strLine + "\n";
             }
         }
-        else if (HasName(entry, strTopic))
+        else if (entry.eCommand == eTopic && eTopic != CMD_None)
         {
             return std::string(entry.pText) + "\n";
         }

@@ -1,5 +1,6 @@
 // Command lines as gdb users type them, and the messages for those that are wrong.
 #include "CCommandParser.h"
+#include "HelpText.h"
 
 #include <gtest/gtest.h>
 
@@ -110,6 +111,8 @@ TEST(CCommandParserTest, ExamineTakesBufferIndexAndCount)
     EXPECT_EQ(3u, command.nCount);
     ASSERT_TRUE(CCommandParser::Parse("x in[0]", command, strError)) << strError;
     EXPECT_EQ(1u, command.nCount);
+    ASSERT_TRUE(CCommandParser::Parse("help info  mask", command, strError)) << strError;
+    EXPECT_EQ("info mask", command.strTopic);
 }
 
 TEST(CCommandParserTest, BadLinesSayWhatIsWrong)
@@ -120,5 +123,24 @@ TEST(CCommandParserTest, BadLinesSayWhatIsWrong)
         std::string strError;
         EXPECT_FALSE(CCommandParser::Parse(test.pLine, command, strError)) << test.pLine;
         EXPECT_EQ(0u, strError.find(test.pError)) << test.pLine << "\ngave: " << strError;
+    }
+}
+
+TEST(CCommandParserTest, EveryCommandHasItsManualEntry)
+{
+    for (const char* pTopic : {"break",        "tb",     "delete",   "info breakpoints",
+                               "step",         "c",      "back",     "run-back",
+                               "run",          "p",      "display",  "undisplay",
+                               "info display", "i mask", "workitem", "x",
+                               "info private", "list",   "i r",      "info args",
+                               "info kernel",  "help",   "quit"})
+    {
+        EXPECT_FALSE(GetHelpText(pTopic).empty()) << pTopic;
+    }
+    EXPECT_TRUE(GetHelpText("frobnicate").empty());
+    const std::string strManual = GetHelpText("");
+    for (const char* pSection : {"SYNOPSIS", "COMMANDS", "LIMITS", "EXIT STATUS"})
+    {
+        EXPECT_NE(std::string::npos, strManual.find(pSection)) << pSection;
     }
 }

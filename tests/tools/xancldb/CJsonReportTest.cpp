@@ -21,7 +21,7 @@ TEST(CJsonReportTest, StopCarriesPositionMaskAndDisplays)
     stop.nWorkItem = 4;
     stop.vActive = {true, true, false, true, true, false};
     SDisplayed displayed;
-    displayed.strExpression = "display r0.w";
+    displayed.strExpression = "r0.w";
     displayed.strRegister = "r0";
     displayed.bLive = true;
     displayed.vValues.assign(6, RegisterValue{1, 2, 3, 0xFFFFFFFFu});
