@@ -11,6 +11,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <set>
@@ -375,4 +376,27 @@ TEST(XancldbBadInputTest, MessagesAndExitStatus)
         }
     }
     EXPECT_EQ(15u, nCases);
+}
+
+// Every bundled launch file reads, and names a kernel its program holds.
+TEST(XancldbExamplesTest, BundledLaunchFilesRead)
+{
+    size_t nFiles = 0;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::string(XAN_EXAMPLES_DIR) + "/launch"))
+    {
+        if (entry.path().extension() != ".toml")
+        {
+            continue;
+        }
+        ++nFiles;
+        XAN_Launch::CLaunchDescription launch;
+        std::string strError;
+        ASSERT_TRUE(launch.Load(entry.path().string(), strError)) << strError;
+        EXPECT_NE(std::string::npos,
+                  launch.GetProgramText().find("__OpenCL_" + launch.GetKernel() + "_kernel"))
+            << entry.path();
+        EXPECT_EQ("-g", launch.GetOptions()) << entry.path();
+    }
+    EXPECT_GE(nFiles, 10u);
 }
