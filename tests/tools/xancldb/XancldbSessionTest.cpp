@@ -42,8 +42,8 @@ struct SOracle
     XAN_Xancldb::CDebugILText il;
     size_t nItems = 0;
 
-    // The records of the first execution of a line (every enclosing loop in its first pass),
-    // by work-item.
+    // The records of the first execution of a line (the first call of its function, every
+    // enclosing loop in its first pass), by work-item.
     std::map<uint32_t, const STraceRecord*> FirstPass(uint32_t nLine) const
     {
         std::map<uint32_t, const STraceRecord*> records;
@@ -56,7 +56,7 @@ struct SOracle
             }
             if (bFirst)
             {
-                records[record.nFlatIndex] = &record;
+                records.emplace(record.nFlatIndex, &record);
             }
         }
         return records;
