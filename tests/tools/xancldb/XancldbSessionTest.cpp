@@ -162,7 +162,7 @@ protected:
     static void SetUpTestSuite() { setenv("OCL_ICD_VENDORS", XAN_ICD_VENDORS_DIR, 0); }
 };
 
-const char* const STEPPED_LAUNCHES[] = {"demo", "straight", "ifelse", "functions", "loops"};
+const char* const STEPPED_LAUNCHES[] = {"demo", "straight", "ifelse", "loops", "nested5"};
 const size_t DISPLAYED_REGISTERS = 5;
 } // namespace
 
