@@ -48,6 +48,11 @@ bool DoContinue(KernelDebugState* pKernelDebugState, cl_command_queue commandQue
                 cl_kernel kernel, cl_uint nWorkDim, const size_t* pGlobalWorkOffset,
                 const size_t* pGlobalWorkSize, const size_t* pLocalWorkSize);
 
+// The runtime's intercept hook, the value of the intercepting contexts' property: runs the debug
+// run of a launch enqueued by xanclDebugEnqueueNDRangeKernel when the launch is ready to
+// execute. False lets the runtime execute the command itself.
+bool CL_CALLBACK CommandInterceptCallback(cl_event event, cl_int* pStatus);
+
 // Texts of the usage log; values without a name print as decimal numbers.
 std::string GetDebugEventText(cl_uint debugEvent);
 std::string GetDebugCommandText(cl_uint debugCommand);

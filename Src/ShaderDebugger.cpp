@@ -2,11 +2,13 @@
 
 #include "DebugOutput.h"
 #include "ShaderDebuggerHost.h"
+#include "ShaderDebuggerIL/ShaderDebuggerIL.h"
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 bool ShaderUtils::ThreadID::IsValid() const
 {
@@ -106,6 +108,10 @@ IShaderDebugger* IShaderDebugger::CreateShaderDebugger(uint32_t nType, CShaderDe
     IShaderDebugger* pShaderDebugger = NULL;
     switch (nType)
     {
+    case 4:
+    case 5:
+        pShaderDebugger = new (std::nothrow) CShaderDebuggerIL(pHost);
+        break;
     default:
         SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
         SDU_Log(3, "Unknown ShaderDebugger requested.");

@@ -20,6 +20,8 @@ class CCLMetadata;
 
 namespace XAN_ShaderDebugger
 {
+class CShaderDebuggerIL;
+
 // Temp and literal numbers that an IL kernel can name.
 const unsigned int NUM_IL_REGISTER_INDICES = 0x10000;
 
@@ -116,8 +118,63 @@ public:
     const std::map<uint32_t, Declarations>& GetDeclarations() const { return m_Declarations; }
     const std::map<uint32_t, Vec4>& GetLiterals() const { return m_Literals; }
     uint32_t GetOutlineMacroLabel() const { return m_OutlineMacroLabel; }
+    uint32_t GetKernelABIConstantBufferSize() const { return m_nKernelABIConstantBufferSize; }
+    const std::map<ProgramCounter, uint32_t>& GetExecMaskHistory() const
+    {
+        return m_ExecMaskHistory;
+    }
+    // The target of the patched kernel last built.
+    const ProgramCounter& GetLastPatchTarget() const { return m_LastPatchTarget; }
+    const std::vector<Register>& GetLastPatchRegisters() const { return m_LastPatchRegisters; }
+
+    // Stepping: StepAsm or RunAsm chooses the next position and what must run for it, Execute
+    // runs the patched kernels, PostStepAsm chooses the position after it from their counts.
+    bool StartDebugging(unsigned int nMode) override;
+    bool Step() override;
+    bool Back() override;
+    bool Run() override;
+    bool RunBack() override;
+    bool Execute(bool bRecordSteps) override;
+    virtual bool PostStep();
+    bool StepAsm();
+    // False at the end of the program.
+    bool PostStepAsm();
+    // Moves the next position on by one instruction, following calls and loops; false at the
+    // end of the program.
+    bool UpdateNextInst();
+    bool RunAsm();
+    bool BackAsm();
+    bool RunBackAsm();
+    void UpdateExecMaskHistory(const ProgramCounter& pc, const ShaderUtils::SUBuffer* pExecMask);
+    bool UpdateExecuteList(bool bClear);
+    bool HasBreakpointInFlowControlBlock(const CIL_FCConstruct* pFC, uint32_t nPos);
+    // Builds and runs the kernel that copies the argument constant buffer.
+    bool DumpKernelABIConstantBuffer();
 
 protected:
+    // Registers written while Run passed over code, with where.
+    typedef std::map<Register, ProgramCounter> RegPCMap;
+
+    // Reads the registers gathered at the current position; bForce reads the mask without any.
+    bool FlushRegPCMap(RegPCMap& regPCMap, bool bForce);
+    CShaderDebuggerIL* GetILDebugger() const;
+    // Whether a run has to read the register: the debugger may follow selected registers only.
+    bool IsTracked(const Register& reg) const;
+    void SetCurrentToNext();
+    void RecordStep(const ProgramCounter& pc);
+    // PostStepAsm's choice by the current instruction and its count.
+    bool ChooseNextInstruction();
+    // The walk out of the constructs that every active work-item left by break or continue.
+    bool LeaveConstructs(CIL_FCConstruct* pConstruct, bool bBreak);
+    // Passes a construct without a breakpoint as if it had run, gathering what it writes.
+    bool SkipConstruct(CIL_FCConstruct* pConstruct, uint32_t nPos, RegPCMap& regPCMap, bool& bOK);
+    // One execution with the selector; false when it didn't run.
+    bool ExecuteOne(CShaderDebuggerIL& debugger, uint32_t nSelector, bool& bOK);
+    void RestoreBuffers(CShaderDebuggerIL& debugger, bool& bOK);
+    // Undoes the newest step; nPreviousInstruction is the older write of its register, or
+    // g_PC_NULL.
+    bool StepBackOne(CShaderDebuggerIL& debugger, ProgramCounter& nPreviousInstruction);
+
     // The state of one AnalyzeShader that the per-instruction handling shares.
     struct AnalysisState
     {
@@ -315,6 +372,8 @@ protected:
     bool m_bKernelExecuted;
     std::stack<uint32_t> m_FlowControlStack;
     std::deque<PatchPoint> m_ExecuteList;
+    // The calls open at m_nCurrentInstruction, beside m_CallStack of the next position.
+    std::deque<ProgramCounter> m_CurrentCallStack;
     std::map<ProgramCounter, uint32_t> m_ExecMaskHistory;
     std::map<uint32_t, Register> m_RegisterOutput;
     std::map<RegisterID, unsigned short> m_InputRegisters;

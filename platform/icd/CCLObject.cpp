@@ -93,6 +93,21 @@ void CCLObject::Destroy()
     delete this;
 }
 
+std::map<EObjectType, size_t> CCLObject::CountLiveObjects()
+{
+    std::map<EObjectType, size_t> counts;
+    SRegistry& registry = Registry();
+    std::lock_guard<std::mutex> lock(registry.mutex);
+    for (const auto& entry : registry.objects)
+    {
+        if (entry.second->m_bCounted)
+        {
+            ++counts[entry.second->m_eType];
+        }
+    }
+    return counts;
+}
+
 CCLObject* CCLObject::Find(const void* pHandle)
 {
     if (pHandle == nullptr)

@@ -53,6 +53,9 @@ public:
     void Release();
     cl_uint GetReferenceCount() const { return m_nRefCount; }
 
+    // The counted objects alive now, by type: those the application may still release.
+    static std::map<EObjectType, size_t> CountLiveObjects();
+
     // The live object behind a handle, of any type, or null.
     static CCLObject* Find(const void* pHandle);
     // The live object of type T behind a handle, or null.

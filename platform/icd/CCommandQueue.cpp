@@ -36,17 +36,11 @@ CCommandQueue* CCommandQueue::Create(CContext* pContext, CDevice* pDevice,
         nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device", "not a device of the context");
         return nullptr;
     }
-    cl_command_queue_properties nAllowed = SUPPORTED_PROPERTIES;
-    if (pContext->GetInterceptCallback() != nullptr)
+    // The flag is kept in any context, because a debugger flags every queue of a device that
+    // offers interception; only a context with a callback acts on it.
+    if ((nProperties & ~(SUPPORTED_PROPERTIES | CL_QUEUE_INTERCEPT_XAN)) != 0)
     {
-        nAllowed |= CL_QUEUE_INTERCEPT_XAN;
-    }
-    if ((nProperties & ~nAllowed) != 0)
-    {
-        nError = (nProperties & ~(SUPPORTED_PROPERTIES | CL_QUEUE_INTERCEPT_XAN)) != 0
-                     ? CDiagnostics::Refuse(CL_INVALID_VALUE, "properties", "unknown bits")
-                     : CDiagnostics::Refuse(CL_INVALID_QUEUE_PROPERTIES, "properties",
-                                            "interception without an intercepting context");
+        nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "properties", "unknown bits");
         return nullptr;
     }
     try

@@ -1,5 +1,6 @@
 #include "CPlatformSettings.h"
 
+#include "CCLObject.h"
 #include "CPlatform.h"
 #include "GPUFamily.h"
 
@@ -83,6 +84,26 @@ std::string Build(const char* pValue)
     return strBuild;
 }
 
+const char* const OBJECT_TYPE_NAMES[] = {"platform",      "device",        "context",
+                                         "command queue", "memory object", "sampler",
+                                         "program",       "kernel",        "event"};
+
+// One line on stderr: the count of live objects, and of each type that has any.
+void ReportLiveObjects()
+{
+    const std::map<EObjectType, size_t> counts = CCLObject::CountLiveObjects();
+    size_t nTotal = 0;
+    std::string strTypes;
+    for (const auto& entry : counts)
+    {
+        nTotal += entry.second;
+        strTypes += std::string(strTypes.empty() ? " (" : ", ") + OBJECT_TYPE_NAMES[entry.first] +
+                    " " + std::to_string(entry.second);
+    }
+    std::fprintf(stderr, "Nordvane OpenCL: live objects at exit: %zu%s\n", nTotal,
+                 strTypes.empty() ? "" : (strTypes + ")").c_str());
+}
+
 // The names of the comma list; unknown names are left out with a warning.
 std::set<std::string> HiddenExtensions(const char* pList, std::vector<std::string>& vWarnings)
 {
@@ -109,11 +130,12 @@ std::set<std::string> HiddenExtensions(const char* pList, std::vector<std::strin
 
 CPlatformSettings::CPlatformSettings(const char* pDevice, const char* pBuild, const char* pHide,
                                      const char* pCPUDevice, const char* pSecondPlatform,
-                                     const char* pBuildOptions, const char* pDiagnostics)
+                                     const char* pBuildOptions, const char* pDiagnostics,
+                                     const char* pLiveObjects)
     : m_strDeviceName(DeviceName(pDevice, m_vWarnings)), m_strBuild(Build(pBuild)),
       m_bCPUDevice(IsSet(pCPUDevice)), m_bSecondPlatform(IsSet(pSecondPlatform)),
       m_strBuildOptions(pBuildOptions != nullptr ? pBuildOptions : ""),
-      m_bDiagnostics(IsSet(pDiagnostics))
+      m_bDiagnostics(IsSet(pDiagnostics)), m_bLiveObjects(IsSet(pLiveObjects))
 {
     const std::set<std::string> setHidden = HiddenExtensions(pHide, m_vWarnings);
     m_bHideEventCallback = setHidden.count(CPlatform::EVENT_CALLBACK_EXTENSION) != 0;
@@ -128,10 +150,14 @@ const CPlatformSettings& CPlatformSettings::Get()
             std::getenv("NORDVANE_OCL_DEVICE"), std::getenv("NORDVANE_OCL_BUILD"),
             std::getenv("NORDVANE_OCL_HIDE_EXTENSIONS"), std::getenv("NORDVANE_OCL_CPU_DEVICE"),
             std::getenv("NORDVANE_OCL_SECOND_PLATFORM"), std::getenv("NORDVANE_OCL_BUILD_OPTIONS"),
-            std::getenv("NORDVANE_OCL_DIAGNOSTICS"));
+            std::getenv("NORDVANE_OCL_DIAGNOSTICS"), std::getenv("NORDVANE_OCL_LIVE_OBJECTS"));
         for (const std::string& strWarning : read.GetWarnings())
         {
             std::fprintf(stderr, "Nordvane OpenCL: %s\n", strWarning.c_str());
+        }
+        if (read.ReportsLiveObjects())
+        {
+            std::atexit(ReportLiveObjects);
         }
         return read;
     }();

@@ -16,7 +16,8 @@ public:
     // Reads the given values the way the environment is read; unset is null.
     CPlatformSettings(const char* pDevice, const char* pBuild, const char* pHide,
                       const char* pCPUDevice, const char* pSecondPlatform,
-                      const char* pBuildOptions, const char* pDiagnostics);
+                      const char* pBuildOptions, const char* pDiagnostics,
+                      const char* pLiveObjects);
 
     // The GPU's name, capitalised, such as "Larkspur".
     const std::string& GetDeviceName() const { return m_strDeviceName; }
@@ -30,6 +31,8 @@ public:
     const std::string& GetBuildOptions() const { return m_strBuildOptions; }
     // Whether refusals and out-of-bounds accesses are reported on stderr.
     bool ReportsDiagnostics() const { return m_bDiagnostics; }
+    // Whether the objects still alive when the process exits are counted on stderr.
+    bool ReportsLiveObjects() const { return m_bLiveObjects; }
     // What the values held that the platform doesn't know, and what it used instead.
     const std::vector<std::string>& GetWarnings() const { return m_vWarnings; }
 
@@ -44,6 +47,7 @@ private:
     bool m_bSecondPlatform;
     std::string m_strBuildOptions;
     bool m_bDiagnostics;
+    bool m_bLiveObjects;
 };
 } // namespace XAN_Platform
 

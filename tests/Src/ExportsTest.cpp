@@ -12,13 +12,41 @@
 
 namespace
 {
-// The exports that the library implements; each must be declared in the public header.
+// The 33 exports of the public header, and nothing else.
 const std::set<std::string> EXPORTS = {
-    "xanclDebugUtilGetLastError",
+    "xanclDebugEnqueueNDRangeKernel",
+    "xanclDebugEnqueueTask",
+    "xanclDebugGetProgramCounter",
+    "xanclDebugSetBreakpoint",
+    "xanclDebugClearBreakpoint",
+    "xanclDebugClearAllBreakpoints",
+    "xanclDebugGetNumBreakpoints",
+    "xanclDebugGetAllBreakpoints",
+    "xanclDebugGetKernelBinarySize",
+    "xanclDebugGetKernelBinary",
+    "xanclDebugGetExecutionMask",
+    "xanclDebugSetTrackingRegisters",
+    "xanclDebugSetTrackPrivateMemory",
+    "xanclDebugGetNumberOfActiveRegisters",
+    "xanclDebugGetActiveRegisters",
+    "xanclDebugGetRegisterValues",
+    "xanclDebugGetPrivateMemoryValues",
+    "xanclDebugGetGlobalMemoryValues",
+    "xanclDebugGetValidGlobalMemoryRegions",
     "xanclDebugGetDispatchTable",
     "xanclDebugSetDispatchTable",
+    "xanclInterceptCreateContext",
+    "xanclInterceptCreateContextFromType",
+    "xanclInterceptCreateCommandQueue",
+    "xanclInterceptCreateCommandQueueWithProperties",
+    "xanclInterceptCreateKernel",
+    "xanclInterceptCreateKernelsInProgram",
+    "xanclInterceptRetainKernel",
+    "xanclInterceptReleaseKernel",
+    "xanclInterceptSetKernelArg",
     "xanclDebugUtilStringToDebugRegisterLocator",
     "xanclDebugUtilDebugRegisterLocatorToString",
+    "xanclDebugUtilGetLastError",
 };
 
 // The lines that a binutils command prints about the library.
@@ -53,20 +81,23 @@ std::string PublicHeaderPath()
 }
 } // namespace
 
-TEST(ExportsTest, TheLibraryExportsExactlyTheImplementedFunctions)
+TEST(ExportsTest, TheLibraryExportsExactlyTheHeadersFunctions)
 {
     EXPECT_EQ(EXPORTS, DefinedGlobals());
 }
 
-TEST(ExportsTest, EveryExportIsDeclaredInThePublicHeader)
+TEST(ExportsTest, ThePublicHeaderDeclaresExactlyTheExports)
 {
     const std::string strHeader = XAN_Test::ReadFile(PublicHeaderPath());
     ASSERT_FALSE(strHeader.empty()) << PublicHeaderPath();
-    for (const std::string& strName : EXPORTS)
+    const std::regex declaration("XANCL_API[^;(]*?\\b(xancl\\w+)\\s*\\(");
+    std::set<std::string> declared;
+    for (std::sregex_iterator it(strHeader.begin(), strHeader.end(), declaration);
+         it != std::sregex_iterator(); ++it)
     {
-        const std::regex declaration("XANCL_API[^;]*\\b" + strName + "\\s*\\(");
-        EXPECT_TRUE(std::regex_search(strHeader, declaration)) << strName;
+        declared.insert((*it)[1].str());
     }
+    EXPECT_EQ(EXPORTS, declared);
 }
 
 TEST(ExportsTest, NoVendorLibraryIsNeeded)

@@ -7,10 +7,12 @@
 
 #include "APIUsageLog.h"
 #include "ShaderDebuggerHostCL.h"
+#include "ShaderUtils/SUBuffer.h"
 #include "Src/LogTail.h"
 #include "support/TestDebugger.h"
 
 #include <deque>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -90,11 +92,23 @@ public:
         return CTestDebugger::AddBreakPointAtLineNumber(nLine, nSearch, pActualLine);
     }
 
+    uint32_t GetNextLine() override { return m_nNextLine; }
+    ShaderUtils::SUBuffer* GetRegisterResultsBuffer(const XAN_ShaderDebugger::varID& id) override
+    {
+        std::map<std::string, ShaderUtils::SUBuffer>::iterator it = m_Values.find(id.strName);
+        return it != m_Values.end() ? &it->second : NULL;
+    }
+    ShaderUtils::SUBuffer* GetExecMaskBuffer() override { return m_pMask; }
+
     Journal* m_pJournal;
     bool m_bStartResult;
     std::deque<bool> m_StepResults;
     std::deque<bool> m_RunResults;
     void (*m_StepHook)() = NULL;
+    uint32_t m_nNextLine = 0;
+    // Results by register name; the execution mask is not owned.
+    std::map<std::string, ShaderUtils::SUBuffer> m_Values;
+    ShaderUtils::SUBuffer* m_pMask = NULL;
 };
 
 class CFakeDevice : public XAN_ShaderDebugger::CShaderDebuggerDevice
@@ -168,12 +182,25 @@ public:
     cl_command_queue GetCommandQueue() override { return m_Queue; }
     bool IsTidalReefs() override { return true; }
     bool InitKernelArgInfo(cl_kernel) override { return m_bInitArgsResult; }
-    bool GetGlobalMemory(uint32_t, uint64_t, uint64_t, void*, size_t*) override { return false; }
+    // Reads succeed on one UAV only, and every UAV tried is noted.
+    bool GetGlobalMemory(uint32_t nUAV, uint64_t, uint64_t, void*, size_t* pOutSize) override
+    {
+        m_vTriedUAVs.push_back(nUAV);
+        if (nUAV == m_nReadableUAV && pOutSize != NULL)
+        {
+            *pOutSize = 0;
+        }
+        return nUAV == m_nReadableUAV;
+    }
     bool GetValidGlobalMemoryRegions(size_t, xanclDebugMemoryRegion*, size_t*) override
     {
         return false;
     }
-    bool GetActiveRegisters(std::vector<std::string>*) override { return false; }
+    bool GetActiveRegisters(std::vector<std::string>* pNames) override
+    {
+        *pNames = m_vActiveRegisters;
+        return m_bActiveResult;
+    }
     bool ExecuteShader() override { return false; }
     void Log(uint32_t, const std::string& strText) override { m_vLogLines.push_back(strText); }
 
@@ -182,6 +209,10 @@ public:
     bool m_bEnqueueDataResult;
     std::vector<unsigned char> m_vBinary;
     std::vector<std::string> m_vLogLines;
+    uint32_t m_nReadableUAV = 0xFFFFFFFF;
+    std::vector<uint32_t> m_vTriedUAVs;
+    std::vector<std::string> m_vActiveRegisters;
+    bool m_bActiveResult = true;
 };
 
 } // namespace XAN_Test

@@ -9,6 +9,7 @@
 #include "support/CorpusKernels.h"
 #include "support/CorpusProgram.h"
 #include "support/PatchDoubles.h"
+#include "support/TracedRun.h"
 #include "xan_execution_trace.h"
 
 #include <dlfcn.h>
@@ -44,18 +45,6 @@ struct SRunOutput
     std::vector<uint32_t> vResults;
     std::vector<uint32_t> vFlags;
 };
-
-// The platform's entry to a traced run, found in the library that the loader uses.
-PFN_xanPlatformRunTracedKernel FindTracedRun()
-{
-    std::ifstream icd(std::string(XAN_ICD_VENDORS_DIR) + "/nordvane.icd");
-    std::string strPath;
-    std::getline(icd, strPath);
-    void* pLibrary = dlopen(strPath.c_str(), RTLD_NOW | RTLD_LOCAL);
-    return pLibrary != nullptr ? reinterpret_cast<PFN_xanPlatformRunTracedKernel>(
-                                     dlsym(pLibrary, XAN_RUN_TRACED_KERNEL_NAME))
-                               : nullptr;
-}
 
 cl_mem MakeBuffer(const CNordvaneDevice& device, std::vector<uint32_t>& vData)
 {
@@ -96,7 +85,8 @@ SRunOutput RunKernel(const CNordvaneDevice& device, cl_kernel kernel, bool bPatc
     const size_t nItems = ITEMS;
     if (pTrace != nullptr)
     {
-        static const PFN_xanPlatformRunTracedKernel pfnRun = FindTracedRun();
+        static const PFN_xanPlatformRunTracedKernel pfnRun =
+            XAN_Test::FindTracedRun(XAN_ICD_VENDORS_DIR);
         EXPECT_NE(nullptr, pfnRun);
         if (pfnRun != nullptr)
         {

@@ -285,10 +285,27 @@ TEST_F(InterceptTest, QueuesWithoutTheFlagAreNeverIntercepted)
     EXPECT_TRUE(Calls().empty());
     EXPECT_EQ(std::vector<float>(COUNT, 3.0f), Read<float>(m_C, COUNT));
 
-    // A flagged queue in a context without a callback is refused.
+    // A flagged queue in a context without a callback keeps its flag and is never intercepted.
+    const size_t nCalls = Calls().size();
     cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &m_Device, nullptr, nullptr, &nError);
-    EXPECT_EQ(CL_INVALID_QUEUE_PROPERTIES,
-              ErrorOf(clCreateCommandQueue, context, m_Device, CL_QUEUE_INTERCEPT_XAN));
+    ASSERT_EQ(CL_SUCCESS, nError);
+    cl_command_queue flagged =
+        clCreateCommandQueue(context, m_Device, CL_QUEUE_INTERCEPT_XAN, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    EXPECT_EQ(CL_QUEUE_INTERCEPT_XAN, Info<cl_command_queue_properties>(
+                                          clGetCommandQueueInfo, flagged, CL_QUEUE_PROPERTIES));
+    cl_mem buffer = clCreateBuffer(context, CL_MEM_READ_WRITE, sizeof(cl_int), nullptr, &nError);
+    ASSERT_EQ(CL_SUCCESS, nError);
+    const cl_int nWritten = 42;
+    cl_int nRead = 0;
+    EXPECT_EQ(CL_SUCCESS, clEnqueueWriteBuffer(flagged, buffer, CL_FALSE, 0, sizeof(cl_int),
+                                               &nWritten, 0, nullptr, nullptr));
+    EXPECT_EQ(CL_SUCCESS, clEnqueueReadBuffer(flagged, buffer, CL_TRUE, 0, sizeof(cl_int), &nRead,
+                                              0, nullptr, nullptr));
+    EXPECT_EQ(nWritten, nRead);
+    EXPECT_EQ(nCalls, Calls().size());
+    clReleaseMemObject(buffer);
+    clReleaseCommandQueue(flagged);
     clReleaseContext(context);
 }

@@ -1,0 +1,862 @@
+// Stepping: the position of a run is simulated here for all work-items together, instruction
+// by instruction; the device is asked only what the registers held and how many work-items got
+// to a position, and that count decides every branch.
+
+#include "ShaderDebuggerHost.h"
+#include "ShaderDebuggerIL/ShaderDebuggerIL.h"
+#include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
+#include "ShaderDebuggerIL/ShaderDebuggerUtilsIL.h"
+#include "ShaderUtils/IL/ILFormat.h"
+#include "ShaderUtils/IL/ILShaderUtils.h"
+
+#include <cstdlib>
+
+namespace XAN_ShaderDebugger
+{
+using namespace ShaderUtils;
+
+namespace
+{
+void Log(CShaderDebuggerHost* pHost, uint32_t nLevel, const char* pText)
+{
+    SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+    SDU_Log(nLevel, "%s", pText);
+}
+
+// Goes to the start of the innermost loop for its next iteration.
+void NextIteration(ProgramCounter& pc)
+{
+    LoopState& top = pc.m_vLoopStack.back();
+    ++top.nIteration;
+    pc.m_nPos = top.nStart;
+}
+} // namespace
+
+CShaderDebuggerIL* CShaderDebuggerShaderIL::GetILDebugger() const
+{
+    CShaderDebuggerIL* pDebugger = dynamic_cast<CShaderDebuggerIL*>(m_pDebugger);
+    SDU_Assert(GetHost(), pDebugger != NULL);
+    return pDebugger;
+}
+
+bool CShaderDebuggerShaderIL::IsTracked(const Register& reg) const
+{
+    if (!m_pDebugger->IsTrackSelectedRegisters())
+    {
+        return true;
+    }
+    std::set<std::string> tracked;
+    m_pDebugger->GetTrackingRegisters(tracked);
+    return tracked.count(GetILRegisterName(reg.reg, false)) != 0;
+}
+
+bool CShaderDebuggerShaderIL::StartDebugging(unsigned int nMode)
+{
+    if (!CShaderDebuggerShader::StartDebugging(nMode))
+    {
+        return false;
+    }
+    m_CurrentCallStack.clear();
+    const bool didDumpCB = DumpKernelABIConstantBuffer();
+    SDU_Assert(GetHost(), didDumpCB);
+    if (!didDumpCB)
+    {
+        return false;
+    }
+    m_bDumpInputsPending = true;
+    m_ExecuteList.clear();
+    const uint32_t nPos = m_nCurrentInstruction.m_nPos;
+    uint32_t nStart = 0;
+    if (nPos < m_Instructions.size() && m_Instructions[nPos].GetOpCode() == IL_OP_CALL &&
+        FindFunctionStart(m_Instructions[nPos].GetToken(1), nStart))
+    {
+        // A run begins in the kernel function, not at the main program's call.
+        m_CallStack.push_back(m_nCurrentInstruction);
+        m_nCurrentInstruction = ProgramCounter(nStart);
+        m_nNextInstruction = m_nCurrentInstruction;
+        m_CurrentCallStack = m_CallStack;
+    }
+    return UpdateExecuteList(false);
+}
+
+bool CShaderDebuggerShaderIL::DumpKernelABIConstantBuffer()
+{
+    CShaderDebuggerIL* pDebugger = GetILDebugger();
+    CShaderDebuggerHost* pHost = GetHost();
+    if (pDebugger == NULL || pHost == NULL)
+    {
+        return false;
+    }
+    void* pDumpCBKernel = NULL;
+    size_t nSize = 0;
+    if (!CreateCBDumpShader(&pDumpCBKernel, &nSize))
+    {
+        Log(pHost, 3, "Failed to create cb1 dump kernel.");
+        return false;
+    }
+    const char* pFailure = NULL;
+    if (!SetPatchedBinary(pDumpCBKernel, nSize))
+    {
+        pFailure = "Failed to switch to cb1 dump kernel.";
+    }
+    else if (!pDebugger->SwitchTargetBuffers())
+    {
+        pFailure = "Failed to switch target buffer.";
+    }
+    else if (!pDebugger->SetRegisterSelectorValue(0))
+    {
+        pFailure = "Failed to set register selector value";
+    }
+    else if (!pDebugger->BindCBDumpBuffer())
+    {
+        pFailure = "Failed to bind cbdump device buffer.";
+    }
+    else if (!pHost->ExecuteShader())
+    {
+        pFailure = "Failed to execute cb1 dump kernel.";
+    }
+    else if (!pDebugger->UpdateCBDumpBuffer())
+    {
+        pFailure = "Failed to update CBDump buffer.";
+    }
+    std::free(pDumpCBKernel);
+    if (pFailure != NULL)
+    {
+        Log(pHost, 3, pFailure);
+        return false;
+    }
+    return true;
+}
+
+bool CShaderDebuggerShaderIL::PostStep()
+{
+    return PostStepAsm();
+}
+
+bool CShaderDebuggerShaderIL::Step()
+{
+    return StepAsm();
+}
+
+bool CShaderDebuggerShaderIL::Back()
+{
+    return BackAsm();
+}
+
+bool CShaderDebuggerShaderIL::Run()
+{
+    return RunAsm();
+}
+
+bool CShaderDebuggerShaderIL::RunBack()
+{
+    return RunBackAsm();
+}
+
+void CShaderDebuggerShaderIL::SetCurrentToNext()
+{
+    m_nCurrentInstruction = m_nNextInstruction;
+    m_CurrentCallStack = m_CallStack;
+}
+
+void CShaderDebuggerShaderIL::RecordStep(const ProgramCounter& pc)
+{
+    if (m_ExecutedSteps.empty() || m_ExecutedSteps.back() != pc)
+    {
+        m_ExecutedSteps.push_back(pc);
+    }
+}
+
+bool CShaderDebuggerShaderIL::UpdateNextInst()
+{
+    ProgramCounter& next = m_nNextInstruction;
+    ++next.m_nPos;
+    if (next.m_nPos >= m_Instructions.size())
+    {
+        return false;
+    }
+    const CShaderDebuggerInstructionIL& instruction = m_Instructions[next.m_nPos];
+    const unsigned int nOpCode = instruction.GetOpCode();
+    uint32_t nStart = 0;
+    switch (nOpCode)
+    {
+    case IL_OP_CALL:
+        if (FindFunctionStart(instruction.GetToken(1), nStart))
+        {
+            m_CallStack.push_back(next);
+            next = ProgramCounter(nStart);
+        }
+        return true;
+    case IL_OP_CALLNZ:
+    case IL_OP_CALL_LOGICALZ:
+    case IL_OP_CALL_LOGICALNZ:
+        Log(GetHost(), 4, "Conditional calls are unsupported");
+        return true;
+    case IL_OP_MCALL:
+        if (GetILControl(instruction.GetOpCodeToken()) == m_OutlineMacroLabel &&
+            FindFunctionStart(m_OutlineMacroLabel, nStart))
+        {
+            m_CallStack.push_back(next);
+            next = ProgramCounter(nStart);
+        }
+        return true;
+    case IL_OP_END:
+    case IL_OP_ENDMAIN:
+        return false;
+    case IL_OP_ENDLOOP:
+        if (!next.m_vLoopStack.empty())
+        {
+            NextIteration(next);
+        }
+        return true;
+    case IL_OP_WHILELOOP:
+    {
+        CIL_FCConstruct* pConstruct = m_FCConstructs[next.m_nPos];
+        CIL_Loop* pLoop = pConstruct != NULL ? pConstruct->AsLoop() : NULL;
+        SDU_Assert(GetHost(), pLoop != NULL && pLoop->GetStart() == next.m_nPos);
+        if (pLoop != NULL)
+        {
+            next.EnterLoop(pLoop->m_nStart, pLoop->m_nEnd);
+        }
+        return true;
+    }
+    // The outline macro returns to its mcall as a function returns to its call.
+    case IL_OP_MEND:
+    case IL_OP_ENDFUNC:
+        if (m_CallStack.empty())
+        {
+            return false;
+        }
+        next = m_CallStack.back();
+        m_CallStack.pop_back();
+        return true;
+    case IL_OP_RET_LOGICALZ:
+    case IL_OP_RET_LOGICALNZ:
+        Log(GetHost(), 4, "Conditional returns are unsupported");
+        return true;
+    default:
+        if (ILShaderUtils::IsUAVStore(nOpCode))
+        {
+            m_LastMemoryWrite = next;
+        }
+        return true;
+    }
+}
+
+bool CShaderDebuggerShaderIL::PostStepAsm()
+{
+    if (m_nCurrentInstruction.m_nPos >= m_nLastInstruction)
+    {
+        return false;
+    }
+    // The walk starts from the current position, whatever an earlier walk from it did.
+    m_nNextInstruction = m_nCurrentInstruction;
+    m_CallStack = m_CurrentCallStack;
+    if (ChooseNextInstruction())
+    {
+        return true;
+    }
+    // Finished: the next position stays the current one, so that a further step answers false.
+    m_nNextInstruction = m_nCurrentInstruction;
+    m_CallStack = m_CurrentCallStack;
+    return false;
+}
+
+bool CShaderDebuggerShaderIL::ChooseNextInstruction()
+{
+    ProgramCounter& next = m_nNextInstruction;
+    const uint32_t nPos = m_nCurrentInstruction.m_nPos;
+    const unsigned int nOpCode = m_Instructions[nPos].GetOpCode();
+    const uint32_t count = m_ExecMaskHistory[m_nCurrentInstruction];
+    CIL_FCConstruct* pConstruct = m_FCConstructs[nPos];
+
+    if (nOpCode == IL_OP_RET || nOpCode == IL_OP_RET_DYN)
+    {
+        if (m_CallStack.empty())
+        {
+            return false;
+        }
+        next = m_CallStack.back();
+        m_CallStack.pop_back();
+        return true;
+    }
+    if (count > 0)
+    {
+        return UpdateNextInst();
+    }
+    CIL_IfElseEndif* pIf = pConstruct != NULL ? pConstruct->AsIfElseEndif() : NULL;
+    CIL_Switch* pSwitch = pConstruct != NULL ? pConstruct->AsSwitch() : NULL;
+    switch (nOpCode)
+    {
+    case IL_OP_IFC:
+    case IL_OP_IFNZ:
+    case IL_OP_IF_LOGICALZ:
+    case IL_OP_IF_LOGICALNZ:
+        // Nobody takes the branch.
+        if (pIf == NULL)
+        {
+            break;
+        }
+        next.m_nPos = pIf->GetElseOrEnd();
+        return true;
+    case IL_OP_ELSE:
+        if (pIf == NULL)
+        {
+            break;
+        }
+        next.m_nPos = pIf->m_nEnd;
+        return true;
+    case IL_OP_CASE:
+    case IL_OP_DEFAULT:
+        if (pSwitch == NULL)
+        {
+            break;
+        }
+        next.m_nPos = pSwitch->GetNextCase(nPos);
+        return true;
+    case IL_OP_ENDLOOP:
+        if (next.m_vLoopStack.empty())
+        {
+            return false;
+        }
+        ++next.m_nPos;
+        next.m_vLoopStack.pop_back();
+        return true;
+    // The capture of a break or continue lies behind it: a count of 0 means that every active
+    // work-item left.
+    case IL_OP_BREAK:
+    case IL_OP_BREAKC:
+    case IL_OP_BREAK_LOGICALZ:
+    case IL_OP_BREAK_LOGICALNZ:
+        return LeaveConstructs(pConstruct, true);
+    case IL_OP_CONTINUE:
+    case IL_OP_CONTINUEC:
+    case IL_OP_CONTINUE_LOGICALZ:
+    case IL_OP_CONTINUE_LOGICALNZ:
+        return LeaveConstructs(pConstruct, false);
+    default:
+        break;
+    }
+    return UpdateNextInst();
+}
+
+bool CShaderDebuggerShaderIL::LeaveConstructs(CIL_FCConstruct* pConstruct, bool bBreak)
+{
+    ProgramCounter& next = m_nNextInstruction;
+    const uint32_t nPos = m_nCurrentInstruction.m_nPos;
+    for (; pConstruct != NULL; pConstruct = pConstruct->GetParent())
+    {
+        if (CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
+        {
+            if (pIf->IsInElseBranch(nPos))
+            {
+                continue;
+            }
+            ProgramCounter before = m_nCurrentInstruction;
+            before.m_nPos = pIf->m_nStart - 1;
+            ProgramCounter at = m_nCurrentInstruction;
+            at.m_nPos = pIf->m_nStart;
+            // Work-items that didn't take this branch still have to be walked.
+            if (m_ExecMaskHistory[at] != m_ExecMaskHistory[before])
+            {
+                next.m_nPos = pIf->GetElseOrEnd();
+                return true;
+            }
+        }
+        else if (CIL_Loop* pLoop = pConstruct->AsLoop())
+        {
+            if (next.m_vLoopStack.empty())
+            {
+                return false;
+            }
+            if (bBreak)
+            {
+                next.m_nPos = pLoop->m_nEnd;
+                next.m_vLoopStack.pop_back();
+            }
+            else
+            {
+                // Everybody continued: the next pass is a new iteration, or Step would repeat
+                // this one forever.
+                NextIteration(next);
+            }
+            return true;
+        }
+        else if (CIL_Switch* pSwitch = pConstruct->AsSwitch())
+        {
+            next.m_nPos = pSwitch->GetNextCase(nPos);
+            return true;
+        }
+    }
+    return UpdateNextInst();
+}
+
+bool CShaderDebuggerShaderIL::StepAsm()
+{
+    if (m_nNextInstruction == m_nCurrentInstruction ||
+        m_nNextInstruction.m_nPos >= m_nLastInstruction)
+    {
+        return false;
+    }
+    SetCurrentToNext();
+    const unsigned int nOpCode = m_Instructions[m_nCurrentInstruction.m_nPos].GetOpCode();
+    const Register reg = GetCurrentRegisterOutput();
+    const bool bRunNeeded = reg != g_Reg_NULL && IsTracked(reg);
+    if (m_bKernelExecuted && !ILShaderUtils::IsFlowControl(nOpCode) && !bRunNeeded)
+    {
+        CShaderDebuggerIL* pDebugger = GetILDebugger();
+        CShaderDebuggerBuffer* pExecMask = NULL;
+        if (pDebugger != NULL && pDebugger->RetrieveExecMaskBuffer(pExecMask))
+        {
+            // Nothing to read here: the position inherits the mask of the last real run.
+            m_ExecuteList.clear();
+            UpdateExecMaskHistory(m_nCurrentInstruction, pExecMask);
+            delete pExecMask;
+            RecordStep(m_nCurrentInstruction);
+            return true;
+        }
+    }
+    return UpdateExecuteList(true);
+}
+
+bool CShaderDebuggerShaderIL::UpdateExecuteList(bool bClear)
+{
+    if (bClear)
+    {
+        m_ExecuteList.clear();
+    }
+    m_ExecuteList.push_back(PatchPoint(m_nCurrentInstruction, GetCurrentRegisterOutput()));
+    return true;
+}
+
+void CShaderDebuggerShaderIL::UpdateExecMaskHistory(const ProgramCounter& pc,
+                                                    const SUBuffer* pExecMask)
+{
+    SDU_Assert(GetHost(), pExecMask != NULL);
+    if (pExecMask == NULL)
+    {
+        return;
+    }
+    // Every plane of a three-dimensional launch counts.
+    uint32_t nActive = 0;
+    for (uint32_t p = 0; p < pExecMask->GetSubResourceCount(); ++p)
+    {
+        nActive += SUBuffer::CountActive(pExecMask, p);
+    }
+    m_ExecMaskHistory[pc] = nActive;
+}
+
+bool CShaderDebuggerShaderIL::Execute(bool bRecordSteps)
+{
+    CShaderDebuggerIL* pDebugger = GetILDebugger();
+    if (pDebugger == NULL || GetHost() == NULL)
+    {
+        return false;
+    }
+    bool bOK = true;
+    if (m_bDumpInputsPending)
+    {
+        m_bDumpInputsPending = false;
+        if (!m_InputRegisters.empty())
+        {
+            std::vector<Register> vInputRegs;
+            for (const std::pair<const RegisterID, unsigned short>& input : m_InputRegisters)
+            {
+                vInputRegs.push_back(Register(input.first, input.second));
+            }
+            if (!SwitchShader(g_PC_NULL, vInputRegs))
+            {
+                Log(GetHost(), 3, "Failed to switch shader");
+                bOK = false;
+            }
+            for (uint32_t i = 0; i < vInputRegs.size(); ++i)
+            {
+                if (ExecuteOne(*pDebugger, i, bOK))
+                {
+                    pDebugger->UpdateResults(vInputRegs[i]);
+                }
+                RestoreBuffers(*pDebugger, bOK);
+            }
+            if (!RestoreShader(true))
+            {
+                Log(GetHost(), 3, "Failed to restore shader");
+                bOK = false;
+            }
+        }
+    }
+
+    for (const PatchPoint& pp : m_ExecuteList)
+    {
+        std::vector<Register> vRegisters;
+        if (!ExpandIndexedRegisters(pp, pp.m_registers, &vRegisters))
+        {
+            Log(GetHost(), 3, "Failed to expanded indexed registers");
+            bOK = false;
+        }
+        if (!SwitchShader(pp.pc, vRegisters))
+        {
+            Log(GetHost(), 3, "Failed to switch shader");
+            bOK = false;
+        }
+        for (uint32_t i = 0; i < vRegisters.size(); ++i)
+        {
+            if (ExecuteOne(*pDebugger, i, bOK))
+            {
+                pDebugger->UpdateResults(pp.pc, vRegisters[i]);
+                if (m_LastMemoryWrite > pDebugger->GetGlobalResultsPC())
+                {
+                    pDebugger->MarkGlobalResultsStale(m_LastMemoryWrite);
+                }
+                if (bRecordSteps)
+                {
+                    RecordStep(pp.pc);
+                }
+            }
+            RestoreBuffers(*pDebugger, bOK);
+        }
+        if (!RestoreShader(false))
+        {
+            Log(GetHost(), 3, "Failed to restore shaders");
+            bOK = false;
+        }
+    }
+    return bOK;
+}
+
+bool CShaderDebuggerShaderIL::ExecuteOne(CShaderDebuggerIL& debugger, uint32_t nSelector, bool& bOK)
+{
+    if (!debugger.SwitchTargetBuffers())
+    {
+        Log(GetHost(), 3, "Failed to switch buffers");
+        bOK = false;
+    }
+    if (!debugger.SetRegisterSelectorValue(nSelector))
+    {
+        Log(GetHost(), 3, "Failed to set register selector value");
+        bOK = false;
+    }
+    if (!GetHost()->ExecuteShader())
+    {
+        Log(GetHost(), 3, "Failed to execute shader");
+        bOK = false;
+        return false;
+    }
+    m_bKernelExecuted = true;
+    return true;
+}
+
+void CShaderDebuggerShaderIL::RestoreBuffers(CShaderDebuggerIL& debugger, bool& bOK)
+{
+    if (!debugger.RestoreTargetBuffers())
+    {
+        Log(GetHost(), 3, "Failed to restore buffers");
+        bOK = false;
+    }
+}
+
+bool CShaderDebuggerShaderIL::RunAsm()
+{
+    if (m_nNextInstruction == m_nCurrentInstruction ||
+        m_nNextInstruction.m_nPos >= m_nLastInstruction || m_nNextInstruction.m_nPos == 0)
+    {
+        return false;
+    }
+    CShaderDebuggerIL* pDebugger = GetILDebugger();
+    if (pDebugger == NULL)
+    {
+        return false;
+    }
+    RegPCMap regPCMap;
+    bool bOK = true;
+    bool bMore = true;
+    while (bMore)
+    {
+        const uint32_t nPos = m_nNextInstruction.m_nPos;
+        const unsigned int nOpCode = m_Instructions[nPos].GetOpCode();
+        CIL_FCConstruct* pConstruct = m_FCConstructs[nPos];
+        if (!ILShaderUtils::IsFlowControl(nOpCode))
+        {
+            SetCurrentToNext();
+            if (ILShaderUtils::IsUAVStore(nOpCode))
+            {
+                m_LastMemoryWrite = m_nCurrentInstruction;
+            }
+            const Register reg = GetCurrentRegisterOutput();
+            if (reg != g_Reg_NULL)
+            {
+                regPCMap[reg] = m_nCurrentInstruction;
+            }
+            RecordStep(m_nCurrentInstruction);
+            bMore = UpdateNextInst();
+        }
+        else if (ILShaderUtils::IsBlockFlowControl(nOpCode) &&
+                 !HasBreakpointInFlowControlBlock(pConstruct, nPos))
+        {
+            if (!SkipConstruct(pConstruct, nPos, regPCMap, bOK))
+            {
+                return false;
+            }
+        }
+        else
+        {
+            bOK = FlushRegPCMap(regPCMap, false) && bOK;
+            regPCMap.clear();
+            bOK = StepAsm() && pDebugger->DoExecute(true) && PostStepAsm() && bOK;
+        }
+        if (m_pDebugger->IsBreakPointAtLineNumber(GetNextLine()) ||
+            m_nNextInstruction.m_nPos >= m_nLastInstruction)
+        {
+            break;
+        }
+        if (!bOK)
+        {
+            return false;
+        }
+    }
+    if (bOK)
+    {
+        bOK = FlushRegPCMap(regPCMap, true);
+    }
+    return bOK;
+}
+
+bool CShaderDebuggerShaderIL::SkipConstruct(CIL_FCConstruct* pConstruct, uint32_t nPos,
+                                            RegPCMap& regPCMap, bool& bOK)
+{
+    std::vector<Register> vRegs;
+    uint32_t nTarget = 0;
+    if (CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
+    {
+        if (nPos == pIf->m_nStart)
+        {
+            vRegs = pIf->m_vIfRegisters;
+            nTarget = pIf->m_nEnd;
+            if (pIf->HasElse() && HasBreakpointInFlowControlBlock(pIf, pIf->m_nElse))
+            {
+                bOK = FlushRegPCMap(regPCMap, false) && bOK;
+                regPCMap.clear();
+                nTarget = pIf->m_nElse - 1;
+            }
+            else if (pIf->HasElse())
+            {
+                vRegs.insert(vRegs.end(), pIf->m_vElseRegisters.begin(),
+                             pIf->m_vElseRegisters.end());
+            }
+        }
+        else if (pIf->HasElse() && nPos == pIf->m_nElse)
+        {
+            bOK = FlushRegPCMap(regPCMap, false) && bOK;
+            regPCMap.clear();
+            vRegs = pIf->m_vElseRegisters;
+            nTarget = pIf->m_nEnd - 1;
+        }
+        else if (nPos == pIf->m_nEnd)
+        {
+            nTarget = pIf->m_nEnd;
+        }
+        else
+        {
+            Log(GetHost(), 4, "Not at if, else or endif");
+            return true;
+        }
+    }
+    else if (CIL_Loop* pLoop = pConstruct->AsLoop())
+    {
+        if (nPos != pLoop->m_nStart && nPos != pLoop->m_nEnd)
+        {
+            Log(GetHost(), 4, "Not at while or endloop");
+            return true;
+        }
+        if (nPos == pLoop->m_nStart)
+        {
+            vRegs = pLoop->m_vRegisters;
+        }
+        nTarget = pLoop->m_nEnd;
+        // A break has already left the loop; an enclosing loop's state stays.
+        std::vector<LoopState>& loops = m_nNextInstruction.m_vLoopStack;
+        if (!loops.empty() && loops.back().nStart == pLoop->m_nStart)
+        {
+            loops.pop_back();
+        }
+    }
+    else if (CIL_Switch* pSwitch = pConstruct->AsSwitch())
+    {
+        vRegs = pSwitch->m_vRegisters;
+        nTarget = pSwitch->m_nEnd;
+    }
+    else
+    {
+        Log(GetHost(), 3, "Bad flow control type");
+        return false;
+    }
+    m_nNextInstruction.m_nPos = nTarget;
+    SetCurrentToNext();
+    UpdateNextInst();
+    for (const Register& reg : vRegs)
+    {
+        regPCMap[reg] = m_nNextInstruction;
+    }
+    if (pConstruct->m_bHasMemoryWrite)
+    {
+        m_LastMemoryWrite = m_nCurrentInstruction;
+    }
+    return true;
+}
+
+bool CShaderDebuggerShaderIL::FlushRegPCMap(RegPCMap& regPCMap, bool bForce)
+{
+    m_ExecuteList.clear();
+    PatchPoint pp;
+    pp.pc = m_nCurrentInstruction;
+    for (const std::pair<const Register, ProgramCounter>& entry : regPCMap)
+    {
+        if (IsTracked(entry.first))
+        {
+            pp.m_registers.push_back(entry.first);
+        }
+    }
+    if (bForce && pp.m_registers.empty())
+    {
+        pp.m_registers.push_back(g_Reg_NULL);
+    }
+    bool bOK = true;
+    if (!pp.m_registers.empty())
+    {
+        m_ExecuteList.push_back(pp);
+        CShaderDebuggerIL* pDebugger = GetILDebugger();
+        bOK = pDebugger != NULL && pDebugger->DoExecute(false) && PostStepAsm();
+    }
+    return UpdateExecuteList(true) && bOK;
+}
+
+bool CShaderDebuggerShaderIL::HasBreakpointInFlowControlBlock(const CIL_FCConstruct* pFC,
+                                                              uint32_t nPos)
+{
+    if (pFC == NULL)
+    {
+        return true;
+    }
+    uint32_t nFirst = 0;
+    uint32_t nLast = 0;
+    if (const CIL_IfElseEndif* pIf = const_cast<CIL_FCConstruct*>(pFC)->AsIfElseEndif())
+    {
+        if (nPos == pIf->m_nStart)
+        {
+            nFirst = pIf->m_nStart;
+            nLast = pIf->GetElseOrEnd();
+        }
+        else if (pIf->HasElse() && nPos == pIf->m_nElse)
+        {
+            nFirst = pIf->m_nElse;
+            nLast = pIf->m_nEnd;
+        }
+        else if (nPos == pIf->m_nEnd)
+        {
+            return false;
+        }
+        else
+        {
+            Log(GetHost(), 4, "Not at if, else or endif");
+            return true;
+        }
+    }
+    else if (const CIL_Loop* pLoop = const_cast<CIL_FCConstruct*>(pFC)->AsLoop())
+    {
+        if (nPos != pLoop->m_nStart && nPos != pLoop->m_nEnd)
+        {
+            Log(GetHost(), 4, "Not at while or endloop");
+            return true;
+        }
+        nFirst = pLoop->m_nStart;
+        nLast = pLoop->m_nEnd;
+    }
+    else if (const CIL_Switch* pSwitch = const_cast<CIL_FCConstruct*>(pFC)->AsSwitch())
+    {
+        if (nPos == pSwitch->m_nEnd)
+        {
+            return false;
+        }
+        if (nPos != pSwitch->m_nStart)
+        {
+            Log(GetHost(), 4, "Not at switch or endswitch");
+            return true;
+        }
+        nFirst = pSwitch->m_nStart;
+        nLast = pSwitch->m_nEnd;
+    }
+    else
+    {
+        Log(GetHost(), 3, "Bad flow control type");
+        return true;
+    }
+    return m_pDebugger->HasBreakPointBetween(nFirst, nLast);
+}
+
+bool CShaderDebuggerShaderIL::StepBackOne(CShaderDebuggerIL& debugger,
+                                          ProgramCounter& nPreviousInstruction)
+{
+    nPreviousInstruction = g_PC_NULL;
+    m_nNextInstruction = m_nCurrentInstruction;
+    m_CallStack = m_CurrentCallStack;
+    m_ExecutedSteps.pop_back();
+    m_nCurrentInstruction = m_ExecutedSteps.back();
+    const Register destReg = GetRegisterOutput(m_nNextInstruction);
+    CShaderDebuggerResult* pResult =
+        destReg.mask != 0 ? debugger.FindRegisterResult(destReg) : NULL;
+    // A register that a Run passed over has no step of its own here: nothing to undo.
+    if (pResult == NULL || pResult->GetLastStep().m_nPos != m_nNextInstruction.m_nPos)
+    {
+        return debugger.FindLastResult(m_nCurrentInstruction);
+    }
+    nPreviousInstruction = pResult->PopStep();
+    if (nPreviousInstruction == g_PC_NULL)
+    {
+        // Nothing wrote the register before.
+        debugger.DeleteRegisterResult(destReg);
+        return debugger.FindLastResult(m_nCurrentInstruction);
+    }
+    return true;
+}
+
+bool CShaderDebuggerShaderIL::BackAsm()
+{
+    CShaderDebuggerIL* pDebugger = GetILDebugger();
+    if (pDebugger == NULL || m_ExecutedSteps.size() < 2)
+    {
+        return false;
+    }
+    ProgramCounter nPreviousInstruction;
+    StepBackOne(*pDebugger, nPreviousInstruction);
+    return UpdateExecuteList(true);
+}
+
+bool CShaderDebuggerShaderIL::RunBackAsm()
+{
+    CShaderDebuggerIL* pDebugger = GetILDebugger();
+    if (pDebugger == NULL)
+    {
+        return false;
+    }
+    RegPCMap regPCMap;
+    while (m_ExecutedSteps.size() > 1 && m_nCurrentInstruction.m_nPos != 0)
+    {
+        ProgramCounter nPreviousInstruction;
+        StepBackOne(*pDebugger, nPreviousInstruction);
+        if (nPreviousInstruction != g_PC_NULL && nPreviousInstruction != m_nCurrentInstruction)
+        {
+            regPCMap[GetRegisterOutput(m_nNextInstruction)] = nPreviousInstruction;
+        }
+        if (m_pDebugger->IsBreakPointAtLineNumber(GetNextLine()))
+        {
+            break;
+        }
+    }
+    m_ExecuteList.clear();
+    for (const std::pair<const Register, ProgramCounter>& entry : regPCMap)
+    {
+        m_ExecuteList.push_back(PatchPoint(entry.second, entry.first));
+    }
+    const bool bOK = pDebugger->DoExecute(false) && PostBack();
+    return UpdateExecuteList(true) && bOK;
+}
+} // namespace XAN_ShaderDebugger
