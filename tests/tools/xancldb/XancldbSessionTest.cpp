@@ -6,9 +6,8 @@
 #include "CLaunchRunner.h"
 #include "XancldbRun.h"
 #include "support/TestSupport.h"
-#include "xan_execution_trace.h"
+#include "support/TracedRun.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -23,18 +22,6 @@ using XAN_Platform::STraceRecord;
 
 namespace
 {
-// The platform's entry to a traced run, found in the library that the loader uses.
-PFN_xanPlatformRunTracedKernel FindTracedRun()
-{
-    std::ifstream icd(std::string(XAN_ICD_VENDORS_DIR) + "/nordvane.icd");
-    std::string strPath;
-    std::getline(icd, strPath);
-    void* pLibrary = dlopen(strPath.c_str(), RTLD_NOW | RTLD_LOCAL);
-    return pLibrary != nullptr ? reinterpret_cast<PFN_xanPlatformRunTracedKernel>(
-                                     dlsym(pLibrary, XAN_RUN_TRACED_KERNEL_NAME))
-                               : nullptr;
-}
-
 // What the original kernel did: its trace, and its debug IL text by line.
 struct SOracle
 {
@@ -77,7 +64,8 @@ void RunTraced(const std::string& strLaunch, SOracle& oracle)
     cl_int nError = CL_SUCCESS;
     cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
     cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
-    static const PFN_xanPlatformRunTracedKernel s_pfnRun = FindTracedRun();
+    static const PFN_xanPlatformRunTracedKernel s_pfnRun =
+        XAN_Test::FindTracedRun(XAN_ICD_VENDORS_DIR);
     ASSERT_NE(nullptr, s_pfnRun);
     XAN_Launch::SLaunchCalls calls;
     calls.enqueue = [&oracle](cl_command_queue queue, cl_kernel kernel, cl_uint nDimensions,
@@ -142,9 +130,10 @@ std::string Destination(const std::string& strInstruction)
 
 bool IsFlowControl(const std::string& strInstruction)
 {
-    static const char* const s_Words[] = {
-        "if",   "else",    "endif",     "whileloop", "endloop", "break", "continue", "switch",
-        "case", "default", "endswitch", "call",      "ret",     "func",  "endfunc"};
+    static const char* const s_Words[] = {"if",        "ifnz",    "ifc",   "else",    "endif",
+                                          "whileloop", "endloop", "break", "breakc",  "continue",
+                                          "continuec", "switch",  "case",  "default", "endswitch",
+                                          "call",      "callnz",  "ret",   "func",    "endfunc"};
     const std::string strOpcode = strInstruction.substr(0, strInstruction.find_first_of(" _"));
     for (const char* pWord : s_Words)
     {
@@ -218,7 +207,11 @@ TEST_P(XancldbSessionTest, EveryStepMatchesTheTrace)
         }
         EXPECT_EQ(expected, MaskOf(vStops[k]))
             << "behind line " << nCurrent << ": " << strInstruction;
-        const std::string strDestination = Destination(strInstruction);
+        // The buffers' device addresses (in cb1) differ between the traced run and the
+        // debugged one: values computed from them can't be compared.
+        const std::string strDestination = strInstruction.find("cb1[") == std::string::npos
+                                               ? Destination(strInstruction)
+                                               : std::string();
         for (const nlohmann::json& displayed : vStops[k]["display"])
         {
             if (displayed["register"] != strDestination)
@@ -315,7 +308,7 @@ TEST_F(XancldbDemoTest, SummaryAndMaskText)
     const uint32_t nLine = LineOf(m_Oracle, "imul r0.w");
     const SRun run = RunXancldb("--batch " + ExampleLaunch("demo"),
                                 "break " + std::to_string(nLine) +
-                                    "\ncontinue\ninfo mask\nprint r0.z @all\nx in[1]@3\n");
+                                    "\ncontinue\ninfo mask\nprint r4.x @all\nx in[1]@3\n");
     ASSERT_EQ(0, run.nExit) << run.strErr << run.strOut;
     EXPECT_NE(std::string::npos, run.strOut.find("Breakpoint 1, line " + std::to_string(nLine)))
         << run.strOut;
