@@ -9,18 +9,10 @@ namespace
 const char* const LIBRARY_NAME = "libXANOpenCLDebug.so";
 } // namespace
 
-CDebugLibrary::~CDebugLibrary()
-{
-    if (m_pHandle != nullptr)
-    {
-        dlclose(m_pHandle);
-    }
-}
-
 bool CDebugLibrary::Load(std::string& strError)
 {
-    m_pHandle = dlopen(LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL);
-    if (m_pHandle == nullptr)
+    void* pHandle = dlopen(LIBRARY_NAME, RTLD_NOW | RTLD_LOCAL);
+    if (pHandle == nullptr)
     {
         const char* pError = dlerror();
         strError = std::string("can't load ") + LIBRARY_NAME + ": " +
@@ -28,7 +20,7 @@ bool CDebugLibrary::Load(std::string& strError)
         return false;
     }
 #define XANCLDB_BIND(name)                                                                         \
-    name = reinterpret_cast<decltype(name)>(dlsym(m_pHandle, #name));                              \
+    name = reinterpret_cast<decltype(name)>(dlsym(pHandle, #name));                                \
     if (name == nullptr)                                                                           \
     {                                                                                              \
         strError = std::string(LIBRARY_NAME) + " lacks the export " #name;                         \

@@ -34,14 +34,14 @@
 namespace XAN_Xancldb
 {
 // libXANOpenCLDebug.so, bound by name when xancldb starts, so that a library that lacks an
-// export is reported by that name instead of stopping the program from loading.
+// export is reported by that name instead of stopping the program from loading. It stays loaded
+// until the process ends, as a linked library would: its logs live that long.
 class CDebugLibrary
 {
 public:
     CDebugLibrary() = default;
     CDebugLibrary(const CDebugLibrary&) = delete;
     CDebugLibrary& operator=(const CDebugLibrary&) = delete;
-    ~CDebugLibrary();
 
     // False with the reason in strError.
     bool Load(std::string& strError);
@@ -54,9 +54,6 @@ public:
 #define XANCLDB_DECLARE(name) decltype(&::name) name = nullptr;
     XANCLDB_EXPORTS(XANCLDB_DECLARE)
 #undef XANCLDB_DECLARE
-
-private:
-    void* m_pHandle = nullptr;
 };
 } // namespace XAN_Xancldb
 
