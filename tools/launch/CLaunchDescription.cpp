@@ -601,6 +601,68 @@ uint32_t ParseSizes(const toml::node& node, const std::string& strKey, size_t vS
     }
     return uint32_t(pArray->size());
 }
+// One scalar of an element as text: integers in decimal, floats with the digits that
+// tell them apart.
+std::string FormatScalar(EScalarType eType, const uint8_t* p)
+{
+    std::ostringstream stream;
+    stream.precision(eType == ST_Double ? 17 : 9);
+    switch (eType)
+    {
+    case ST_Char:
+        stream << int(int8_t(*p));
+        break;
+    case ST_UChar:
+        stream << unsigned(*p);
+        break;
+    case ST_Short:
+    case ST_UShort:
+    {
+        uint16_t n;
+        std::memcpy(&n, p, sizeof(n));
+        stream << (eType == ST_Short ? int(int16_t(n)) : int(n));
+        break;
+    }
+    case ST_Int:
+    case ST_UInt:
+    {
+        uint32_t n;
+        std::memcpy(&n, p, sizeof(n));
+        stream << (eType == ST_Int ? int64_t(int32_t(n)) : int64_t(n));
+        break;
+    }
+    case ST_Long:
+    case ST_ULong:
+    {
+        uint64_t n;
+        std::memcpy(&n, p, sizeof(n));
+        if (eType == ST_Long)
+        {
+            stream << int64_t(n);
+        }
+        else
+        {
+            stream << n;
+        }
+        break;
+    }
+    case ST_Float:
+    {
+        float f;
+        std::memcpy(&f, p, sizeof(f));
+        stream << f;
+        break;
+    }
+    case ST_Double:
+    {
+        double f;
+        std::memcpy(&f, p, sizeof(f));
+        stream << f;
+        break;
+    }
+    }
+    return stream.str();
+}
 } // namespace
 
 size_t SElementType::GetScalarSize() const
@@ -625,6 +687,16 @@ size_t SElementType::GetScalarSize() const
 size_t SElementType::GetSize() const
 {
     return GetScalarSize() * (nLanes == 3 ? 4 : nLanes);
+}
+
+std::string SElementType::Format(const uint8_t* p) const
+{
+    std::string strText;
+    for (uint32_t l = 0; l < nLanes; ++l)
+    {
+        strText += (l == 0 ? "" : ", ") + FormatScalar(eScalar, p + l * GetScalarSize());
+    }
+    return nLanes > 1 ? "(" + strText + ")" : strText;
 }
 
 bool CLaunchDescription::Load(const std::string& strPath, std::string& strError)

@@ -32,6 +32,9 @@ struct SElementType
 
     size_t GetScalarSize() const;
     size_t GetSize() const;
+    // One element as text: integers in decimal, floats with the digits that tell them apart,
+    // the lanes of a vector in parentheses.
+    std::string Format(const uint8_t* p) const;
 };
 
 enum EArgKind

@@ -1,7 +1,6 @@
 #include "CLaunchRunner.h"
 
 #include <cstring>
-#include <sstream>
 
 namespace XAN_Launch
 {
@@ -67,78 +66,6 @@ template <size_t N> cl_uint ValueOf(const SNamedValue (&vTable)[N], const std::s
     return 0;
 }
 
-// One scalar of an element as text: integers in decimal, floats with the digits that
-// tell them apart.
-std::string FormatScalar(EScalarType eType, const uint8_t* p)
-{
-    std::ostringstream stream;
-    stream.precision(eType == ST_Double ? 17 : 9);
-    switch (eType)
-    {
-    case ST_Char:
-        stream << int(int8_t(*p));
-        break;
-    case ST_UChar:
-        stream << unsigned(*p);
-        break;
-    case ST_Short:
-    case ST_UShort:
-    {
-        uint16_t n;
-        std::memcpy(&n, p, sizeof(n));
-        stream << (eType == ST_Short ? int(int16_t(n)) : int(n));
-        break;
-    }
-    case ST_Int:
-    case ST_UInt:
-    {
-        uint32_t n;
-        std::memcpy(&n, p, sizeof(n));
-        stream << (eType == ST_Int ? int64_t(int32_t(n)) : int64_t(n));
-        break;
-    }
-    case ST_Long:
-    case ST_ULong:
-    {
-        uint64_t n;
-        std::memcpy(&n, p, sizeof(n));
-        if (eType == ST_Long)
-        {
-            stream << int64_t(n);
-        }
-        else
-        {
-            stream << n;
-        }
-        break;
-    }
-    case ST_Float:
-    {
-        float f;
-        std::memcpy(&f, p, sizeof(f));
-        stream << f;
-        break;
-    }
-    case ST_Double:
-    {
-        double f;
-        std::memcpy(&f, p, sizeof(f));
-        stream << f;
-        break;
-    }
-    }
-    return stream.str();
-}
-
-std::string FormatElement(const SElementType& type, const uint8_t* p)
-{
-    std::string strText;
-    for (uint32_t l = 0; l < type.nLanes; ++l)
-    {
-        strText += (l == 0 ? "" : ", ") + FormatScalar(type.eScalar, p + l * type.GetScalarSize());
-    }
-    return type.nLanes > 1 ? "(" + strText + ")" : strText;
-}
 } // namespace
 
 CLaunchRunner::~CLaunchRunner()
@@ -150,7 +77,7 @@ void CLaunchRunner::Release()
 {
     if (m_Kernel != nullptr)
     {
-        clReleaseKernel(m_Kernel);
+        m_Calls.releaseKernel(m_Kernel);
         m_Kernel = nullptr;
     }
     if (m_Program != nullptr)
@@ -203,7 +130,7 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
         strError += ":\n" + strLog.substr(0, strLog.find('\0'));
         return false;
     }
-    m_Kernel = clCreateKernel(m_Program, launch.GetKernel().c_str(), &nError);
+    m_Kernel = m_Calls.createKernel(m_Program, launch.GetKernel().c_str(), &nError);
     if (!Check(nError, "clCreateKernel(" + launch.GetKernel() + ")", strError))
     {
         return false;
@@ -220,10 +147,11 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
         switch (arg.eKind)
         {
         case AK_Scalar:
-            nError = clSetKernelArg(m_Kernel, cl_uint(i), arg.vBytes.size(), arg.vBytes.data());
+            nError =
+                m_Calls.setKernelArg(m_Kernel, cl_uint(i), arg.vBytes.size(), arg.vBytes.data());
             break;
         case AK_Local:
-            nError = clSetKernelArg(m_Kernel, cl_uint(i), size_t(arg.nLocalSize), nullptr);
+            nError = m_Calls.setKernelArg(m_Kernel, cl_uint(i), size_t(arg.nLocalSize), nullptr);
             break;
         case AK_Sampler:
         {
@@ -236,7 +164,7 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
                 return false;
             }
             m_vSamplers.push_back(sampler);
-            nError = clSetKernelArg(m_Kernel, cl_uint(i), sizeof(sampler), &sampler);
+            nError = m_Calls.setKernelArg(m_Kernel, cl_uint(i), sizeof(sampler), &sampler);
             break;
         }
         case AK_Buffer:
@@ -271,7 +199,7 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
             }
             m_vMemory.push_back(memory);
             vArgMemory[i] = memory;
-            nError = clSetKernelArg(m_Kernel, cl_uint(i), sizeof(memory), &memory);
+            nError = m_Calls.setKernelArg(m_Kernel, cl_uint(i), sizeof(memory), &memory);
             break;
         }
         }
@@ -280,10 +208,9 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
             return false;
         }
     }
-    nError =
-        clEnqueueNDRangeKernel(m_Queue, m_Kernel, launch.GetDimensions(), launch.GetOffset(),
-                               launch.GetGlobalSize(), launch.GetLocalSize(), 0, nullptr, nullptr);
-    if (!Check(nError, "clEnqueueNDRangeKernel", strError))
+    nError = m_Calls.enqueue(m_Queue, m_Kernel, launch.GetDimensions(), launch.GetOffset(),
+                             launch.GetGlobalSize(), launch.GetLocalSize());
+    if (!Check(nError, "enqueueing the kernel", strError))
     {
         return false;
     }
@@ -318,34 +245,45 @@ bool CLaunchRunner::Run(const CLaunchDescription& launch, Contents& vContents,
 
 std::string CLaunchRunner::Compare(const CLaunchDescription& launch, const Contents& vContents)
 {
+    Contents vExpected(launch.GetArgs().size());
+    for (size_t i = 0; i < vExpected.size(); ++i)
+    {
+        vExpected[i] = launch.GetArgs()[i].vExpected;
+    }
+    return Compare(launch, vContents, vExpected);
+}
+
+std::string CLaunchRunner::Compare(const CLaunchDescription& launch, const Contents& vContents,
+                                   const Contents& vReference)
+{
     std::string strReport;
     const std::vector<SLaunchArg>& vArgs = launch.GetArgs();
-    for (size_t i = 0; i < vArgs.size() && i < vContents.size(); ++i)
+    for (size_t i = 0; i < vArgs.size() && i < vContents.size() && i < vReference.size(); ++i)
     {
         const SLaunchArg& arg = vArgs[i];
-        if (!arg.bHasExpected || vContents[i] == arg.vExpected)
+        const std::vector<uint8_t>& vExpected = vReference[i];
+        if (vExpected.empty() || vContents[i] == vExpected)
         {
             continue;
         }
         const size_t nStride = arg.type.GetSize();
         size_t nDiffering = 0;
         size_t nFirst = 0;
-        for (size_t e = 0; e * nStride < arg.vExpected.size(); ++e)
+        for (size_t e = 0; e * nStride < vExpected.size(); ++e)
         {
             if (e * nStride + nStride > vContents[i].size() ||
-                std::memcmp(&vContents[i][e * nStride], &arg.vExpected[e * nStride], nStride) != 0)
+                std::memcmp(&vContents[i][e * nStride], &vExpected[e * nStride], nStride) != 0)
             {
                 nFirst = nDiffering++ == 0 ? e : nFirst;
             }
         }
         strReport += arg.strName + ": " + std::to_string(nDiffering) + " of " +
-                     std::to_string(arg.vExpected.size() / nStride) +
+                     std::to_string(vExpected.size() / nStride) +
                      " elements differ; the first, element " + std::to_string(nFirst) + ", is " +
                      (nFirst * nStride + nStride <= vContents[i].size()
-                          ? FormatElement(arg.type, &vContents[i][nFirst * nStride])
+                          ? arg.type.Format(&vContents[i][nFirst * nStride])
                           : std::string("missing")) +
-                     ", expected " + FormatElement(arg.type, &arg.vExpected[nFirst * nStride]) +
-                     "\n";
+                     ", expected " + arg.type.Format(&vExpected[nFirst * nStride]) + "\n";
     }
     return strReport;
 }
