@@ -66,14 +66,14 @@ std::string ReadText(const std::string& strPath)
 
 // Kernels whose walk the debugger shows otherwise than the trace, so that only the buffers and the
 // frame of their stepped run are checked:
-// - functions: a function called more than once; the patched kernel drops the rest of the
-//   function behind its target in every call.
-// - nested5: nested loops; an inner loop's pass count is reloaded at each entry.
+// - functions, calls_loop: a function called more than once is kept whole and shows the last
+//   call's values, where the trace has each call's own.
 // - outline: the trace numbers the body of an outline macro only when told its label.
 // - loops: the walk leaves the loop at a break that empties the mask, though work-items that took
 //   a continue are still in it.
 // - switch: the walk's positions through the cases differ from the trace's.
-const std::set<std::string> WALK_DIFFERS = {"functions", "nested5", "outline", "loops", "switch"};
+const std::set<std::string> WALK_DIFFERS = {"functions", "calls_loop", "outline", "loops",
+                                            "switch"};
 
 // The kernels of the e2e folder, built from their IL text, beside the corpus's binaries.
 const char* const INPLACE_KERNEL = "inplace";
