@@ -37,38 +37,10 @@ using XAN_Test::CNordvaneDevice;
 
 const char* const LOG_FILE = "XANOpenCLDebug.log";
 const size_t ITEMS = 64;
+const char* const STRAIGHT = "straight";
 
 // One argument of every kind; the body leaves them all alone.
-const char* const KINDS_IL = R"(il_cs_2_0
-dcl_cb cb0[16]
-call 1024
-endmain
-func 1024
-;ARGSTART:__OpenCL_kinds_kernel
-;version:3:1:111
-;device:larkspur
-;uniqueid:1024
-;memory:uavprivate:0
-;memory:hwlocal:0
-;memory:64bitABI
-;uavid:11
-;privateid:8
-;pointer:out:u32:1:1:0:uav:11:4:RW:0:0
-;pointer:in:u32:1:1:16:hc:11:4:RO:0:0
-;pointer:none:u32:1:1:32:uav:11:4:RW:0:0
-;pointer:scratch:u32:1:1:48:hl:1:4:RW:0:0
-;value:k:u32:1:1:64
-;value:v:float:4:1:80
-;image:rgba:2D:RO:0:1:96
-;image:r:2D:RO:1:1:128
-;image:volume:3D:RO:2:1:160
-;ARGEND:__OpenCL_kinds_kernel
-dcl_cb cb1[12]
-dcl_raw_uav_id(11)
-ret
-endfunc
-end
-)";
+const std::string KINDS_IL = XAN_Test::ReadFile(XAN_TEST_DATA_DIR "/kinds.il");
 
 // The platform's test entries, found in the library that the loader uses.
 void* FindPlatformEntry(const char* pName)
@@ -175,6 +147,26 @@ protected:
         clReleaseProgram(program);
         EXPECT_EQ(CL_SUCCESS, nError);
         return m_Kernel;
+    }
+
+    // The corpus kernel STRAIGHT, tracked, with its output buffer bound.
+    void MakeStraight()
+    {
+        ASSERT_NE(nullptr, MakeKernel("", XAN_Test::ReadCorpusBinary(STRAIGHT), STRAIGHT, ""));
+        const cl_mem out = MakeBuffer(std::vector<uint8_t>(4 * ITEMS));
+        ASSERT_EQ(CL_SUCCESS, xanclInterceptSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &out));
+    }
+
+    // The kernel run by the platform, its execution trace recorded.
+    void RunTraced(XAN_Platform::CExecutionTrace& trace)
+    {
+        const PFN_xanPlatformRunTracedKernel pfnRun =
+            reinterpret_cast<PFN_xanPlatformRunTracedKernel>(
+                FindPlatformEntry(XAN_RUN_TRACED_KERNEL_NAME));
+        ASSERT_NE(nullptr, pfnRun);
+        const size_t nItems = ITEMS;
+        ASSERT_EQ(CL_SUCCESS,
+                  pfnRun(m_Device.GetQueue(), m_Kernel, 1, nullptr, &nItems, nullptr, &trace));
     }
 
     cl_mem Keep(cl_mem mem)
@@ -509,21 +501,9 @@ TEST_F(ShaderDebuggerCLTest, HostInaccessibleMemoryIsReachedThroughStaging)
 
 TEST_F(ShaderDebuggerCLTest, APatchedCorpusKernelReturnsTheTracedValues)
 {
-    const std::string strKernel = "straight";
-    const std::vector<char> vBinary = XAN_Test::ReadCorpusBinary(strKernel);
-    ASSERT_FALSE(vBinary.empty());
-    ASSERT_NE(nullptr, MakeKernel("", vBinary, strKernel, ""));
-    const cl_mem out = MakeBuffer(std::vector<uint8_t>(4 * ITEMS));
-    ASSERT_EQ(CL_SUCCESS, xanclInterceptSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &out));
-
+    ASSERT_NO_FATAL_FAILURE(MakeStraight());
     XAN_Platform::CExecutionTrace trace;
-    static const PFN_xanPlatformRunTracedKernel pfnRun =
-        reinterpret_cast<PFN_xanPlatformRunTracedKernel>(
-            FindPlatformEntry(XAN_RUN_TRACED_KERNEL_NAME));
-    ASSERT_NE(nullptr, pfnRun);
-    const size_t nItems = ITEMS;
-    ASSERT_EQ(CL_SUCCESS,
-              pfnRun(m_Device.GetQueue(), m_Kernel, 1, nullptr, &nItems, nullptr, &trace));
+    ASSERT_NO_FATAL_FAILURE(RunTraced(trace));
     std::map<uint32_t, std::map<uint32_t, const XAN_Platform::STraceRecord*>> records;
     for (const XAN_Platform::STraceRecord& record : trace.GetRecords())
     {
@@ -531,7 +511,7 @@ TEST_F(ShaderDebuggerCLTest, APatchedCorpusKernelReturnsTheTracedValues)
     }
 
     MakeHost(m_Kernel);
-    XAN_Test::CPatchKernel patch(strKernel, XAN_Test::LoadDebugBinary(strKernel));
+    XAN_Test::CPatchKernel patch(STRAIGHT, XAN_Test::LoadDebugBinary(STRAIGHT));
     size_t nChecked = 0;
     for (const char* pInstruction : {"imul r1.x, r0.xxxx, l0.xxxx", "ixor r1.x, r1.xxxx, r1.yyyy"})
     {
@@ -561,10 +541,7 @@ TEST_F(ShaderDebuggerCLTest, APatchedCorpusKernelReturnsTheTracedValues)
 
 TEST_F(ShaderDebuggerCLTest, RegionsAndGlobalMemoryAreWhatTheKernelSees)
 {
-    const std::string strKernel = "straight";
-    ASSERT_NE(nullptr, MakeKernel("", XAN_Test::ReadCorpusBinary(strKernel), strKernel, ""));
-    const cl_mem out = MakeBuffer(std::vector<uint8_t>(4 * ITEMS));
-    ASSERT_EQ(CL_SUCCESS, xanclInterceptSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &out));
+    ASSERT_NO_FATAL_FAILURE(MakeStraight());
     CShaderDebuggerHostCL& host = MakeHost(m_Kernel);
     ASSERT_TRUE(host.InitDevice(nullptr, 0, nullptr, nullptr, 0));
     EXPECT_TRUE(host.IsTidalReefs());
@@ -574,7 +551,7 @@ TEST_F(ShaderDebuggerCLTest, RegionsAndGlobalMemoryAreWhatTheKernelSees)
     std::unique_ptr<CShaderDebuggerDeviceBuffer> pOut(Device().GetDeviceBuffer(0, 0));
     m_pDebugger->m_Globals["m0"].reset(pOut->GetDataBuffer(nullptr));
     // The dump kernel's record: constant buffer 1 as the kernel reads it.
-    XAN_Test::CPatchKernel patch(strKernel, XAN_Test::LoadDebugBinary(strKernel));
+    XAN_Test::CPatchKernel patch(STRAIGHT, XAN_Test::LoadDebugBinary(STRAIGHT));
     void* pDump = nullptr;
     size_t nDumpSize = 0;
     ASSERT_TRUE(patch.m_pShader->CreateCBDumpShader(&pDump, &nDumpSize));
@@ -599,11 +576,7 @@ TEST_F(ShaderDebuggerCLTest, RegionsAndGlobalMemoryAreWhatTheKernelSees)
 
     // The address of each work-item's store, from the trace, holds what the kernel stored.
     XAN_Platform::CExecutionTrace trace;
-    const PFN_xanPlatformRunTracedKernel pfnRun = reinterpret_cast<PFN_xanPlatformRunTracedKernel>(
-        FindPlatformEntry(XAN_RUN_TRACED_KERNEL_NAME));
-    const size_t nItems = ITEMS;
-    ASSERT_EQ(CL_SUCCESS,
-              pfnRun(m_Device.GetQueue(), m_Kernel, 1, nullptr, &nItems, nullptr, &trace));
+    ASSERT_NO_FATAL_FAILURE(RunTraced(trace));
     const uint32_t nAddress = patch.At("i64add r2.zw, cb1[0].xyxy, r2.x0x0");
     const uint32_t nValue = patch.At("ixor r1.x, r1.xxxx, r1.yyyy");
     std::map<uint32_t, uint64_t> addresses;
@@ -668,13 +641,13 @@ TEST_F(ShaderDebuggerCLTest, ThePrivateQueueRunsWhileTheApplicationQueueIsBlocke
     ASSERT_EQ(CL_SUCCESS, nError);
     cl_command_queue queue = clCreateCommandQueue(context, device, CL_QUEUE_INTERCEPT_XAN, &nError);
     ASSERT_EQ(CL_SUCCESS, nError);
-    const std::vector<char> vBinary = XAN_Test::ReadCorpusBinary("straight");
+    const std::vector<char> vBinary = XAN_Test::ReadCorpusBinary(STRAIGHT);
     const unsigned char* pBinary = reinterpret_cast<const unsigned char*>(vBinary.data());
     const size_t nLength = vBinary.size();
     cl_program program =
         clCreateProgramWithBinary(context, 1, &device, &nLength, &pBinary, nullptr, &nError);
     ASSERT_EQ(CL_SUCCESS, clBuildProgram(program, 1, &device, "", nullptr, nullptr));
-    m_Kernel = xanclInterceptCreateKernel(program, "straight", &nError);
+    m_Kernel = xanclInterceptCreateKernel(program, STRAIGHT, &nError);
     clReleaseProgram(program);
     cl_mem out = clCreateBuffer(context, CL_MEM_READ_WRITE, 4 * ITEMS, nullptr, &nError);
     m_vMems.push_back(out);
@@ -697,15 +670,12 @@ TEST_F(ShaderDebuggerCLTest, ThePrivateQueueRunsWhileTheApplicationQueueIsBlocke
 
 TEST_F(ShaderDebuggerCLTest, EveryObjectTheBackEndCreatesIsReleased)
 {
-    const std::string strKernel = "straight";
-    ASSERT_NE(nullptr, MakeKernel("", XAN_Test::ReadCorpusBinary(strKernel), strKernel, ""));
-    const cl_mem out = MakeBuffer(std::vector<uint8_t>(4 * ITEMS));
-    ASSERT_EQ(CL_SUCCESS, xanclInterceptSetKernelArg(m_Kernel, 0, sizeof(cl_mem), &out));
+    ASSERT_NO_FATAL_FAILURE(MakeStraight());
     clFinish(m_Device.GetQueue());
     const size_t nBefore = CountLiveObjects();
     {
         MakeHost(m_Kernel);
-        XAN_Test::CPatchKernel patch(strKernel, XAN_Test::LoadDebugBinary(strKernel));
+        XAN_Test::CPatchKernel patch(STRAIGHT, XAN_Test::LoadDebugBinary(STRAIGHT));
         const ProgramCounter pc(patch.At("ixor r1.x, r1.xxxx, r1.yyyy"));
         ASSERT_TRUE(patch.m_pShader->SwitchShader(
             pc, std::vector<Register>(1, patch.m_pShader->GetRegisterOutput(pc))));

@@ -87,6 +87,20 @@ void RunTraced(const std::string& strLaunch, SOracle& oracle)
     ASSERT_FALSE(oracle.trace.HasOverflowed());
 }
 
+// The work-items whose record has the flag.
+std::set<size_t> ItemsWith(const std::map<uint32_t, const STraceRecord*>& records, uint32_t nFlag)
+{
+    std::set<size_t> items;
+    for (const auto& entry : records)
+    {
+        if ((entry.second->nFlags & nFlag) != 0)
+        {
+            items.insert(entry.first);
+        }
+    }
+    return items;
+}
+
 std::set<size_t> MaskOf(const nlohmann::json& stop)
 {
     std::set<size_t> active;
@@ -197,14 +211,7 @@ TEST_P(XancldbSessionTest, EveryStepMatchesTheTrace)
         }
         const std::map<uint32_t, const STraceRecord*> records = oracle.FirstPass(nCurrent);
         ASSERT_FALSE(records.empty()) << "line " << nCurrent << " " << strInstruction;
-        std::set<size_t> expected;
-        for (const auto& entry : records)
-        {
-            if ((entry.second->nFlags & XAN_Platform::TF_ActiveAfter) != 0)
-            {
-                expected.insert(entry.first);
-            }
-        }
+        const std::set<size_t> expected = ItemsWith(records, XAN_Platform::TF_ActiveAfter);
         EXPECT_EQ(expected, MaskOf(vStops[k]))
             << "behind line " << nCurrent << ": " << strInstruction;
         // The buffers' device addresses (in cb1) differ between the traced run and the
@@ -258,15 +265,8 @@ TEST_F(XancldbDemoTest, BreakpointInsideABranch)
     ASSERT_EQ(2u, vStops.size()) << run.strOut;
     EXPECT_EQ("breakpoint", vStops[0]["reason"]);
     EXPECT_EQ(nLine, vStops[0]["line"].get<uint32_t>());
-    std::set<size_t> taking;
     const std::map<uint32_t, const STraceRecord*> records = m_Oracle.FirstPass(nLine);
-    for (const auto& entry : records)
-    {
-        if ((entry.second->nFlags & XAN_Platform::TF_Executed) != 0)
-        {
-            taking.insert(entry.first);
-        }
-    }
+    const std::set<size_t> taking = ItemsWith(records, XAN_Platform::TF_Executed);
     EXPECT_EQ(m_Oracle.nItems / 2, taking.size());
     EXPECT_EQ(taking, MaskOf(vStops[0]));
     EXPECT_EQ(taking, MaskOf(vStops[1]));
@@ -310,15 +310,14 @@ TEST_F(XancldbDemoTest, SummaryAndMaskText)
                                 "break " + std::to_string(nLine) +
                                     "\ncontinue\ninfo mask\nprint r4.x @all\nx in[1]@3\n");
     ASSERT_EQ(0, run.nExit) << run.strErr << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find("Breakpoint 1, line " + std::to_string(nLine)))
-        << run.strOut;
-    EXPECT_NE(std::string::npos,
-              run.strOut.find("active: 16 of 32 work-items: 1, 3, 5, 7, 9, 11, 13, 15, 17"))
-        << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find("  group 0: .#.#.#.#.#.#.#.#\n")) << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find("  3  x1  3\n")) << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find("  inactive  x16  0, 2, 4")) << run.strOut;
-    EXPECT_NE(std::string::npos, run.strOut.find("in[1]: 1 2 3\n")) << run.strOut;
+    for (const std::string& strText :
+         {"Breakpoint 1, line " + std::to_string(nLine),
+          std::string("active: 16 of 32 work-items: 1, 3, 5, 7, 9, 11, 13, 15, 17"),
+          std::string("  group 0: .#.#.#.#.#.#.#.#\n"), std::string("  3  x1  3\n"),
+          std::string("  inactive  x16  0, 2, 4"), std::string("in[1]: 1 2 3\n")})
+    {
+        EXPECT_NE(std::string::npos, run.strOut.find(strText)) << strText << " in\n" << run.strOut;
+    }
 }
 
 // Each bad input of the table: a clear message and the exit status that tells its kind.
