@@ -125,14 +125,13 @@ CShaderDebuggerDeviceCL::~CShaderDebuggerDeviceCL()
         CLD_Break("Error: clReleaseCommandQueue() failed.\n");
     }
     m_Queue = NULL;
-    for (cl_kernel* pKernel : {&m_OriginalKernel, &m_PatchedKernel})
+    if (m_OriginalKernel != NULL &&
+        g_DeviceOpenCLModule.clReleaseKernel(m_OriginalKernel) != CL_SUCCESS)
     {
-        if (*pKernel != NULL && g_DeviceOpenCLModule.clReleaseKernel(*pKernel) != CL_SUCCESS)
-        {
-            CLD_Break("Error: clReleaseKernel() failed.\n");
-        }
-        *pKernel = NULL;
+        CLD_Break("Error: clReleaseKernel() failed.\n");
     }
+    m_OriginalKernel = NULL;
+    ReleasePatchedKernels();
     m_strKernelName.clear();
 }
 
@@ -559,16 +558,7 @@ bool CShaderDebuggerDeviceCL::CreateShader(uint32_t, const void*, size_t, const 
 
 bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSize)
 {
-    CShaderDebuggerHost* pHost = GetHost();
-    if (m_PatchedKernel != NULL)
-    {
-        if (g_DeviceOpenCLModule.clReleaseKernel(m_PatchedKernel) != CL_SUCCESS)
-        {
-            SDU_AssertTextCL(pHost, "Error: clReleaseKernel() failed.\n");
-            return false;
-        }
-        m_PatchedKernel = NULL;
-    }
+    m_PatchedKernel = NULL;
     if (pData == NULL || nSize == 0)
     {
         return false;
@@ -576,7 +566,21 @@ bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSiz
     const char* pBytes = static_cast<const char*>(pData);
     std::vector<char> vShader(pBytes, pBytes + nSize);
     XAN_ElfUtils::UnpatchKernelEntry(m_strKernelName, vShader);
+    // Stepping comes back to the same patched kernels (each step of a loop, Continue after Step):
+    // a build costs more than a run of a small launch, so each image is built once.
+    const std::map<std::vector<char>, cl_kernel>::const_iterator it =
+        m_PatchedKernels.find(vShader);
+    if (it != m_PatchedKernels.end())
+    {
+        m_PatchedKernel = it->second;
+        return true;
+    }
+    if (m_PatchedKernels.size() >= MAX_PATCHED_KERNELS && !ReleasePatchedKernels())
+    {
+        return false;
+    }
 
+    CShaderDebuggerHost* pHost = GetHost();
     const uint32_t nInst = pHost->GetCurrentInstruction().m_nPos;
     const uint32_t nPC = pHost->GetCurrentLine();
     const std::string strDumpName =
@@ -588,7 +592,28 @@ bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSiz
     dump.close();
 
     m_PatchedKernel = BuildPatchedKernel(vShader);
-    return m_PatchedKernel != NULL;
+    if (m_PatchedKernel == NULL)
+    {
+        return false;
+    }
+    m_PatchedKernels.emplace(std::move(vShader), m_PatchedKernel);
+    return true;
+}
+
+bool CShaderDebuggerDeviceCL::ReleasePatchedKernels()
+{
+    bool bReleased = true;
+    for (const std::pair<const std::vector<char>, cl_kernel>& entry : m_PatchedKernels)
+    {
+        if (g_DeviceOpenCLModule.clReleaseKernel(entry.second) != CL_SUCCESS)
+        {
+            SDU_AssertTextCL(GetHost(), "Error: clReleaseKernel() failed.\n");
+            bReleased = false;
+        }
+    }
+    m_PatchedKernels.clear();
+    m_PatchedKernel = NULL;
+    return bReleased;
 }
 
 cl_kernel CShaderDebuggerDeviceCL::BuildPatchedKernel(const std::vector<char>& vShader)

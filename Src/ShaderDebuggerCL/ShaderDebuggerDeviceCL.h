@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -74,13 +75,20 @@ private:
     bool InitKernelABIAndArgCBInfo();
     // A kernel of the context from the image; null with the failure reported.
     cl_kernel BuildPatchedKernel(const std::vector<char>& vShader);
+    // Releases every cached patched kernel; false if one could not be released.
+    bool ReleasePatchedKernels();
+
+    // Enough for every patched kernel of a long stepping session, bounded against runaway growth.
+    static const size_t MAX_PATCHED_KERNELS = 256;
 
     cl_device_id m_Device;
     std::string m_strDeviceName;
     cl_context m_Context;
     cl_command_queue m_Queue;
     cl_kernel m_OriginalKernel;
+    // The patched kernel to run, one of the cache; null runs the original.
     cl_kernel m_PatchedKernel;
+    std::map<std::vector<char>, cl_kernel> m_PatchedKernels;
     std::string m_strKernelName;
     std::vector<ArgCBInfo> m_ArgCBInfo;
     std::vector<unsigned char> m_vShaderData;

@@ -1,5 +1,8 @@
 #include "CDeviceMemory.h"
 
+#include <cstdlib>
+#include <new>
+
 namespace XAN_Platform
 {
 namespace
@@ -10,8 +13,19 @@ uint64_t RoundUp(uint64_t nValue, uint64_t nAlignment)
 }
 } // namespace
 
-CDeviceBuffer::CDeviceBuffer(uint64_t nAddress, size_t nSize) : m_nAddress(nAddress), m_vData(nSize)
+CDeviceBuffer::CDeviceBuffer(uint64_t nAddress, size_t nSize)
+    : m_nAddress(nAddress), m_nSize(nSize),
+      m_pData(static_cast<uint8_t*>(std::calloc(nSize != 0 ? nSize : 1, 1)))
 {
+    if (!m_pData)
+    {
+        throw std::bad_alloc();
+    }
+}
+
+void CDeviceBuffer::SFree::operator()(uint8_t* pData) const
+{
+    std::free(pData);
 }
 
 CDeviceMemory::CDeviceMemory(bool b64BitAddresses)

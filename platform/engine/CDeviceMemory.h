@@ -19,13 +19,20 @@ public:
     CDeviceBuffer& operator=(const CDeviceBuffer&) = delete;
 
     uint64_t GetAddress() const { return m_nAddress; }
-    size_t GetSize() const { return m_vData.size(); }
-    uint8_t* GetData() { return m_vData.data(); }
-    const uint8_t* GetData() const { return m_vData.data(); }
+    size_t GetSize() const { return m_nSize; }
+    uint8_t* GetData() { return m_pData.get(); }
+    const uint8_t* GetData() const { return m_pData.get(); }
 
 private:
+    struct SFree
+    {
+        void operator()(uint8_t* pData) const;
+    };
+
     uint64_t m_nAddress;
-    std::vector<uint8_t> m_vData;
+    size_t m_nSize;
+    // From calloc: large buffers come from the system already zero, without a pass over them.
+    std::unique_ptr<uint8_t[], SFree> m_pData;
 };
 
 // The device's flat global address space. Every buffer gets a unique, non-zero,

@@ -267,8 +267,9 @@ bool SUBuffer::Create(const BufferDesc& desc, const void* pInitial)
 
     if (bSizes)
     {
-        // A buffer of no bytes still gets memory of its own, so that it reads as created.
-        m_pData = static_cast<uint8_t*>(std::malloc(m_nDataSize != 0 ? m_nDataSize : 1));
+        // A buffer of no bytes still gets memory of its own, so that it reads as created. Zeroed
+        // by calloc: large blocks come from the system already zero, without a pass over them.
+        m_pData = static_cast<uint8_t*>(std::calloc(m_nDataSize != 0 ? m_nDataSize : 1, 1));
     }
     if (bValidFormat)
     {
@@ -285,7 +286,6 @@ bool SUBuffer::Create(const BufferDesc& desc, const void* pInitial)
         return false;
     }
 
-    std::memset(m_pData, 0, m_nDataSize);
     if (pInitial != NULL)
     {
         return UpdateSubResources(pInitial, 0, 0, 1);
