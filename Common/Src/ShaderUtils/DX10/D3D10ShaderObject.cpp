@@ -346,6 +346,17 @@ void CShaderObject::Reset()
 bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSize)
 {
     Reset();
+    if (!Load(pShaderData, nShaderDataSize))
+    {
+        // A refused container leaves nothing half loaded.
+        Reset();
+        return false;
+    }
+    return IsValid();
+}
+
+bool CShaderObject::Load(const void* pShaderData, size_t nShaderDataSize)
+{
     SDU_ConsistencyAssert(pShaderData != NULL);
     SDU_ConsistencyAssert(nShaderDataSize != 0);
     if (pShaderData == NULL || nShaderDataSize == 0)
@@ -368,7 +379,6 @@ bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSiz
         ReportBounds(__func__, "DXBC chunk count");
         return false;
     }
-    bool bParsed = true;
     for (uint32_t i = 0; i < nChunkCount; ++i)
     {
         const uint64_t nOffset = ReadWord(pData + HEADER_SIZE + 4 * i);
@@ -391,9 +401,12 @@ bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSiz
             DebugOutput(("Unknown ChunkType - " + strType + "\n").c_str());
             continue;
         }
-        bParsed &= SetChunk(kind, pChunk);
+        if (!SetChunk(kind, pChunk))
+        {
+            return false;
+        }
     }
-    return bParsed && IsValid();
+    return true;
 }
 
 bool CShaderObject::IsValid() const

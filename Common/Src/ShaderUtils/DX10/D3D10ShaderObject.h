@@ -236,6 +236,8 @@ public:
 
 private:
     void Reset();
+    // Hands every chunk of a container to its setter; false for anything past the data.
+    bool Load(const void* pShaderData, size_t nShaderDataSize);
     bool Parse(ChunkKind kind);
     bool ParseRDEF(const CShaderChunk& chunk);
     bool ParseSignature(const CShaderChunk& chunk, SignatureData& data, bool bOutput);
