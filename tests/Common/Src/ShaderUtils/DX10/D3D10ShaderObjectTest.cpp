@@ -476,3 +476,37 @@ TEST(D3D10ShaderObjectTest, DamagedContainersAreRefusedSafely)
         }
     }
 }
+
+// A refused container names the chunk and the field that lie past the data.
+TEST(D3D10ShaderObjectTest, BoundsDiagnosticsNameChunkAndField)
+{
+    const std::vector<uint8_t> vContainer = XAN_Test::BuildDXBCFixture("ps50_resources");
+    const struct
+    {
+        int nChunk; // -1: the container's own header
+        uint32_t nOffset;
+        uint32_t nValue;
+        const char* pDiagnostic;
+    } cases[] = {
+        {-1, 28, 0x10000, "DXBC chunk count lies within the data"},
+        {-1, 36, 0xFFFFFFF0, "DXBC chunk offset lies within the data"},
+        {0, 4, 0x10000, "RDEF chunk size lies within the data"},
+        {0, 8 + 4, 0x10000, "RDEF constant buffer offset lies within the data"},
+        {0, 8 + 12, 0x10000, "RDEF binding offset lies within the data"},
+        {0, 8 + 24, 0x10000, "RDEF creator offset lies within the data"},
+        {1, 8, 0x10000, "ISGN entry count lies within the data"},
+        {2, 16, 0x10000, "OSGN semantic name offset lies within the data"},
+        {3, 16, 0x00000065, "SHEX instruction length lies within the data"},
+    };
+    for (const auto& c : cases)
+    {
+        std::vector<uint8_t> vDamaged = vContainer;
+        const uint32_t nBase = c.nChunk < 0 ? 0 : Word(vContainer, 32 + 4 * c.nChunk);
+        std::memcpy(&vDamaged[nBase + c.nOffset], &c.nValue, 4);
+        ConsistencyLogTail log("XANOpenCLDebugAPIConsistency.log");
+        CShaderObject shader(vDamaged.data(), vDamaged.size());
+        EXPECT_FALSE(shader.IsValid()) << c.pDiagnostic;
+        EXPECT_EQ(nullptr, shader.GetChunk(CK_RDEF)) << c.pDiagnostic;
+        EXPECT_EQ(1u, log.Count(c.pDiagnostic)) << log.Text();
+    }
+}
