@@ -568,6 +568,11 @@ bool CShaderObject::ParseRDEF(const CShaderChunk& chunk)
         }
         buffer.nNameID = data.AddName(strName);
         data.nVariableCount += buffer.nVariableCount;
+        // Buffers that share their variables would multiply them past the chunk's size.
+        if (!reader.Range(0, uint64_t(data.nVariableCount) * nVariableSize, "variable count"))
+        {
+            return false;
+        }
         data.vConstantBuffers.push_back(buffer);
         for (uint32_t j = 0; j < buffer.nVariableCount; ++j)
         {
@@ -754,28 +759,28 @@ IBlob* CShaderObject::CreateBlob(uint32_t nChunkMask) const
     return pBlob;
 }
 
-uint32_t CShaderObject::GetTextureReturnType(uint32_t nSlot) const
+const RDEFBinding* CShaderObject::FindTexture(uint32_t nSlot) const
 {
     for (const RDEFBinding& binding : m_RDEF.vBindings)
     {
         if (binding.nType == BINDING_TEXTURE && binding.nBindPoint == nSlot)
         {
-            return binding.nReturnType;
+            return &binding;
         }
     }
-    return 1;
+    return NULL;
+}
+
+uint32_t CShaderObject::GetTextureReturnType(uint32_t nSlot) const
+{
+    const RDEFBinding* pBinding = FindTexture(nSlot);
+    return pBinding != NULL ? pBinding->nReturnType : 1;
 }
 
 uint32_t CShaderObject::GetTextureDimension(uint32_t nSlot) const
 {
-    for (const RDEFBinding& binding : m_RDEF.vBindings)
-    {
-        if (binding.nType == BINDING_TEXTURE && binding.nBindPoint == nSlot)
-        {
-            return binding.nDimension;
-        }
-    }
-    return 0;
+    const RDEFBinding* pBinding = FindTexture(nSlot);
+    return pBinding != NULL ? pBinding->nDimension : 0;
 }
 
 bool CShaderObject::FindFreeOutputSlot(uint32_t& dwMaxRenderTarget) const
@@ -826,26 +831,26 @@ bool CShaderObject::AddBufferBinding(uint32_t nBindPoint, const char* pName)
 
 bool CShaderObject::AddInputSignature(const char* pSemanticName, const SignatureEntry& entry)
 {
-    if (pSemanticName == NULL)
-    {
-        return false;
-    }
-    m_InputSignature.vNames.push_back(pSemanticName);
-    m_InputSignature.vEntries.push_back(entry);
-    ++m_InputSignature.nEntryCount;
-    return true;
+    return AddSignature(m_InputSignature, pSemanticName, entry);
 }
 
 bool CShaderObject::AddOutputSignature(const char* pSemanticName, const SignatureEntry& entry)
+{
+    const bool bAdded = AddSignature(m_OutputSignature, pSemanticName, entry);
+    m_OutputSignature.nRenderTargetCount += bAdded && entry.nSystemValue == SV_TARGET;
+    return bAdded;
+}
+
+bool CShaderObject::AddSignature(SignatureData& data, const char* pSemanticName,
+                                 const SignatureEntry& entry)
 {
     if (pSemanticName == NULL)
     {
         return false;
     }
-    m_OutputSignature.vNames.push_back(pSemanticName);
-    m_OutputSignature.vEntries.push_back(entry);
-    ++m_OutputSignature.nEntryCount;
-    m_OutputSignature.nRenderTargetCount += entry.nSystemValue == SV_TARGET;
+    data.vNames.push_back(pSemanticName);
+    data.vEntries.push_back(entry);
+    ++data.nEntryCount;
     return true;
 }
 

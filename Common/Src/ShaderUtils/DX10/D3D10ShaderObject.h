@@ -243,6 +243,9 @@ private:
     bool ParseSignature(const CShaderChunk& chunk, SignatureData& data, bool bOutput);
     bool ParseDeclarations(const CShaderChunk& chunk, bool bExtended);
     bool RebuildSignature(ChunkKind kind, const SignatureData& data);
+    static bool AddSignature(SignatureData& data, const char* pSemanticName,
+                             const SignatureEntry& entry);
+    const RDEFBinding* FindTexture(uint32_t nSlot) const;
     // Takes over a chunk written in memory from malloc.
     bool ReplaceChunk(ChunkKind kind, uint8_t* pData);
 
