@@ -1,9 +1,10 @@
-// Loads arbitrary bytes, or a fixture container with words replaced, as a shader container; a
+// Loads arbitrary bytes, or a corpus container with words replaced, as a shader container; a
 // container that loads goes through every getter, the rebuilds and CreateBlob, and what
 // CreateBlob makes must load again.
 #include "FuzzSupport.h"
 
 #include "CDXBCContainerWriter.h"
+#include "CTpfAssembler.h"
 #include "ShaderUtils/DX10/D3D10ShaderObject.h"
 
 #include <cstddef>
@@ -24,6 +25,14 @@ std::vector<std::vector<uint8_t>>& Seeds()
 {
     static std::vector<std::vector<uint8_t>> vSeeds;
     return vSeeds;
+}
+
+std::string ReadText(const std::filesystem::path& path)
+{
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
 
 void Exercise(const std::vector<uint8_t>& vContainer)
@@ -62,24 +71,28 @@ void Exercise(const std::vector<uint8_t>& vContainer)
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
-    for (const auto& entry : std::filesystem::directory_iterator(XAN_DXBC_FIXTURE_DIR))
+    // The writer's fixtures, and the tokenized-program corpus in containers with empty
+    // signatures.
+    for (const char* pFolder : {XAN_DXBC_FIXTURE_DIR, XAN_TPF_CORPUS_DIR})
     {
-        if (entry.path().extension() != ".txt")
+        for (const auto& entry : std::filesystem::directory_iterator(pFolder))
         {
-            continue;
-        }
-        std::ifstream file(entry.path());
-        std::ostringstream text;
-        text << file.rdbuf();
-        std::string strHeader;
-        std::string strError;
-        std::vector<uint32_t> vProgram;
-        XAN_Platform::CDXBCContainerWriter writer;
-        if (XAN_Platform::CDXBCContainerWriter::ReadFixture(text.str(), strHeader, vProgram,
-                                                            strError) &&
-            writer.ParseHeader(strHeader, strError))
-        {
-            Seeds().push_back(writer.Write(vProgram));
+            const std::string strText = ReadText(entry.path());
+            std::string strHeader;
+            std::string strError;
+            std::vector<uint32_t> vProgram;
+            XAN_Platform::CDXBCContainerWriter writer;
+            XAN_Platform::CTpfAssembler assembler;
+            const bool bRead =
+                entry.path().extension() == ".txt"
+                    ? XAN_Platform::CDXBCContainerWriter::ReadFixture(strText, strHeader, vProgram,
+                                                                      strError) &&
+                          writer.ParseHeader(strHeader, strError)
+                    : entry.path().extension() == ".tpf" && assembler.Assemble(strText, vProgram);
+            if (bRead)
+            {
+                Seeds().push_back(writer.Write(vProgram));
+            }
         }
     }
     return 0;

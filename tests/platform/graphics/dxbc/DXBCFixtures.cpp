@@ -1,6 +1,7 @@
 #include "DXBCFixtures.h"
 
 #include "CDXBCContainerWriter.h"
+#include "TpfCorpus.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -40,6 +41,23 @@ std::vector<uint8_t> BuildDXBCFixture(const std::string& strName)
         return {};
     }
     return writer.Write(vProgram);
+}
+
+std::vector<DXBCContainer> DXBCCorpusContainers()
+{
+    std::vector<DXBCContainer> vContainers;
+    for (const std::string& strName : DXBCFixtureNames())
+    {
+        vContainers.push_back({strName, BuildDXBCFixture(strName), false});
+    }
+    for (const TpfCorpusProgram& program : LoadTpfCorpus())
+    {
+        EXPECT_EQ("", program.strError) << program.strName;
+        vContainers.push_back({program.strName,
+                               XAN_Platform::CDXBCContainerWriter().Write(program.vTokens),
+                               program.bDecodeOnly});
+    }
+    return vContainers;
 }
 
 std::vector<uint8_t> ReadDXBCHex(const std::string& strFileName)

@@ -440,17 +440,15 @@ TEST(D3D10ShaderObjectTest, FindFreeOutputSlot)
     }
 }
 
-// Every prefix and a set of corrupted words of every fixture container load or are refused
+// Every prefix and a set of corrupted words of every corpus container load or are refused
 // without reading past the data, each copy in memory of exactly its size.
 TEST(D3D10ShaderObjectTest, DamagedContainersAreRefusedSafely)
 {
-    std::vector<std::vector<uint8_t>> vContainers = {XAN_Test::ReadDXBCHex("cs50_raw_store.hex")};
-    for (const std::string& strName : XAN_Test::DXBCFixtureNames())
+    for (const XAN_Test::DXBCContainer& container : XAN_Test::DXBCCorpusContainers())
     {
-        vContainers.push_back(XAN_Test::BuildDXBCFixture(strName));
-    }
-    for (const std::vector<uint8_t>& vContainer : vContainers)
-    {
+        SCOPED_TRACE(container.strName);
+        const std::vector<uint8_t>& vContainer = container.vBytes;
+        ASSERT_TRUE(CShaderObject(vContainer.data(), vContainer.size()).IsValid());
         for (size_t nLength = 0; nLength < vContainer.size(); ++nLength)
         {
             const std::unique_ptr<uint8_t[]> pCopy(new uint8_t[nLength + 1]);
