@@ -374,6 +374,7 @@ TEST(D3D10ShaderObjectTest, Declarations)
     } cases[] = {
         {"cs50_declarations", 8, {8, 4, 2}, {0, 6, 4}, {0, 0, 256, 1, 16, 4}},
         {"cs50_raw_store", 0, {1, 1, 1}, {}, {}},
+        {"cs40_declarations", 0, {0, 0, 0}, {}, {}},
         {"ps40_resources", 0, {0, 0, 0}, {}, {}},
     };
     for (const auto& c : cases)
