@@ -13,6 +13,17 @@ TEST(CDXBCContainerWriterTest, MakesTheKnownContainerByteForByte)
     const std::vector<uint8_t> vExpected = XAN_Test::ReadDXBCHex("cs50_raw_store.hex");
     ASSERT_EQ(192u, vExpected.size());
     EXPECT_EQ(vExpected, XAN_Test::BuildDXBCFixture("cs50_raw_store"));
+    // The same program as assembly text, through the tokenized-program assembler.
+    size_t nAssembled = 0;
+    for (const XAN_Test::DXBCContainer& container : XAN_Test::DXBCCorpusContainers())
+    {
+        if (container.strName == "cs_5_0_store.tpf")
+        {
+            EXPECT_EQ(vExpected, container.vBytes);
+            ++nAssembled;
+        }
+    }
+    EXPECT_EQ(1u, nAssembled);
 
     // The hash alone, recomputed over a copy whose hash was wiped.
     std::vector<uint8_t> vCopy = vExpected;
