@@ -744,8 +744,9 @@ void CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc, const Register& 
     Register realReg;
     size_t nFirst = 0;
     size_t nComponents = 0;
+    const bool bFiled = FindFilingTarget(reg, realReg, nFirst, nComponents);
     CShaderDebuggerResult* pHeld = NULL;
-    if (FindFilingTarget(reg, realReg, nFirst, nComponents))
+    if (bFiled)
     {
         pHeld = reg == g_Reg_NULL ? FindResult(m_Results, g_szNoDestinationRegister)
                                   : FindRegisterResult(realReg);
@@ -761,9 +762,12 @@ void CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc, const Register& 
     const bool bInPlace =
         pHeld != NULL &&
         !pHeld->KeepsHeldValues(reg == g_Reg_NULL ? NULL : pExecMaskBuffer, nComponents);
-    CShaderDebuggerBuffer* pResultBuffer =
-        ReadRecords(SD_Results, bInPlace ? pHeld->GetResultBuffer() : NULL);
-    SDU_Assert(m_pHost, pResultBuffer);
+    CShaderDebuggerBuffer* pResultBuffer = NULL;
+    if (bFiled)
+    {
+        pResultBuffer = ReadRecords(SD_Results, bInPlace ? pHeld->GetResultBuffer() : NULL);
+        SDU_Assert(m_pHost, pResultBuffer);
+    }
     if (pResultBuffer == NULL)
     {
         if (pExecMaskBuffer != pHeldMask)
@@ -772,7 +776,7 @@ void CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc, const Register& 
         }
         return;
     }
-    UpdateResults(pc, reg, pResultBuffer, pExecMaskBuffer);
+    FileRecords(pc, reg, realReg, nFirst, nComponents, pResultBuffer, pExecMaskBuffer);
 }
 
 bool CShaderDebuggerIL::FindFilingTarget(const Register& reg, Register& realReg, size_t& nFirst,
@@ -812,19 +816,28 @@ CShaderDebuggerResult* CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc
                                                         CShaderDebuggerBuffer* pResultBuffer,
                                                         CShaderDebuggerBuffer* pExecMaskBuffer)
 {
-    std::unique_ptr<CShaderDebuggerBuffer> pResultData(pResultBuffer);
-    std::unique_ptr<CShaderDebuggerBuffer> pExecMask(pExecMaskBuffer);
-    // A run for the exec mask alone is filed under a name of its own, without a merge.
-    const bool bNoDestination = reg == g_Reg_NULL;
     Register realReg;
     size_t nFirst = 0;
     size_t nComponents = 0;
     if (!FindFilingTarget(reg, realReg, nFirst, nComponents))
     {
-        KeepSpare(SD_Results, std::move(pResultData));
-        KeepSpare(SD_ExecMask, std::move(pExecMask));
+        KeepSpare(SD_Results, std::unique_ptr<CShaderDebuggerBuffer>(pResultBuffer));
+        KeepSpare(SD_ExecMask, std::unique_ptr<CShaderDebuggerBuffer>(pExecMaskBuffer));
         return NULL;
     }
+    return FileRecords(pc, reg, realReg, nFirst, nComponents, pResultBuffer, pExecMaskBuffer);
+}
+
+CShaderDebuggerResult* CShaderDebuggerIL::FileRecords(const ProgramCounter& pc, const Register& reg,
+                                                      const Register& realReg, size_t nFirst,
+                                                      size_t nComponents,
+                                                      CShaderDebuggerBuffer* pResultBuffer,
+                                                      CShaderDebuggerBuffer* pExecMaskBuffer)
+{
+    std::unique_ptr<CShaderDebuggerBuffer> pResultData(pResultBuffer);
+    std::unique_ptr<CShaderDebuggerBuffer> pExecMask(pExecMaskBuffer);
+    // A run for the exec mask alone is filed under a name of its own, without a merge.
+    const bool bNoDestination = reg == g_Reg_NULL;
     if (!bNoDestination)
     {
         UpdateResultDataType(pc, realReg);

@@ -147,6 +147,11 @@ private:
     // window that a private UAV store writes; false for a register not filed at all.
     bool FindFilingTarget(const Register& reg, Register& realReg, size_t& nFirst,
                           size_t& nComponents);
+    // Files the two buffers, which this takes over, under the result of realReg.
+    CShaderDebuggerResult* FileRecords(const ProgramCounter& pc, const Register& reg,
+                                       const Register& realReg, size_t nFirst, size_t nComponents,
+                                       CShaderDebuggerBuffer* pResultBuffer,
+                                       CShaderDebuggerBuffer* pExecMaskBuffer);
     CShaderDebuggerDeviceBuffer* CreateDebuggerBuffer(BufferFormat format, uint32_t nReserved);
 
     // One per kernel argument: the application's object.
