@@ -65,28 +65,30 @@ void CShaderDebuggerResult::AddStep(const ProgramCounter& pc, unsigned short mas
     m_ExecutedSteps.push_back(step);
 }
 
-void CShaderDebuggerResult::SetResultBuffer(CShaderDebuggerBuffer* pNew,
-                                            const ShaderUtils::SUBuffer* pExecMask,
-                                            size_t nDstComponent, size_t nSrcComponent,
-                                            size_t nComponents)
+bool CShaderDebuggerResult::KeepsHeldValues(const ShaderUtils::SUBuffer* pExecMask,
+                                            size_t nComponents) const
+{
+    return nComponents != 0 ||
+           (m_pResultBuffer != NULL && pExecMask != NULL && !AreAllActive(pExecMask));
+}
+
+std::unique_ptr<CShaderDebuggerBuffer>
+CShaderDebuggerResult::SetResultBuffer(CShaderDebuggerBuffer* pNew,
+                                       const ShaderUtils::SUBuffer* pExecMask, size_t nDstComponent,
+                                       size_t nSrcComponent, size_t nComponents)
 {
     SDU_Assert(m_pHost, pNew != NULL);
-    if (pNew == NULL)
+    if (pNew == NULL || pNew == m_pResultBuffer)
     {
-        return;
+        return NULL;
     }
-    const bool bMerge = nComponents != 0 ||
-                        (m_pResultBuffer != NULL && pExecMask != NULL && !AreAllActive(pExecMask));
-    if (!bMerge || pNew == m_pResultBuffer)
+    if (!KeepsHeldValues(pExecMask, nComponents))
     {
-        if (pNew != m_pResultBuffer)
-        {
-            delete m_pResultBuffer;
-            m_pResultBuffer = pNew;
-        }
-        return;
+        std::unique_ptr<CShaderDebuggerBuffer> pOld(m_pResultBuffer);
+        m_pResultBuffer = pNew;
+        return pOld;
     }
-
+    std::unique_ptr<CShaderDebuggerBuffer> pMerged(pNew);
     if (m_pResultBuffer == NULL)
     {
         m_pResultBuffer = new (std::nothrow) CShaderDebuggerBuffer(m_pHost);
@@ -94,25 +96,26 @@ void CShaderDebuggerResult::SetResultBuffer(CShaderDebuggerBuffer* pNew,
         if (m_pResultBuffer == NULL)
         {
             // Without a buffer to merge into, the new values are the best there is.
-            m_pResultBuffer = pNew;
-            return;
+            m_pResultBuffer = pMerged.release();
+            return NULL;
         }
         m_pResultBuffer->Create(pNew->GetDesc(), NULL);
     }
     ShaderUtils::SUBuffer::MergeBuffer(m_pResultBuffer, pNew, pExecMask, false, nDstComponent,
                                        nSrcComponent, nComponents);
-    *pNew = *m_pResultBuffer;
-    delete m_pResultBuffer;
-    m_pResultBuffer = pNew;
+    return pMerged;
 }
 
-void CShaderDebuggerResult::SetExecMaskBuffer(CShaderDebuggerBuffer* pExecMask)
+std::unique_ptr<CShaderDebuggerBuffer>
+CShaderDebuggerResult::SetExecMaskBuffer(CShaderDebuggerBuffer* pExecMask)
 {
-    if (pExecMask != m_pExecMaskBuffer)
+    if (pExecMask == m_pExecMaskBuffer)
     {
-        delete m_pExecMaskBuffer;
-        m_pExecMaskBuffer = pExecMask;
+        return NULL;
     }
+    std::unique_ptr<CShaderDebuggerBuffer> pOld(m_pExecMaskBuffer);
+    m_pExecMaskBuffer = pExecMask;
+    return pOld;
 }
 
 void CShaderDebuggerResult::SetDataType(uint32_t nType)

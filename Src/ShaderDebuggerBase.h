@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 
@@ -49,11 +50,15 @@ public:
 
     // Takes ownership of pNew. Where pExecMask shows threads that didn't run, or a component
     // window is given, only the active threads' values are taken from pNew; the other threads
-    // keep what the held buffer had.
-    void SetResultBuffer(CShaderDebuggerBuffer* pNew, const ShaderUtils::SUBuffer* pExecMask,
-                         size_t nDstComponent, size_t nSrcComponent, size_t nComponents);
-    // Takes ownership.
-    void SetExecMaskBuffer(CShaderDebuggerBuffer* pExecMask);
+    // keep what the held buffer had. Gives back the buffer it no longer holds, for reuse.
+    std::unique_ptr<CShaderDebuggerBuffer>
+    SetResultBuffer(CShaderDebuggerBuffer* pNew, const ShaderUtils::SUBuffer* pExecMask,
+                    size_t nDstComponent, size_t nSrcComponent, size_t nComponents);
+    // Whether SetResultBuffer with this mask and component count keeps held values: when not,
+    // the held buffer may take the new values in place.
+    bool KeepsHeldValues(const ShaderUtils::SUBuffer* pExecMask, size_t nComponents) const;
+    // Takes ownership; gives back the buffer it no longer holds.
+    std::unique_ptr<CShaderDebuggerBuffer> SetExecMaskBuffer(CShaderDebuggerBuffer* pExecMask);
     CShaderDebuggerBuffer* GetResultBuffer() const { return m_pResultBuffer; }
     CShaderDebuggerBuffer* GetExecMaskBuffer() const { return m_pExecMaskBuffer; }
 

@@ -26,6 +26,8 @@ public:
     virtual bool Clear() = 0;
     virtual bool SaveToFile(const std::string& strName) = 0;
     virtual bool UpdateData(const void* pData, size_t nBufferSize) = 0;
+    // Sets every byte to 0 on the device; false where it can't, and the caller writes zeros.
+    virtual bool ZeroData() { return false; }
 };
 
 // Hides the compute or graphics API from the debugger.

@@ -490,7 +490,7 @@ CShaderDebuggerDeviceBufferCL::GetDataBuffer(CShaderDebuggerBuffer* pDataBuffer)
         }
         pDataBuffer = pNewBuffer;
     }
-    if (!pDataBuffer->Create(m_Desc, NULL))
+    if (!pDataBuffer->Reshape(m_Desc))
     {
         ReportTransferFailure(pHost, GET_DATA_BUFFER, TF_DataBufferCreate);
         delete pNewBuffer;
@@ -535,6 +535,28 @@ CShaderDebuggerDeviceBufferCL::GetDataBuffer(CShaderDebuggerBuffer* pDataBuffer)
         return NULL;
     }
     return pDataBuffer;
+}
+
+bool CShaderDebuggerDeviceBufferCL::ZeroData()
+{
+    cl_mem mem = GetMem();
+    if (m_Desc.m_Type != BT_Buffer || mem == NULL || m_Queue == NULL)
+    {
+        return false;
+    }
+    const cl_uint nZero = 0;
+    const size_t nPattern = m_Desc.m_nSize % sizeof(nZero) == 0 ? sizeof(nZero) : 1;
+    if (g_DeviceOpenCLModule.clEnqueueFillBuffer(m_Queue, mem, &nZero, nPattern, 0, m_Desc.m_nSize,
+                                                 0, NULL, NULL) != CL_SUCCESS)
+    {
+        return false;
+    }
+    if (g_DeviceOpenCLModule.clFinish(m_Queue) != CL_SUCCESS)
+    {
+        ReportTransferFailure(GetHost(), UPDATE_DATA, TF_Finish);
+        return false;
+    }
+    return true;
 }
 
 bool CShaderDebuggerDeviceBufferCL::UpdateData(const void* pData, size_t nBufferSize)

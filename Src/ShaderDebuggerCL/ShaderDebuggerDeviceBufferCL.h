@@ -43,6 +43,8 @@ public:
     // Makes a new object filled with the byte 0xAA; a descriptor with no extents and no size
     // makes a null buffer argument.
     bool Create(const BufferDesc& desc) override;
+    // A given buffer keeps its memory where the size allows: a read-back each step into fresh
+    // memory would pay a page fault per page.
     CShaderDebuggerBuffer* GetDataBuffer(CShaderDebuggerBuffer* pDataBuffer) override;
     // The value pointer for clSetKernelArg; null for a __local size.
     const void* GetDeviceBuffer() override;
@@ -51,6 +53,8 @@ public:
     bool SaveToFile(const std::string& strName) override;
     // Writes the contents; null data fills with the byte 0xAA.
     bool UpdateData(const void* pData, size_t nBufferSize) override;
+    // A fill on the queue: nothing crosses from the host. Buffers only.
+    bool ZeroData() override;
     virtual bool Destroy();
     // The size for clSetKernelArg.
     virtual size_t GetArgumentSize();

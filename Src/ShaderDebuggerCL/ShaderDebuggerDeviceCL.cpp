@@ -564,17 +564,18 @@ bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSiz
         return false;
     }
     const char* pBytes = static_cast<const char*>(pData);
-    std::vector<char> vShader(pBytes, pBytes + nSize);
-    XAN_ElfUtils::UnpatchKernelEntry(m_strKernelName, vShader);
+    std::vector<char> vImage(pBytes, pBytes + nSize);
     // Stepping comes back to the same patched kernels (each step of a loop, Continue after Step):
-    // a build costs more than a run of a small launch, so each image is built once.
-    const std::map<std::vector<char>, cl_kernel>::const_iterator it =
-        m_PatchedKernels.find(vShader);
+    // a build costs more than a run of a small launch, so each image is built once. The image
+    // as given is the key, since taking the entry patch out costs a conversion of its IL.
+    const std::map<std::vector<char>, cl_kernel>::const_iterator it = m_PatchedKernels.find(vImage);
     if (it != m_PatchedKernels.end())
     {
         m_PatchedKernel = it->second;
         return true;
     }
+    std::vector<char> vShader(vImage);
+    XAN_ElfUtils::UnpatchKernelEntry(m_strKernelName, vShader);
     if (m_PatchedKernels.size() >= MAX_PATCHED_KERNELS && !ReleasePatchedKernels())
     {
         return false;
@@ -596,7 +597,7 @@ bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSiz
     {
         return false;
     }
-    m_PatchedKernels.emplace(std::move(vShader), m_PatchedKernel);
+    m_PatchedKernels.emplace(std::move(vImage), m_PatchedKernel);
     return true;
 }
 

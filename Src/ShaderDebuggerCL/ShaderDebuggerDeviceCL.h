@@ -88,6 +88,7 @@ private:
     cl_kernel m_OriginalKernel;
     // The patched kernel to run, one of the cache; null runs the original.
     cl_kernel m_PatchedKernel;
+    // By the image as SetShader received it.
     std::map<std::vector<char>, cl_kernel> m_PatchedKernels;
     std::string m_strKernelName;
     std::vector<ArgCBInfo> m_ArgCBInfo;

@@ -41,7 +41,7 @@ bool WriteBuffer(CShaderDebuggerDeviceBuffer* pDevice, const CShaderDebuggerBuff
 } // namespace
 
 CShaderDebuggerIL::CShaderDebuggerIL(CShaderDebuggerHost* pHost)
-    : CShaderDebuggerBase(pHost), m_pLastResult(NULL), m_GlobalResultsPC(0)
+    : CShaderDebuggerBase(pHost), m_pLastResult(NULL), m_GlobalResultsPC(0), m_nExecMaskBytes(0)
 {
 }
 
@@ -515,10 +515,9 @@ bool CShaderDebuggerIL::CreateTargetBuffers()
     {
         return false;
     }
-    m_vExecMaskZeros.assign(static_cast<size_t>(GetBufferFormatElementSize(BF_R32)) *
-                                std::max(grid.m_nWidth, 1u) * std::max(grid.m_nHeight, 1u) *
-                                std::max(grid.m_nDepth, 1u) * std::max(grid.m_nArraySize, 1u),
-                            0);
+    m_nExecMaskBytes = static_cast<size_t>(GetBufferFormatElementSize(BF_R32)) *
+                       std::max(grid.m_nWidth, 1u) * std::max(grid.m_nHeight, 1u) *
+                       std::max(grid.m_nDepth, 1u) * std::max(grid.m_nArraySize, 1u);
 
     const uint32_t n = m_pHost->GetNumDeviceBuffers(GetShaderType());
     SDU_Assert(m_pHost, m_vpOriginalTargetBuffers.empty());
@@ -591,6 +590,8 @@ void CShaderDebuggerIL::DestroyTargetBuffers(bool bUpdateBuffers)
     m_vpOriginalTargetBuffers.clear();
     m_pSwitchedTargetBuffers[SD_Results].reset();
     m_pSwitchedTargetBuffers[SD_ExecMask].reset();
+    m_pSpareBuffers[SD_Results].reset();
+    m_pSpareBuffers[SD_ExecMask].reset();
 }
 
 bool CShaderDebuggerIL::SwitchTargetBuffers()
@@ -637,8 +638,12 @@ bool CShaderDebuggerIL::SwitchTargetBuffers()
     }
     // Work-items that never reach the capture must read as inactive, not as the last run left
     // them.
-    m_pSwitchedTargetBuffers[SD_ExecMask]->UpdateData(m_vExecMaskZeros.data(),
-                                                      m_vExecMaskZeros.size());
+    CShaderDebuggerDeviceBuffer* pExecMask = m_pSwitchedTargetBuffers[SD_ExecMask].get();
+    if (!pExecMask->ZeroData())
+    {
+        const std::vector<uint8_t> vZeros(m_nExecMaskBytes, 0);
+        pExecMask->UpdateData(vZeros.data(), vZeros.size());
+    }
     const uint32_t n = static_cast<uint32_t>(numberOfOriginalBuffers);
     return m_pHost->SetDeviceBuffer(nShaderType, n, m_pSwitchedTargetBuffers[SD_Results].get()) &&
            m_pHost->SetDeviceBuffer(nShaderType, n + 1,
@@ -671,10 +676,36 @@ bool CShaderDebuggerIL::SetRegisterSelectorValue(uint32_t nValue)
 
 bool CShaderDebuggerIL::RetrieveBuffer(uint32_t nWhich, CShaderDebuggerBuffer*& pBuffer)
 {
-    pBuffer = m_pSwitchedTargetBuffers[nWhich] != NULL
-                  ? m_pSwitchedTargetBuffers[nWhich]->GetDataBuffer(NULL)
-                  : NULL;
+    pBuffer = ReadRecords(nWhich, NULL);
     return pBuffer != NULL;
+}
+
+CShaderDebuggerBuffer* CShaderDebuggerIL::ReadRecords(uint32_t nWhich, CShaderDebuggerBuffer* pHeld)
+{
+    if (m_pSwitchedTargetBuffers[nWhich] == NULL)
+    {
+        return NULL;
+    }
+    std::unique_ptr<CShaderDebuggerBuffer> pSpare;
+    if (pHeld == NULL)
+    {
+        pSpare = std::move(m_pSpareBuffers[nWhich]);
+        pHeld = pSpare.get();
+    }
+    CShaderDebuggerBuffer* pBuffer = m_pSwitchedTargetBuffers[nWhich]->GetDataBuffer(pHeld);
+    if (pBuffer == pSpare.get())
+    {
+        pSpare.release();
+    }
+    return pBuffer;
+}
+
+void CShaderDebuggerIL::KeepSpare(uint32_t nWhich, std::unique_ptr<CShaderDebuggerBuffer> pBuffer)
+{
+    if (pBuffer != NULL)
+    {
+        m_pSpareBuffers[nWhich] = std::move(pBuffer);
+    }
 }
 
 bool CShaderDebuggerIL::RetrieveResultBuffer(CShaderDebuggerBuffer*& pResultBuffer)
@@ -707,16 +738,77 @@ void CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc, const Register& 
     {
         return;
     }
-    CShaderDebuggerBuffer* pResultBuffer = NULL;
-    CShaderDebuggerBuffer* pExecMaskBuffer = NULL;
-    if (!RetrieveBuffers(pResultBuffer, pExecMaskBuffer))
+    // The records go into the buffers that the register's result holds wherever none of their
+    // values survive the step: at a million work-items, reading into fresh memory costs more
+    // than the patched run.
+    Register realReg;
+    size_t nFirst = 0;
+    size_t nComponents = 0;
+    const bool bFiled = FindFilingTarget(reg, realReg, nFirst, nComponents);
+    CShaderDebuggerResult* pHeld = NULL;
+    if (bFiled)
     {
-        delete pResultBuffer;
-        delete pExecMaskBuffer;
+        pHeld = reg == g_Reg_NULL ? FindResult(m_Results, g_szNoDestinationRegister)
+                                  : FindRegisterResult(realReg);
+    }
+    CShaderDebuggerBuffer* pHeldMask = pHeld != NULL ? pHeld->GetExecMaskBuffer() : NULL;
+    CShaderDebuggerBuffer* pExecMaskBuffer = ReadRecords(SD_ExecMask, pHeldMask);
+    SDU_Assert(m_pHost, pExecMaskBuffer);
+    if (pExecMaskBuffer == NULL)
+    {
         return;
     }
     pShader->UpdateExecMaskHistory(pc, pExecMaskBuffer);
-    UpdateResults(pc, reg, pResultBuffer, pExecMaskBuffer);
+    const bool bInPlace =
+        pHeld != NULL &&
+        !pHeld->KeepsHeldValues(reg == g_Reg_NULL ? NULL : pExecMaskBuffer, nComponents);
+    CShaderDebuggerBuffer* pResultBuffer = NULL;
+    if (bFiled)
+    {
+        pResultBuffer = ReadRecords(SD_Results, bInPlace ? pHeld->GetResultBuffer() : NULL);
+        SDU_Assert(m_pHost, pResultBuffer);
+    }
+    if (pResultBuffer == NULL)
+    {
+        if (pExecMaskBuffer != pHeldMask)
+        {
+            KeepSpare(SD_ExecMask, std::unique_ptr<CShaderDebuggerBuffer>(pExecMaskBuffer));
+        }
+        return;
+    }
+    FileRecords(pc, reg, realReg, nFirst, nComponents, pResultBuffer, pExecMaskBuffer);
+}
+
+bool CShaderDebuggerIL::FindFilingTarget(const Register& reg, Register& realReg, size_t& nFirst,
+                                         size_t& nComponents)
+{
+    realReg = reg;
+    nFirst = 0;
+    nComponents = 0;
+    if (reg == g_Reg_NULL)
+    {
+        return true;
+    }
+    if (m_bTrackSelectedRegisters &&
+        m_vTrackingRegisters.count(GetILRegisterName(reg.reg, false)) == 0)
+    {
+        return false;
+    }
+    if (reg.reg.type == RT_PrivateUAVAccess)
+    {
+        // The index is a byte offset; the result holds the 16-byte block around it.
+        const uint32_t nAvail = ((reg.reg.index + 16) & ~15u) - reg.reg.index;
+        const uint32_t nBytes = 4 * static_cast<uint32_t>(std::bitset<16>(reg.mask).count());
+        if (nBytes > nAvail)
+        {
+            LogError(m_pHost, "No support for writes across 16 byte private UAV boundaries");
+            return false;
+        }
+        realReg.reg.index = reg.reg.index >> 4;
+        nFirst = (reg.reg.index - 16 * realReg.reg.index) >> 2;
+        nComponents = nBytes >> 2;
+    }
+    return true;
 }
 
 CShaderDebuggerResult* CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc,
@@ -724,34 +816,30 @@ CShaderDebuggerResult* CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc
                                                         CShaderDebuggerBuffer* pResultBuffer,
                                                         CShaderDebuggerBuffer* pExecMaskBuffer)
 {
+    Register realReg;
+    size_t nFirst = 0;
+    size_t nComponents = 0;
+    if (!FindFilingTarget(reg, realReg, nFirst, nComponents))
+    {
+        KeepSpare(SD_Results, std::unique_ptr<CShaderDebuggerBuffer>(pResultBuffer));
+        KeepSpare(SD_ExecMask, std::unique_ptr<CShaderDebuggerBuffer>(pExecMaskBuffer));
+        return NULL;
+    }
+    return FileRecords(pc, reg, realReg, nFirst, nComponents, pResultBuffer, pExecMaskBuffer);
+}
+
+CShaderDebuggerResult* CShaderDebuggerIL::FileRecords(const ProgramCounter& pc, const Register& reg,
+                                                      const Register& realReg, size_t nFirst,
+                                                      size_t nComponents,
+                                                      CShaderDebuggerBuffer* pResultBuffer,
+                                                      CShaderDebuggerBuffer* pExecMaskBuffer)
+{
     std::unique_ptr<CShaderDebuggerBuffer> pResultData(pResultBuffer);
     std::unique_ptr<CShaderDebuggerBuffer> pExecMask(pExecMaskBuffer);
     // A run for the exec mask alone is filed under a name of its own, without a merge.
     const bool bNoDestination = reg == g_Reg_NULL;
-    Register realReg = reg;
-    size_t nFirst = 0;
-    size_t nComponents = 0;
     if (!bNoDestination)
     {
-        if (m_bTrackSelectedRegisters &&
-            m_vTrackingRegisters.count(GetILRegisterName(reg.reg, false)) == 0)
-        {
-            return NULL;
-        }
-        if (reg.reg.type == RT_PrivateUAVAccess)
-        {
-            // The index is a byte offset; the result holds the 16-byte block around it.
-            const uint32_t nAvail = ((reg.reg.index + 16) & ~15u) - reg.reg.index;
-            const uint32_t nBytes = 4 * static_cast<uint32_t>(std::bitset<16>(reg.mask).count());
-            if (nBytes > nAvail)
-            {
-                LogError(m_pHost, "No support for writes across 16 byte private UAV boundaries");
-                return NULL;
-            }
-            realReg.reg.index = reg.reg.index >> 4;
-            nFirst = (reg.reg.index - 16 * realReg.reg.index) >> 2;
-            nComponents = nBytes >> 2;
-        }
         UpdateResultDataType(pc, realReg);
     }
     CShaderDebuggerResult* pResult = bNoDestination
@@ -764,9 +852,10 @@ CShaderDebuggerResult* CShaderDebuggerIL::UpdateResults(const ProgramCounter& pc
     }
     m_pLastResult = pResult;
     pResult->AddStep(pc, realReg.mask);
-    pResult->SetResultBuffer(pResultData.release(), bNoDestination ? NULL : pExecMask.get(), nFirst,
-                             0, nComponents);
-    pResult->SetExecMaskBuffer(pExecMask.release());
+    KeepSpare(SD_Results, pResult->SetResultBuffer(pResultData.release(),
+                                                   bNoDestination ? NULL : pExecMask.get(), nFirst,
+                                                   0, nComponents));
+    KeepSpare(SD_ExecMask, pResult->SetExecMaskBuffer(pExecMask.release()));
     return pResult;
 }
 
@@ -950,7 +1039,9 @@ bool CShaderDebuggerIL::UpdateGlobalResult(CShaderDebuggerResult* pUpdateResult)
         {
             return true;
         }
-        CShaderDebuggerBuffer* pBuf = m_vpModifiedTargetBuffers[i]->GetDataBuffer(NULL);
+        // The whole working copy replaces the held values: it is read over them.
+        CShaderDebuggerBuffer* pBuf =
+            m_vpModifiedTargetBuffers[i]->GetDataBuffer(pResult->GetResultBuffer());
         SDU_Assert(m_pHost, pBuf);
         if (pBuf == NULL)
         {

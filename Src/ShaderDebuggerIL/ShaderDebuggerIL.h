@@ -138,6 +138,20 @@ private:
     uint32_t FindBreakPointLine(uint32_t nLine, uint32_t nSearch);
     uint32_t GetLineOfInstruction(uint32_t nInstruction);
     bool RetrieveBuffer(uint32_t nWhich, CShaderDebuggerBuffer*& pBuffer);
+    // Reads one of the debugger's buffers into pHeld, or into the spare buffer of its kind, or
+    // into a new one; null on failure, with pHeld's contents undefined.
+    CShaderDebuggerBuffer* ReadRecords(uint32_t nWhich, CShaderDebuggerBuffer* pHeld);
+    // Keeps a buffer that a result gave back for the next read of its kind.
+    void KeepSpare(uint32_t nWhich, std::unique_ptr<CShaderDebuggerBuffer> pBuffer);
+    // Where a register's records are filed: the register of its result and the component
+    // window that a private UAV store writes; false for a register not filed at all.
+    bool FindFilingTarget(const Register& reg, Register& realReg, size_t& nFirst,
+                          size_t& nComponents);
+    // Files the two buffers, which this takes over, under the result of realReg.
+    CShaderDebuggerResult* FileRecords(const ProgramCounter& pc, const Register& reg,
+                                       const Register& realReg, size_t nFirst, size_t nComponents,
+                                       CShaderDebuggerBuffer* pResultBuffer,
+                                       CShaderDebuggerBuffer* pExecMaskBuffer);
     CShaderDebuggerDeviceBuffer* CreateDebuggerBuffer(BufferFormat format, uint32_t nReserved);
 
     // One per kernel argument: the application's object.
@@ -155,8 +169,10 @@ private:
     DeviceBufferPtr m_pCBBuffer;
     std::vector<bool> m_vGlobalResultStale;
     ProgramCounter m_GlobalResultsPC;
-    // As many zeros as the exec-mask buffer has bytes.
-    std::vector<uint8_t> m_vExecMaskZeros;
+    // The size of the exec-mask buffer.
+    size_t m_nExecMaskBytes;
+    // Per debugger buffer, one host buffer that no result holds any more.
+    std::unique_ptr<CShaderDebuggerBuffer> m_pSpareBuffers[2];
 };
 } // namespace XAN_ShaderDebugger
 

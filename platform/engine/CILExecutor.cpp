@@ -201,6 +201,12 @@ void CILExecutor::PrepareGroup(uint64_t nGroup)
     m_nActive = m_nLanes;
     m_vFrames.clear();
     m_nPc = m_Program.GetEntry();
+    if (m_State.pTrace == nullptr)
+    {
+        // Skipped, but charged to the budget as if run.
+        m_nPc += m_Program.GetZeroingPrefix();
+        m_nPendingInstructions += m_Program.GetZeroingPrefix();
+    }
 }
 
 void CILExecutor::RunGroup(uint64_t nGroup)

@@ -355,6 +355,35 @@ bool HasComponent(uint8_t nMask, unsigned int c)
 {
     return ((nMask >> c) & 1u) != 0;
 }
+
+// Four words per lane, one from each column, lane after lane from pOut on.
+void StoreWholeElements(uint8_t* pOut, const uint32_t* const* ppValues, size_t nLanes)
+{
+    const uint32_t* pX = ppValues[0];
+    const uint32_t* pY = ppValues[1];
+    const uint32_t* pZ = ppValues[2];
+    const uint32_t* pW = ppValues[3];
+    for (size_t l = 0; l < nLanes; ++l)
+    {
+        const uint32_t vElement[4] = {pX[l], pY[l], pZ[l], pW[l]};
+        std::memcpy(pOut + l * sizeof(vElement), vElement, sizeof(vElement));
+    }
+}
+
+// The low nBytes of each value, nSpan bytes apart from pOut on.
+template <uint32_t nBytes>
+void StorePacked(uint8_t* pOut, uint32_t nSpan, const uint32_t* pValues, size_t nLanes)
+{
+    if (nSpan == nBytes && nBytes == sizeof(uint32_t))
+    {
+        std::memcpy(pOut, pValues, nLanes * sizeof(uint32_t));
+        return;
+    }
+    for (size_t l = 0; l < nLanes; ++l)
+    {
+        std::memcpy(pOut + l * nSpan, &pValues[l], nBytes); // little endian: the low bytes
+    }
+}
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -890,6 +919,32 @@ void CILExecutor::StoreElements(const SAddressSource& address, const uint32_t* p
     const uint32_t nSpan = (nLast + 1) * nBytes;
     if (FirstLaneRange(address, pOffsets, nSpan, range))
     {
+        // Each lane's span right behind the previous one's, as a store indexed by the
+        // work-item writes: no two lanes meet, so a component at a time will do, and the
+        // range holds them all if it holds the last.
+        const uint64_t nFirst = AddressOf(address, 0);
+        uint64_t nApart = 0;
+        for (size_t l = 0; l < m_nLanes; ++l)
+        {
+            nApart |= AddressOf(address, l) - nFirst - l * nSpan;
+        }
+        if (nApart == 0 && range.nSize - (nFirst - range.nBase) >= m_nLanes * nSpan)
+        {
+            uint8_t* pFirst = range.pData + (nFirst - range.nBase);
+            if (nMask == 0xF && nBytes == sizeof(uint32_t))
+            {
+                StoreWholeElements(pFirst, ppValues, m_nLanes);
+                return;
+            }
+            for (unsigned int c = 0; c <= nLast; ++c)
+            {
+                if (HasComponent(nMask, c))
+                {
+                    StorePacked<nBytes>(pFirst + c * nBytes, nSpan, ppValues[c], m_nLanes);
+                }
+            }
+            return;
+        }
         const uint64_t nLimit = range.nSize - nSpan;
         bool bInside = true;
         for (size_t l = 0; l < m_nLanes; ++l)

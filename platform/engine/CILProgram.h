@@ -135,6 +135,9 @@ public:
     uint32_t GetFirstTempColumn() const { return m_nFirstTempColumn; }
     // The instruction the main program starts with.
     uint32_t GetEntry() const { return m_nEntry; }
+    // How many instructions from the entry on only move zero into temps, which hold zero
+    // already: a run that records no trace may start behind them.
+    uint32_t GetZeroingPrefix() const { return m_nZeroingPrefix; }
     uint32_t GetUsedInputs() const { return m_nUsedInputs; }
     // The temp and macro columns that some instruction reads, as [first, end)
     // runs: only those need zeroing for a new group, since a column that is only
@@ -171,6 +174,7 @@ private:
     uint32_t m_nColumnCount = COL_FIRST_UNIFORM;
     uint32_t m_nFirstTempColumn = COL_FIRST_UNIFORM;
     uint32_t m_nEntry = 0;
+    uint32_t m_nZeroingPrefix = 0;
     uint32_t m_nUsedInputs = 0;
     std::vector<std::pair<uint32_t, uint32_t>> m_vReadColumns;
     std::map<uint32_t, uint32_t> m_PrivateUAVs;

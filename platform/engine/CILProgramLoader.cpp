@@ -117,6 +117,7 @@ bool CILProgramLoader::Load(std::string& strError)
     if (bLoaded)
     {
         FindReadColumns();
+        FindZeroingPrefix();
     }
     strError = m_strError;
     return bLoaded;
@@ -1115,6 +1116,52 @@ void CILProgramLoader::FindReadColumns()
             m_Program.m_vReadColumns.emplace_back(nColumn, nColumn + 1);
         }
     }
+}
+
+void CILProgramLoader::FindZeroingPrefix()
+{
+    // A temp starts every work-item at zero, so moving a zero literal into it before anything
+    // else runs changes nothing; a patched kernel begins with such moves for all its temps.
+    const auto IsZeroLiteral = [this](const SOperand& source, uint8_t nMask)
+    {
+        const auto it = std::find_if(m_Program.m_vUniforms.begin(), m_Program.m_vUniforms.end(),
+                                     [&source](const SUniformSource& uniform)
+                                     { return uniform.nColumn == source.nColumn; });
+        if (source.nKind != OK_Column || source.bIndexed || source.HasModifiers() ||
+            it == m_Program.m_vUniforms.end() || !it->bLiteral)
+        {
+            return false;
+        }
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            const uint8_t nSwizzle = source.vSwizzle[c];
+            const bool bZero = nSwizzle < 4 ? it->vValue[nSwizzle] == 0 : nSwizzle == 4;
+            if (((nMask >> c) & 1u) != 0 && !bZero)
+            {
+                return false;
+            }
+        }
+        return true;
+    };
+    const std::vector<SInstruction>& vInstructions = m_Program.m_vInstructions;
+    uint32_t nPc = m_Program.m_nEntry;
+    for (; nPc < vInstructions.size(); ++nPc)
+    {
+        const SInstruction& instruction = vInstructions[nPc];
+        if (instruction.nOpcode != IL_OP_MOV || !instruction.bHasDest ||
+            instruction.nSourceCount != 1)
+        {
+            break;
+        }
+        const SOperand& dest = m_Program.m_vOperands[instruction.nFirstOperand];
+        if (dest.nKind != OK_Column || dest.bIndexed ||
+            dest.nColumn < m_Program.m_nFirstTempColumn ||
+            !IsZeroLiteral(m_Program.m_vOperands[instruction.nFirstOperand + 1], dest.nMask))
+        {
+            break;
+        }
+    }
+    m_Program.m_nZeroingPrefix = nPc - m_Program.m_nEntry;
 }
 
 bool CILProgramLoader::ResolveCalls()

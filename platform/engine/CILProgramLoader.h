@@ -122,6 +122,8 @@ private:
     bool CloseBody(const SRawElement& element, SBody& body);
     bool ResolveCalls();
     void FindReadColumns();
+    // The moves of zero into temps that the main program starts with.
+    void FindZeroingPrefix();
     bool CheckRecursion();
 
     // The column of a literal or of a constant-buffer row read with a constant

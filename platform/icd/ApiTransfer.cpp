@@ -5,6 +5,7 @@
 #include "CMemObject.h"
 #include "ICDApi.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace XAN_Platform
@@ -74,6 +75,29 @@ struct STransfer
                                });
     }
 };
+
+// Repeats the pattern over nSize bytes, a whole number of patterns: a fill of a large buffer
+// copies blocks that double in size rather than one small pattern at a time.
+void FillPattern(uint8_t* pBytes, size_t nSize, const std::vector<uint8_t>& vPattern)
+{
+    if (nSize == 0)
+    {
+        return;
+    }
+    if (std::all_of(vPattern.begin(), vPattern.end(),
+                    [&vPattern](uint8_t nByte) { return nByte == vPattern[0]; }))
+    {
+        std::memset(pBytes, vPattern[0], nSize);
+        return;
+    }
+    std::memcpy(pBytes, vPattern.data(), vPattern.size());
+    for (size_t nDone = vPattern.size(); nDone < nSize;)
+    {
+        const size_t nCopy = std::min(nDone, nSize - nDone);
+        std::memcpy(pBytes + nDone, pBytes, nCopy);
+        nDone += nCopy;
+    }
+}
 
 bool RangeInside(size_t nOffset, size_t nSize, size_t nLimit)
 {
@@ -485,14 +509,7 @@ cl_int clEnqueueFillBuffer(cl_command_queue command_queue, cl_mem buffer, const 
                                                     pattern_size);
             return transfer.Enqueue(
                 CL_COMMAND_FILL_BUFFER, CL_FALSE, num_events_in_wait_list, event_wait_list, event,
-                [=]
-                {
-                    uint8_t* pBytes = pBuffer->GetData() + offset;
-                    for (size_t i = 0; i < cb; i += vPattern.size())
-                    {
-                        std::memcpy(pBytes + i, vPattern.data(), vPattern.size());
-                    }
-                });
+                [=] { FillPattern(pBuffer->GetData() + offset, cb, vPattern); });
         });
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <vector>
 
 using namespace XAN_ShaderDebugger;
@@ -138,32 +139,39 @@ TEST_F(ResultTest, SetResultBufferReplacesOrMerges)
         size_t nDst;
         size_t nSrc;
         size_t nComponents;
+        bool bMerge;
         std::vector<uint32_t> vExpected;
     };
     // The held buffer has words 0..7 (two threads), the new one 100..107.
     const Case cases[] = {
-        {"no mask", {}, 0, 0, 0, {100, 101, 102, 103, 104, 105, 106, 107}},
-        {"all active", {1, 1}, 0, 0, 0, {100, 101, 102, 103, 104, 105, 106, 107}},
-        {"second active", {0, 7}, 0, 0, 0, {0, 1, 2, 3, 104, 105, 106, 107}},
-        {"none active", {0, 0}, 0, 0, 0, {0, 1, 2, 3, 4, 5, 6, 7}},
+        {"no mask", {}, 0, 0, 0, false, {100, 101, 102, 103, 104, 105, 106, 107}},
+        {"all active", {1, 1}, 0, 0, 0, false, {100, 101, 102, 103, 104, 105, 106, 107}},
+        {"second active", {0, 7}, 0, 0, 0, true, {0, 1, 2, 3, 104, 105, 106, 107}},
+        {"none active", {0, 0}, 0, 0, 0, true, {0, 1, 2, 3, 4, 5, 6, 7}},
         // A component window merges even with every thread active.
-        {"window", {1, 1}, 2, 0, 1, {0, 1, 100, 3, 4, 5, 104, 7}},
-        {"window, first active", {1, 0}, 1, 1, 2, {0, 101, 102, 3, 4, 5, 6, 7}},
+        {"window", {1, 1}, 2, 0, 1, true, {0, 1, 100, 3, 4, 5, 104, 7}},
+        {"window, first active", {1, 0}, 1, 1, 2, true, {0, 101, 102, 3, 4, 5, 6, 7}},
     };
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.pName);
         CShaderDebuggerResult result(&m_Host, "r0");
-        result.SetResultBuffer(MakeBuffer(BF_RGBA32, {0, 1, 2, 3, 4, 5, 6, 7}), NULL, 0, 0, 0);
+        CShaderDebuggerBuffer* pHeld = MakeBuffer(BF_RGBA32, {0, 1, 2, 3, 4, 5, 6, 7});
+        EXPECT_EQ(nullptr, result.SetResultBuffer(pHeld, NULL, 0, 0, 0));
         CShaderDebuggerBuffer* pNew =
             MakeBuffer(BF_RGBA32, {100, 101, 102, 103, 104, 105, 106, 107});
         CShaderDebuggerBuffer* pMask = c.vMask.empty() ? NULL : MakeBuffer(BF_R32, c.vMask);
-        result.SetResultBuffer(pNew, pMask, c.nDst, c.nSrc, c.nComponents);
-        // The new buffer is always the one kept; a merge copies into it.
-        EXPECT_EQ(pNew, result.GetResultBuffer());
+        const bool bMerge = result.KeepsHeldValues(pMask, c.nComponents);
+        EXPECT_EQ(c.bMerge, bMerge);
+        std::unique_ptr<CShaderDebuggerBuffer> pGivenBack =
+            result.SetResultBuffer(pNew, pMask, c.nDst, c.nSrc, c.nComponents);
+        // A replacement keeps the new buffer, a merge copies into the held one; the other one
+        // comes back for reuse.
+        EXPECT_EQ(bMerge ? pHeld : pNew, result.GetResultBuffer());
+        EXPECT_EQ(bMerge ? pNew : pHeld, pGivenBack.get());
         EXPECT_EQ(c.vExpected, Words(result.GetResultBuffer()));
         EXPECT_EQ(&m_Host, result.GetResultBuffer()->GetHost());
-        result.SetExecMaskBuffer(pMask);
+        EXPECT_EQ(nullptr, result.SetExecMaskBuffer(pMask));
         EXPECT_EQ(pMask, result.GetExecMaskBuffer());
     }
 }

@@ -171,6 +171,11 @@ PlaneMerger SelectMerger(BufferFormat dstFormat, BufferFormat maskFormat, size_t
     }
 }
 
+bool IsValidFormat(BufferFormat format)
+{
+    return format != BF_Unknown && format <= BF_RGBA32Alt;
+}
+
 bool Multiply(uint64_t a, uint64_t b, uint64_t& nProduct)
 {
     return !__builtin_mul_overflow(a, b, &nProduct);
@@ -228,24 +233,17 @@ void SUBuffer::CopyFrom(const SUBuffer& other)
     std::memcpy(m_pData, other.m_pData, m_nDataSize);
 }
 
-bool SUBuffer::Create(const BufferDesc& desc, const void* pInitial)
+bool SUBuffer::Describe(const BufferDesc& desc)
 {
-    SDU_ConsistencyAssert(m_pData == NULL);
-    if (m_pData != NULL)
-    {
-        return false;
-    }
-
     m_Desc = desc;
-    const bool bValidFormat = m_Desc.m_Format != BF_Unknown && m_Desc.m_Format <= BF_RGBA32Alt;
     m_nElementSize = m_Desc.m_Format == BF_Bytes ? 1 : GetBufferFormatElementSize(m_Desc.m_Format);
-
     bool bSizes = false;
-    if (!bValidFormat)
+    if (!IsValidFormat(m_Desc.m_Format))
     {
         SDU_ReportConsistencyAssert(__func__, "m_Format is valid");
+        return false;
     }
-    else if (m_Desc.m_Format == BF_Bytes)
+    if (m_Desc.m_Format == BF_Bytes)
     {
         m_nSubResourceSize = m_Desc.m_nSize;
         bSizes = true;
@@ -264,33 +262,65 @@ bool SUBuffer::Create(const BufferDesc& desc, const void* pInitial)
     bSizes = bSizes && Multiply(m_Desc.m_nArraySize, m_Desc.m_nDepth, nCount) &&
              nCount <= 0xFFFFFFFF && Multiply(m_nSubResourceSize, nCount, m_nDataSize);
     m_nSubResourceCount = static_cast<uint32_t>(nCount);
+    return bSizes;
+}
 
-    if (bSizes)
+void SUBuffer::Clear()
+{
+    std::free(m_pData);
+    m_pData = NULL;
+    m_Desc.m_nWidth = 0;
+    m_Desc.m_nHeight = 0;
+    m_nSubResourceSize = 0;
+    m_nSubResourceCount = 0;
+    m_nDataSize = 0;
+}
+
+bool SUBuffer::Create(const BufferDesc& desc, const void* pInitial)
+{
+    SDU_ConsistencyAssert(m_pData == NULL);
+    if (m_pData != NULL)
+    {
+        return false;
+    }
+    if (Describe(desc))
     {
         // A buffer of no bytes still gets memory of its own, so that it reads as created. Zeroed
         // by calloc: large blocks come from the system already zero, without a pass over them.
         m_pData = static_cast<uint8_t*>(std::calloc(m_nDataSize != 0 ? m_nDataSize : 1, 1));
     }
-    if (bValidFormat)
+    if (IsValidFormat(m_Desc.m_Format))
     {
         // Extents whose size overflows are memory that can't be had.
         SDU_ConsistencyAssert(m_pData != NULL);
     }
     if (m_pData == NULL)
     {
-        m_Desc.m_nWidth = 0;
-        m_Desc.m_nHeight = 0;
-        m_nSubResourceSize = 0;
-        m_nSubResourceCount = 0;
-        m_nDataSize = 0;
+        Clear();
         return false;
     }
-
     if (pInitial != NULL)
     {
         return UpdateSubResources(pInitial, 0, 0, 1);
     }
     return true;
+}
+
+bool SUBuffer::Reshape(const BufferDesc& desc)
+{
+    if (m_pData == NULL)
+    {
+        return Create(desc, NULL);
+    }
+    // Fresh memory costs a page fault per page on its first write, more than the read itself.
+    const uint64_t nHeld = m_nDataSize;
+    const bool bDescribed = Describe(desc);
+    if (bDescribed && m_nDataSize == nHeld)
+    {
+        return true;
+    }
+    Clear();
+    return bDescribed && Create(desc, NULL);
 }
 
 bool SUBuffer::Create(uint32_t nShaderType, uint32_t nWidth, uint32_t nHeight, uint32_t nRowPitch,

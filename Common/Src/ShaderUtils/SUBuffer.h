@@ -25,6 +25,9 @@ public:
 
     // Allocates the sub-resources described, zeroed; pInitial, if given, fills the first.
     bool Create(const BufferDesc& desc, const void* pInitial);
+    // Describes the buffer as Create does, for a read that overwrites every byte next: memory
+    // of the same size is kept with its contents, any other is created anew.
+    bool Reshape(const BufferDesc& desc);
     // The same from single values: depth and array size 1.
     virtual bool Create(uint32_t nShaderType, uint32_t nWidth, uint32_t nHeight, uint32_t nRowPitch,
                         uint32_t nType, uint32_t nFormat, uint32_t nReserved, const void* pInitial);
@@ -77,6 +80,10 @@ public:
 
 private:
     void CopyFrom(const SUBuffer& other);
+    // Takes desc and derives the sizes from it; false for an invalid format or sizes that
+    // overflow.
+    bool Describe(const BufferDesc& desc);
+    void Clear();
     // The element of a thread if the buffer has one of the two formats; null otherwise.
     const uint8_t* GetElement(const ThreadID& id, BufferFormat format,
                               BufferFormat altFormat) const;

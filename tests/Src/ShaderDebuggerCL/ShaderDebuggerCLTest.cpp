@@ -424,15 +424,17 @@ TEST_F(ShaderDebuggerCLTest, NewBuffersStartFilledAndNullDescriptorsMakeNullArgu
         BufferDesc desc;
         size_t nArgumentSize;
         uint64_t nDataSize;
+        bool bZeroedOnTheDevice;
     } cases[] = {
-        {Desc(BT_Buffer, BF_RGBA8, 3, 1, 1), sizeof(cl_mem), 12},
-        {Desc(BT_Buffer, BF_Bytes, 0, 0, 1, 40), sizeof(cl_mem), 40},
-        {Desc(BT_Image2D, BF_RGBA32, 4, 2, 1), sizeof(cl_mem), 128},
-        {Desc(BT_Image3D, BF_R16, 2, 3, 2), sizeof(cl_mem), 24},
-        {Desc(BT_Value, BF_Unknown, 0, 0, 0, 12), 12, 12},
-        {Desc(BT_LocalBuffer, BF_Unknown, 0, 0, 0, 64), 64, 0},
+        {Desc(BT_Buffer, BF_RGBA8, 3, 1, 1), sizeof(cl_mem), 12, true},
+        {Desc(BT_Buffer, BF_Bytes, 0, 0, 1, 40), sizeof(cl_mem), 40, true},
+        {Desc(BT_Buffer, BF_Bytes, 0, 0, 1, 7), sizeof(cl_mem), 7, true},
+        {Desc(BT_Image2D, BF_RGBA32, 4, 2, 1), sizeof(cl_mem), 128, false},
+        {Desc(BT_Image3D, BF_R16, 2, 3, 2), sizeof(cl_mem), 24, false},
+        {Desc(BT_Value, BF_Unknown, 0, 0, 0, 12), 12, 12, false},
+        {Desc(BT_LocalBuffer, BF_Unknown, 0, 0, 0, 64), 64, 0, false},
         // No extents and no size: a null buffer argument.
-        {Desc(BT_Buffer, BF_Bytes, 0, 0, 0), sizeof(cl_mem), 0},
+        {Desc(BT_Buffer, BF_Bytes, 0, 0, 0), sizeof(cl_mem), 0, false},
     };
     for (const auto& c : cases)
     {
@@ -457,6 +459,16 @@ TEST_F(ShaderDebuggerCLTest, NewBuffersStartFilledAndNullDescriptorsMakeNullArgu
             ASSERT_TRUE(pData);
             EXPECT_EQ(std::vector<uint8_t>(c.nDataSize, 0xAA), Bytes(*pData));
             EXPECT_EQ(c.nDataSize == 0, *reinterpret_cast<const cl_mem*>(pValue) == nullptr);
+            // Zeroes are filled in on the device where it can; a second read goes into the
+            // buffer of the first.
+            EXPECT_EQ(c.bZeroedOnTheDevice, pBuffer->ZeroData());
+            EXPECT_EQ(pData.get(), pBuffer->GetDataBuffer(pData.get()));
+            EXPECT_EQ(std::vector<uint8_t>(c.nDataSize, c.bZeroedOnTheDevice ? 0 : 0xAA),
+                      Bytes(*pData));
+        }
+        if (c.desc.m_Type == BT_Value || c.desc.m_Type == BT_LocalBuffer)
+        {
+            EXPECT_FALSE(pBuffer->ZeroData());
         }
     }
     // A buffer's size follows its format and extents, a height and depth of 0 counting as 1.

@@ -155,6 +155,57 @@ TEST(ShaderDebuggerILTest, ResultsAreFiledByRegisterAndTrackedModeDropsOthers)
     EXPECT_EQ(pR0, debugger.GetLastResult());
 }
 
+// A register written again is read back into the buffers its result holds: in place while every
+// work-item ran, merged into the held values while some didn't. Either way the values are those
+// of the last run for the active work-items and of the run before for the others.
+TEST(ShaderDebuggerILTest, ARegisterWrittenAgainIsReadIntoTheBuffersItHolds)
+{
+    std::unique_ptr<CScriptedKernel> pKernel = Kernel("straight");
+    ASSERT_TRUE(pKernel->Start());
+    CShaderDebuggerIL& debugger = pKernel->Debugger();
+    ASSERT_TRUE(debugger.Step()); // iadd r0.x
+    ASSERT_TRUE(debugger.Step()); // imul r1.x
+    CShaderDebuggerResult* pR1 = debugger.GetLastResult();
+    ASSERT_NE(nullptr, pR1);
+    ASSERT_EQ("r1", pR1->GetName());
+    const CShaderDebuggerBuffer* pValues = pR1->GetResultBuffer();
+    const CShaderDebuggerBuffer* pMask = pR1->GetExecMaskBuffer();
+
+    struct Case
+    {
+        const char* pInstruction;
+        uint32_t nActive;
+    };
+    const Case cases[] = {
+        {"iadd r1.x, r1.xxxx, l0.yyyy", 8},
+        {"ushr r1.y, r0.xxxx, l0.zzzz", 3},
+        {"ixor r1.x, r1.xxxx, r1.yyyy", 0},
+    };
+    std::vector<ProgramCounter> vWritten(8, debugger.GetCurrentInstruction());
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.pInstruction);
+        pKernel->m_Host.m_Active = [&c](const ProgramCounter&, uint32_t) { return c.nActive; };
+        ASSERT_TRUE(debugger.Step());
+        const ProgramCounter pc = debugger.GetCurrentInstruction();
+        ASSERT_EQ(pKernel->At(c.pInstruction), pc.m_nPos);
+        EXPECT_EQ(pR1, debugger.GetLastResult());
+        EXPECT_EQ(pValues, pR1->GetResultBuffer());
+        EXPECT_EQ(pMask, pR1->GetExecMaskBuffer());
+        const std::vector<uint32_t> vWords = Words(pR1->GetResultBuffer());
+        for (uint32_t nItem = 0; nItem < 8; ++nItem)
+        {
+            if (nItem < c.nActive)
+            {
+                vWritten[nItem] = pc;
+            }
+            EXPECT_EQ(CScriptedHost::Value(vWritten[nItem], 0, nItem) + 1, vWords[4 * nItem + 1])
+                << nItem;
+            EXPECT_EQ(nItem < c.nActive ? 1u : 0u, Words(pMask)[nItem]) << nItem;
+        }
+    }
+}
+
 TEST(ShaderDebuggerILTest, PrivateStoreAcrossASixteenByteBoundaryIsReportedAndDropped)
 {
     std::unique_ptr<CScriptedKernel> pKernel = Kernel("straight");

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 using namespace XAN_Platform;
 using namespace XAN_Test;
@@ -135,5 +136,97 @@ TEST(CILExecutor, SameLaunchGivesIdenticalMemoryWithAnyThreadCount)
     for (const std::vector<uint32_t>& vResult : vResults)
     {
         EXPECT_EQ(vResults[0], vResult);
+    }
+}
+
+// A group's stores land as the lanes' stores one after the other would leave them, whatever the
+// pattern of their addresses: spans side by side (the usual store by work-item), reversed,
+// shared, overlapping, and with components left out.
+TEST(CILExecutor, StoresLeaveWhatLaneOrderLeavesForEveryAddressPattern)
+{
+    struct Case
+    {
+        const char* pName;
+        const char* pAddress; // r3.x, the byte offset of lane i (r0.x) in the output buffer
+        const char* pDest;
+        std::function<uint32_t(uint32_t)> fnOffset;
+        uint8_t nMask;
+    };
+    const uint32_t nItems = 16;
+    const Case cases[] = {
+        {"side by side", "ishl r3.x, r0.x, l0.x\n", "mem0", [](uint32_t i) { return 16 * i; }, 0xF},
+        {"side by side, x and z", "ishl r3.x, r0.x, l0.x\n", "mem0.x_z_",
+         [](uint32_t i) { return 16 * i; }, 0x5},
+        {"one word each", "ishl r3.x, r0.x, l0.z\n", "mem0.x", [](uint32_t i) { return 4 * i; },
+         0x1},
+        {"reversed", "inegate r3.x, r0.x\niadd r3.x, r3.x, l2.x\nishl r3.x, r3.x, l0.x\n", "mem0",
+         [](uint32_t i) { return 16 * (15 - i); }, 0xF},
+        {"two lanes a span", "ushr r3.x, r0.x, l0.y\nishl r3.x, r3.x, l0.x\n", "mem0",
+         [](uint32_t i) { return 16 * (i / 2); }, 0xF},
+        {"overlapping", "ishl r3.x, r0.x, l0.z\n", "mem0", [](uint32_t i) { return 4 * i; }, 0xF},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.pName);
+        // The lanes' own store, then the kernel's store of r2 sent out of bounds.
+        const std::string strBody = std::string("dcl_literal l2, 15, 100, 200, 300\n"
+                                                "dcl_literal l3, 0x10000, 0, 0, 0\n") +
+                                    c.pAddress +
+                                    "iadd r3.x, r3.x, cb1[0].x\n"
+                                    "iadd r2, r0.xxxx, l2.0yzw\n"
+                                    "uav_raw_store_id(11) " +
+                                    c.pDest +
+                                    ", r3.x, r2\n"
+                                    "iadd r0.x, r0.x, l3.x\n";
+        const SOutputRun run = RunOutputKernel(OutputKernel(strBody), nItems, nItems);
+        ASSERT_EQ(LS_Success, run.result.eStatus) << run.result.strMessage;
+        std::vector<uint32_t> vExpected(4 * nItems, 0xCCCCCCCC);
+        for (uint32_t i = 0; i < nItems; ++i)
+        {
+            for (uint32_t k = 0; k < 4; ++k)
+            {
+                if (((c.nMask >> k) & 1u) != 0)
+                {
+                    vExpected[c.fnOffset(i) / 4 + k] = i + 100 * k;
+                }
+            }
+        }
+        EXPECT_EQ(vExpected, run.vWords);
+    }
+}
+
+// A kernel that begins by moving zero into its temps, as a patched one does, runs with or
+// without those moves to the same memory and is charged for them; a move of anything else
+// ends the moves that may be left out.
+TEST(CILExecutor, LeadingMovesOfZeroChangeNothingAndAreCharged)
+{
+    const std::string strPrefix = "dcl_literal l5, 0, 7, 0, 0\n"
+                                  "mov r2, l5.x0xx\n"
+                                  "mov r3.y, l5.z\n"
+                                  "mov r4, l5\n"
+                                  "mov r5, l5.xxxx\n";
+    const std::string strKernel = OutputKernel("iadd r2, r2, r4\n"
+                                               "iadd r2, r2, r3\n"
+                                               "iadd r2, r2, r5\n");
+    std::string strPrefixed = strKernel;
+    strPrefixed.replace(strPrefixed.find("call 1024\n"), 0, strPrefix);
+    std::unique_ptr<CILProgram> pProgram = LoadProgram(strPrefixed);
+    ASSERT_TRUE(pProgram);
+    EXPECT_EQ(2u, pProgram->GetZeroingPrefix());
+
+    const SOutputRun plain = RunOutputKernel(strKernel, 32, 8);
+    const SOutputRun prefixed = RunOutputKernel(strPrefixed, 32, 8);
+    ASSERT_EQ(LS_Success, prefixed.result.eStatus) << prefixed.result.strMessage;
+    EXPECT_EQ(Words(0, 7, 0, 0), Item(prefixed, 3));
+    EXPECT_EQ(plain.result.nInstructions + 4 * 4, prefixed.result.nInstructions);
+
+    for (const char* pNotZero : {"mov r2, l5.y\n", "mov r2, -l5.x\n", "mov r2.x, l5.1\n"})
+    {
+        std::string strText = strKernel;
+        strText.replace(strText.find("call 1024\n"), 0,
+                        std::string("dcl_literal l5, 0, 7, 0, 0\n") + pNotZero);
+        std::unique_ptr<CILProgram> pOther = LoadProgram(strText);
+        ASSERT_TRUE(pOther) << pNotZero;
+        EXPECT_EQ(0u, pOther->GetZeroingPrefix()) << pNotZero;
     }
 }

@@ -156,6 +156,43 @@ TEST_F(MemoryTest, RectanglesFillsAndCopiesMoveTheRightBytes)
               clEnqueueCopyBuffer(m_Queue, buffer, target, 0, 8, 8, 0, nullptr, nullptr));
 }
 
+// A fill repeats its pattern over exactly its range, for every pattern size, for patterns of one
+// repeated byte, and for ranges that aren't a power of two of patterns.
+TEST_F(MemoryTest, FillsRepeatThePatternOverTheirRangeOnly)
+{
+    struct Case
+    {
+        size_t nPattern;
+        size_t nOffset;
+        size_t nCount; // patterns
+        bool bOneByte;
+    };
+    const Case cases[] = {
+        {1, 3, 1000, false}, {2, 2, 7, false},    {4, 0, 1000, true}, {4, 8, 5, false},
+        {8, 16, 3, false},   {16, 32, 33, false}, {64, 64, 3, true},  {128, 128, 2, false},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.nPattern);
+        const size_t nSize = c.nOffset + c.nPattern * c.nCount + 40;
+        cl_mem buffer = MakeBuffer(nSize, Bytes(nSize).data());
+        std::vector<uint8_t> vPattern(c.nPattern);
+        for (size_t i = 0; i < c.nPattern; ++i)
+        {
+            vPattern[i] = c.bOneByte ? 0x5A : uint8_t(0xA0 + i);
+        }
+        ASSERT_EQ(CL_SUCCESS,
+                  clEnqueueFillBuffer(m_Queue, buffer, vPattern.data(), c.nPattern, c.nOffset,
+                                      c.nPattern * c.nCount, 0, nullptr, nullptr));
+        std::vector<uint8_t> vExpected = Bytes(nSize);
+        for (size_t i = 0; i < c.nPattern * c.nCount; ++i)
+        {
+            vExpected[c.nOffset + i] = vPattern[i % c.nPattern];
+        }
+        EXPECT_EQ(vExpected, Read<uint8_t>(buffer, nSize));
+    }
+}
+
 TEST_F(MemoryTest, MappingsShowAndTakeTheBytes)
 {
     cl_mem buffer = MakeBuffer(256, Bytes(256).data());

@@ -134,6 +134,58 @@ TEST(SUBufferTest, CreateRefusesBadFormatsAndASecondCreate)
     EXPECT_EQ(1u, log.Count("SDU_Assert( m_pData == NULL )"));
 }
 
+// A read-back each step goes into the buffer of the step before: the memory and its contents stay
+// where the size does, whatever the new shape; any other size gets fresh zeroed memory.
+TEST(SUBufferTest, ReshapeKeepsMemoryOfTheSameSize)
+{
+    struct Case
+    {
+        const char* pName;
+        BufferDesc desc;
+        bool bKept;
+    };
+    BufferDesc bytes = MakeDesc(BF_Bytes, 0, 0);
+    bytes.m_nSize = 64;
+    const Case cases[] = {
+        {"same shape", MakeDesc(BF_RGBA32, 4, 1), true},
+        {"other shape, same size", MakeDesc(BF_R32, 4, 4), true},
+        {"bytes of the same size", bytes, true},
+        {"smaller", MakeDesc(BF_RGBA32, 3, 1), false},
+        {"larger", MakeDesc(BF_RGBA32, 4, 2), false},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.pName);
+        SUBuffer buffer;
+        MakeWords(buffer, 4, 100);
+        const std::vector<uint8_t> vBefore = Bytes(buffer);
+        const uint8_t* pBefore = buffer.GetSubResource(0);
+        ASSERT_TRUE(buffer.Reshape(c.desc));
+        EXPECT_EQ(c.desc.m_Format, buffer.GetFormat());
+        EXPECT_EQ(c.desc.m_nWidth, buffer.GetWidth());
+        EXPECT_EQ(c.bKept ? 64u : 16u * c.desc.m_nWidth * c.desc.m_nHeight, buffer.GetDataSize());
+        if (c.bKept)
+        {
+            EXPECT_EQ(pBefore, buffer.GetSubResource(0));
+            EXPECT_EQ(vBefore, Bytes(buffer));
+        }
+        else
+        {
+            EXPECT_EQ(std::vector<uint8_t>(buffer.GetDataSize(), 0), Bytes(buffer));
+        }
+    }
+
+    // An empty buffer is created; a bad format leaves it empty, reported once.
+    ConsistencyLogTail log("XANOpenCLDebugAPIConsistency.log");
+    SUBuffer empty;
+    ASSERT_TRUE(empty.Reshape(MakeDesc(BF_R8, 5, 1)));
+    EXPECT_EQ(std::vector<uint8_t>(5, 0), Bytes(empty));
+    EXPECT_FALSE(empty.Reshape(MakeDesc(static_cast<BufferFormat>(200), 5, 1)));
+    EXPECT_EQ(0u, empty.GetDataSize());
+    EXPECT_EQ(nullptr, empty.GetSubResource(0));
+    EXPECT_EQ(1u, log.Count("SDU_Assert( m_Format is valid )"));
+}
+
 TEST(SUBufferTest, UpdateSubResourcesCopiesRangesAndPitches)
 {
     ConsistencyLogTail log("XANOpenCLDebugAPIConsistency.log");
