@@ -1,0 +1,107 @@
+#include "DX9Corpus.h"
+#include "CDX9Decoder.h"
+#include "CDX9Disassembler.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+using namespace XAN_Platform;
+using namespace XAN_Test;
+
+namespace
+{
+std::vector<std::string> Lines(const std::string& strText)
+{
+    std::vector<std::string> vLines;
+    std::istringstream stream(strText);
+    for (std::string strLine; std::getline(stream, strLine);)
+    {
+        vLines.push_back(strLine);
+    }
+    return vLines;
+}
+
+// How the DX9 debugger counts the lines in front of the version: the "//"
+// lines, a preshader block if the text has one, and the "//" lines after it.
+std::size_t CountHeaderLines(const std::vector<std::string>& vLines)
+{
+    const auto isHeader = [](const std::string& strLine)
+    { return strLine.empty() || strLine[0] == '/'; };
+    std::size_t n = 0;
+    bool bPreshader = false;
+    for (const std::string& strLine : vLines)
+    {
+        bPreshader = bPreshader || strLine.find("preshader") != std::string::npos;
+    }
+    if (bPreshader)
+    {
+        while (n < vLines.size() && isHeader(vLines[n]))
+        {
+            ++n;
+        }
+        while (n < vLines.size() && (vLines[n].empty() || vLines[n][0] != '/'))
+        {
+            ++n;
+        }
+    }
+    while (n < vLines.size() && isHeader(vLines[n]))
+    {
+        ++n;
+    }
+    return n;
+}
+
+class DX9CorpusTest : public ::testing::TestWithParam<std::string>
+{
+};
+
+TEST_P(DX9CorpusTest, RoundTripsByteForByteInTheDebuggersLineShape)
+{
+    const std::vector<std::uint32_t> vTokens = AssembleDX9OrFail(ReadDX9Corpus(GetParam()));
+    SDX9Shader shader;
+    CDX9Decoder decoder;
+    ASSERT_TRUE(decoder.Decode(vTokens.data(), vTokens.size(), shader)) << decoder.GetError();
+    EXPECT_EQ(vTokens.size(), shader.nTokens);
+    std::vector<unsigned int> vInstructionLines;
+    const std::string strText = CDX9Disassembler::Disassemble(shader, vInstructionLines);
+    EXPECT_EQ(vTokens, AssembleDX9OrFail(strText)) << strText;
+
+    // One line for the version and one for each instruction, comments taking none.
+    const std::vector<std::string> vLines = Lines(strText);
+    const std::size_t nHeader = CountHeaderLines(vLines);
+    ASSERT_LT(nHeader, vLines.size()) << strText;
+    EXPECT_EQ("    " + DX9::VersionName(shader.dwVersion), vLines[nHeader]) << strText;
+    unsigned int nLine = static_cast<unsigned int>(nHeader) + 1; // from 1, at the version
+    for (std::size_t n = 0; n < shader.vInstructions.size(); ++n)
+    {
+        const SDX9Instruction& inst = shader.vInstructions[n];
+        if (!inst.IsComment())
+        {
+            ++nLine;
+            EXPECT_EQ(nLine, vInstructionLines[n]);
+            EXPECT_EQ(0u, vLines[nLine - 1].find("    " +
+                                                 CDX9Disassembler::FormatInstruction(inst, shader)))
+                << vLines[nLine - 1];
+        }
+    }
+    EXPECT_EQ(nLine, vLines.size()) << strText;
+}
+
+INSTANTIATE_TEST_SUITE_P(Corpus, DX9CorpusTest, ::testing::ValuesIn(GetDX9CorpusNames()),
+                         [](const ::testing::TestParamInfo<std::string>& info)
+                         { return info.param.substr(0, info.param.find('.')); });
+
+TEST(DX9CorpusTest, CommentsAndPreshaderStayInTheHeader)
+{
+    const std::vector<std::uint32_t> vTokens = AssembleDX9OrFail(ReadDX9Corpus("comments.asm"));
+    CDX9Disassembler disassembler;
+    std::string strText;
+    ASSERT_TRUE(disassembler.Disassemble(vTokens.data(), vTokens.size(), strText));
+    const std::vector<std::string> vLines = Lines(strText);
+    ASSERT_GE(vLines.size(), 14u) << strText;
+    EXPECT_EQ("    preshader", vLines[4]) << strText;
+    EXPECT_EQ(9u, CountHeaderLines(vLines)) << strText;
+    EXPECT_EQ("    mov r0, v0 /**/ /* between */ /* two */", vLines[12]) << strText;
+}
+} // namespace
