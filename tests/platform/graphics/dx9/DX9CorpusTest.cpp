@@ -1,9 +1,11 @@
 #include "DX9Corpus.h"
 #include "CDX9Decoder.h"
 #include "CDX9Disassembler.h"
+#include "CDX9Executor.h"
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <sstream>
 
 using namespace XAN_Platform;
@@ -52,6 +54,35 @@ std::size_t CountHeaderLines(const std::vector<std::string>& vLines)
     return n;
 }
 
+// Draws a corpus shader over 4 × 4 pixels with b0 set, giving the pixels'
+// executed instruction sequences.
+bool DrawCorpus(const std::string& strName, std::set<std::vector<std::uint32_t>>& sequences,
+                std::string& strError)
+{
+    const std::vector<std::uint32_t> vTokens = AssembleDX9OrFail(ReadDX9Corpus(strName));
+    std::vector<float> vTarget0(16 * 4);
+    std::vector<std::uint8_t> vTarget1(16 * 4);
+    std::array<SDX9Target, 4> targets;
+    targets[0] = {DX9_TARGET_RGBA32F, vTarget0.data()};
+    targets[1] = {DX9_TARGET_RGBA8, vTarget1.data()};
+    SDX9Constants constants;
+    constants.vBool = {1};
+    CDX9Executor executor;
+    const bool bResult =
+        executor.Draw(vTokens.data(), vTokens.size(), 4, 4, constants, targets, true);
+    strError = executor.GetError();
+    for (const std::vector<SDX9TraceEntry>& vEntries : executor.GetTrace())
+    {
+        std::vector<std::uint32_t> vSequence;
+        for (const SDX9TraceEntry& entry : vEntries)
+        {
+            vSequence.push_back(entry.nInstruction);
+        }
+        sequences.insert(vSequence);
+    }
+    return bResult;
+}
+
 class DX9CorpusTest : public ::testing::TestWithParam<std::string>
 {
 };
@@ -86,6 +117,25 @@ TEST_P(DX9CorpusTest, RoundTripsByteForByteInTheDebuggersLineShape)
         }
     }
     EXPECT_EQ(nLine, vLines.size()) << strText;
+}
+
+TEST_P(DX9CorpusTest, DrawsUnlessItIsOfModelOne)
+{
+    std::set<std::vector<std::uint32_t>> sequences;
+    std::string strError;
+    if (GetParam() == "ps11.asm")
+    {
+        EXPECT_FALSE(DrawCorpus(GetParam(), sequences, strError));
+        return;
+    }
+    EXPECT_TRUE(DrawCorpus(GetParam(), sequences, strError)) << strError;
+    EXPECT_FALSE(sequences.empty());
+    EXPECT_EQ(0u, sequences.count({})) << "every pixel runs something";
+    // The flow shaders are there for pixels that part ways.
+    if (GetParam() == "ifelse.asm" || GetParam() == "ifc.asm" || GetParam() == "loops.asm")
+    {
+        EXPECT_LE(2u, sequences.size());
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, DX9CorpusTest, ::testing::ValuesIn(GetDX9CorpusNames()),
