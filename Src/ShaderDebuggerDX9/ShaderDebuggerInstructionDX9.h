@@ -26,6 +26,7 @@ enum : std::uint32_t
     D3DSIO_IFC = 41,
     D3DSIO_ELSE = 42,
     D3DSIO_ENDIF = 43,
+    D3DSIO_BREAK = 44,
     D3DSIO_BREAKC = 45,
     D3DSIO_DEFB = 47,
     D3DSIO_DEFI = 48,
