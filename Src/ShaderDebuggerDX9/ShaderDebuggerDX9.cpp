@@ -24,7 +24,8 @@ const uint32_t VIEW_WORK_SIZES = 2;
 
 CShaderDebuggerDX9::CShaderDebuggerDX9(CShaderDebuggerHost* pHost)
     : CShaderDebuggerBase(pHost), m_pOriginalRenderTarget0(NULL), m_pOriginalRenderTarget1(NULL),
-      m_pSwitchedRenderTarget0(NULL), m_pSwitchedRenderTarget1(NULL), m_pLastResult(NULL)
+      m_pSwitchedRenderTarget0(NULL), m_pSwitchedRenderTarget1(NULL), m_pLastResult(NULL),
+      m_bTargetsSwitched(false)
 {
 }
 
@@ -277,7 +278,9 @@ CShaderDebuggerVariables* CShaderDebuggerDX9::GetVariables(ShaderUtils::ThreadID
         {
             continue;
         }
-        if ((id.x < 0 || id.y < 0) && pResult->GetExecMaskBuffer() != NULL)
+        // A run without a destination names no register whose pixels a view could show.
+        if ((id.x < 0 || id.y < 0) && pResult->GetExecMaskBuffer() != NULL &&
+            entry.first != g_szNoDestinationRegister)
         {
             ShaderUtils::ThreadID found;
             pResult->GetExecMaskBuffer()->FindPixel(found, executed, id.nSlice);
@@ -377,6 +380,7 @@ bool CShaderDebuggerDX9::SwitchTargetBuffers()
         return false;
     }
     const uint32_t nType = GetShaderType();
+    m_bTargetsSwitched = true;
     m_pOriginalRenderTarget0 = m_pHost->GetDeviceBuffer(nType, 0u);
     m_pOriginalRenderTarget1 = m_pHost->GetDeviceBuffer(nType, 1u);
     const bool bSwitched0 = m_pHost->SetDeviceBuffer(nType, 0u, m_pSwitchedRenderTarget0);
@@ -386,6 +390,11 @@ bool CShaderDebuggerDX9::SwitchTargetBuffers()
 
 void CShaderDebuggerDX9::RestoreTargetBuffers()
 {
+    if (!m_bTargetsSwitched)
+    {
+        return;
+    }
+    m_bTargetsSwitched = false;
     const uint32_t nType = GetShaderType();
     CShaderDebuggerDeviceBuffer** ppSaved[2] = {&m_pOriginalRenderTarget0,
                                                 &m_pOriginalRenderTarget1};

@@ -88,6 +88,8 @@ private:
     // Owned; a null entry stands for a result that Back removed.
     ResultMap m_Results;
     CShaderDebuggerResult* m_pLastResult; // not owned
+    // The application's targets are saved and the debugger's bound, until the restore.
+    bool m_bTargetsSwitched;
 };
 } // namespace XAN_ShaderDebugger
 
