@@ -116,11 +116,6 @@ bool CShaderDebuggerDX9::GetShaderText(const void* pShaderData, size_t nSize, co
     return pShader->GetShaderText(text, nType);
 }
 
-bool CShaderDebuggerDX9::GetShaderText(std::string& text, uint32_t nType)
-{
-    return CShaderDebuggerBase::GetShaderText(text, nType);
-}
-
 bool CShaderDebuggerDX9::GetShaderKeywords(const void* pShaderData, size_t nSize, const void*,
                                            std::vector<std::string>& list, uint32_t nType)
 {

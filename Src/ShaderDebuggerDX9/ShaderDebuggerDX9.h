@@ -29,7 +29,7 @@ public:
     void EndDebugging(bool bUpdateBuffers) override;
     bool GetShaderText(const void* pShaderData, size_t nSize, const void* pExtra, std::string& text,
                        uint32_t nType) override;
-    bool GetShaderText(std::string& text, uint32_t nType) override;
+    using CShaderDebuggerBase::GetShaderText;
     bool GetShaderKeywords(const void* pShaderData, size_t nSize, const void* pExtra,
                            std::vector<std::string>& list, uint32_t nType) override;
     bool GetShaderKeywords(std::vector<std::string>& list, uint32_t nType) override;

@@ -130,6 +130,8 @@ public:
     static std::uint32_t CountHeaderLines(const std::string& strText);
 
 private:
+    // A write that the stream refuses is reported.
+    bool WriteToken(COutputTokenStream<std::uint32_t>& stream, std::uint32_t dwToken);
     CShaderDebuggerDX9* GetDX9Debugger() const;
     // Records a refusal in the three error texts.
     void Refuse(const std::string& strError);
@@ -142,8 +144,12 @@ private:
                           CShaderDebuggerInstructionDX9& instr);
     // The source that stands for the target's destination in the patched shader.
     bool ConvertDestToSrc(std::uint32_t& dwNewSrcParam, const CShaderDebuggerInstructionDX9& instr);
-    bool WriteMove(COutputTokenStream<std::uint32_t>& stream, std::uint32_t dwDest,
-                   std::uint32_t dwSrc);
+    // A move to all components of a register from a source token, or from a register.
+    bool WriteMove(COutputTokenStream<std::uint32_t>& stream, std::uint32_t nDestType,
+                   std::uint32_t nDestIndex, std::uint32_t dwSrc);
+    bool WriteMove(COutputTokenStream<std::uint32_t>& stream, std::uint32_t nDestType,
+                   std::uint32_t nDestIndex, std::uint32_t nSrcType, std::uint32_t nSrcIndex,
+                   std::uint32_t dwSwizzle);
     bool WritePrologue(COutputTokenStream<std::uint32_t>& stream);
     // The target's value and the executed-flag into the two free temporaries.
     bool WriteTargetMoves(COutputTokenStream<std::uint32_t>& out,
@@ -151,7 +157,7 @@ private:
     // Moves one step forward over the loops: a loop's end leads back to its start until its
     // passes reach the count that the shader defines.
     void WrapLoops();
-    // The instruction count of the shader's tokens, a whole number of tokens.
+    // The whole tokens of the shader's data.
     size_t GetTokenCount() const { return m_nShaderDataSize / sizeof(std::uint32_t); }
 
     std::uint32_t m_nCurrentLine;

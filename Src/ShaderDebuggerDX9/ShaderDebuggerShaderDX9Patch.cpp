@@ -59,30 +59,32 @@ bool PopUpTo(std::deque<FlowControlInstruction>& stack, std::uint32_t nFirst, st
 }
 } // namespace
 
+bool CShaderDebuggerShaderDX9::WriteToken(COutputTokenStream<std::uint32_t>& stream,
+                                          std::uint32_t dwToken)
+{
+    const bool bWritten = stream.WriteToken(dwToken);
+    SDU_Assert(GetHost(), bWritten);
+    return bWritten;
+}
+
 bool CShaderDebuggerShaderDX9::WriteInstruction(COutputTokenStream<std::uint32_t>& stream,
                                                 std::uint32_t nOpcode, std::uint32_t dwLength)
 {
-    const bool bWritten = stream.WriteToken(nOpcode | (dwLength << 24));
-    SDU_Assert(GetHost(), bWritten);
-    return bWritten;
+    return WriteToken(stream, nOpcode | (dwLength << 24));
 }
 
 bool CShaderDebuggerShaderDX9::WriteDestReg(COutputTokenStream<std::uint32_t>& stream,
                                             std::uint32_t nType, std::uint32_t nIndex,
                                             std::uint32_t dwMask)
 {
-    const bool bWritten = stream.WriteToken(DestRegister(nType, nIndex, dwMask));
-    SDU_Assert(GetHost(), bWritten);
-    return bWritten;
+    return WriteToken(stream, DestRegister(nType, nIndex, dwMask));
 }
 
 bool CShaderDebuggerShaderDX9::WriteSrcReg(COutputTokenStream<std::uint32_t>& stream,
                                            std::uint32_t nType, std::uint32_t nIndex,
                                            std::uint32_t dwSwizzle)
 {
-    const bool bWritten = stream.WriteToken(SrcRegister(nType, nIndex, dwSwizzle));
-    SDU_Assert(GetHost(), bWritten);
-    return bWritten;
+    return WriteToken(stream, SrcRegister(nType, nIndex, dwSwizzle));
 }
 
 bool CShaderDebuggerShaderDX9::WriteConstReg(COutputTokenStream<std::uint32_t>& stream,
@@ -106,10 +108,21 @@ bool CShaderDebuggerShaderDX9::WriteConstIntReg(COutputTokenStream<std::uint32_t
 }
 
 bool CShaderDebuggerShaderDX9::WriteMove(COutputTokenStream<std::uint32_t>& stream,
-                                         std::uint32_t dwDest, std::uint32_t dwSrc)
+                                         std::uint32_t nDestType, std::uint32_t nDestIndex,
+                                         std::uint32_t dwSrc)
 {
-    return WriteInstruction(stream, D3DSIO_MOV, MOV_LENGTH) && stream.WriteToken(dwDest) &&
-           stream.WriteToken(dwSrc);
+    return WriteInstruction(stream, D3DSIO_MOV, MOV_LENGTH) &&
+           WriteDestReg(stream, nDestType, nDestIndex, ALL_COMPONENTS) && WriteToken(stream, dwSrc);
+}
+
+bool CShaderDebuggerShaderDX9::WriteMove(COutputTokenStream<std::uint32_t>& stream,
+                                         std::uint32_t nDestType, std::uint32_t nDestIndex,
+                                         std::uint32_t nSrcType, std::uint32_t nSrcIndex,
+                                         std::uint32_t dwSwizzle)
+{
+    return WriteInstruction(stream, D3DSIO_MOV, MOV_LENGTH) &&
+           WriteDestReg(stream, nDestType, nDestIndex, ALL_COMPONENTS) &&
+           WriteSrcReg(stream, nSrcType, nSrcIndex, dwSwizzle);
 }
 
 bool CShaderDebuggerShaderDX9::WritePrologue(COutputTokenStream<std::uint32_t>& stream)
@@ -124,10 +137,11 @@ bool CShaderDebuggerShaderDX9::WritePrologue(COutputTokenStream<std::uint32_t>& 
                                     loop.nInitialValue, loop.nStep, 0);
     }
     // Both registers start at 0.0, the free constant's w.
-    const std::uint32_t dwZero = SrcRegister(D3DSPR_CONST, m_nFreeConstReg, SWIZZLE_WWWW);
     return bWritten &&
-           WriteMove(stream, DestRegister(D3DSPR_TEMP, m_nOutputTempReg, ALL_COMPONENTS), dwZero) &&
-           WriteMove(stream, DestRegister(D3DSPR_TEMP, m_nFlagTempReg, ALL_COMPONENTS), dwZero);
+           WriteMove(stream, D3DSPR_TEMP, m_nOutputTempReg, D3DSPR_CONST, m_nFreeConstReg,
+                     SWIZZLE_WWWW) &&
+           WriteMove(stream, D3DSPR_TEMP, m_nFlagTempReg, D3DSPR_CONST, m_nFreeConstReg,
+                     SWIZZLE_WWWW);
 }
 
 void CShaderDebuggerShaderDX9::HandleFlowControl(CShaderDebuggerInstructionDX9& instr)
@@ -237,10 +251,9 @@ bool CShaderDebuggerShaderDX9::WriteTargetMoves(COutputTokenStream<std::uint32_t
         SDU_Log(3, "ConvertDestToSrc failed.\n");
         return false;
     }
-    return WriteMove(out, DestRegister(D3DSPR_TEMP, m_nOutputTempReg, ALL_COMPONENTS),
-                     dwValueSrc) &&
-           WriteMove(out, DestRegister(D3DSPR_TEMP, m_nFlagTempReg, ALL_COMPONENTS),
-                     SrcRegister(D3DSPR_CONST, m_nFreeConstReg, SWIZZLE_IDENTITY));
+    return WriteMove(out, D3DSPR_TEMP, m_nOutputTempReg, dwValueSrc) &&
+           WriteMove(out, D3DSPR_TEMP, m_nFlagTempReg, D3DSPR_CONST, m_nFreeConstReg,
+                     SWIZZLE_IDENTITY);
 }
 
 bool CShaderDebuggerShaderDX9::WritePatchedShader(std::uint32_t nTarget,
@@ -299,8 +312,8 @@ bool CShaderDebuggerShaderDX9::WritePatchedShader(std::uint32_t nTarget,
         // Each pass of a loop starts with the flag down, so that it shows the last pass.
         if (IsLoopStart(instruction.GetOpcode()) && !bMovesWritten)
         {
-            bWritten = WriteMove(out, DestRegister(D3DSPR_TEMP, m_nFlagTempReg, ALL_COMPONENTS),
-                                 SrcRegister(D3DSPR_CONST, m_nFreeConstReg, SWIZZLE_WWWW)) &&
+            bWritten = WriteMove(out, D3DSPR_TEMP, m_nFlagTempReg, D3DSPR_CONST, m_nFreeConstReg,
+                                 SWIZZLE_WWWW) &&
                        bWritten;
         }
     }
@@ -311,13 +324,12 @@ bool CShaderDebuggerShaderDX9::WritePatchedShader(std::uint32_t nTarget,
     destReg = g_Reg_NULL;
     instruction.GetDestRegister(destReg);
 
-    bWritten = (bMovesWritten || WriteTargetMoves(out, instruction)) &&
-               CloseFlowControl(in, out, instruction) &&
-               WriteMove(out, DestRegister(D3DSPR_COLOROUT, 0, ALL_COMPONENTS),
-                         SrcRegister(D3DSPR_TEMP, m_nOutputTempReg, SWIZZLE_IDENTITY)) &&
-               WriteMove(out, DestRegister(D3DSPR_COLOROUT, 1, ALL_COMPONENTS),
-                         SrcRegister(D3DSPR_TEMP, m_nFlagTempReg, SWIZZLE_IDENTITY)) &&
-               WriteInstruction(out, D3DSIO_END, 0) && bWritten;
+    bWritten =
+        (bMovesWritten || WriteTargetMoves(out, instruction)) &&
+        CloseFlowControl(in, out, instruction) &&
+        WriteMove(out, D3DSPR_COLOROUT, 0, D3DSPR_TEMP, m_nOutputTempReg, SWIZZLE_IDENTITY) &&
+        WriteMove(out, D3DSPR_COLOROUT, 1, D3DSPR_TEMP, m_nFlagTempReg, SWIZZLE_IDENTITY) &&
+        WriteInstruction(out, D3DSIO_END, 0) && bWritten;
     return bWritten;
 }
 

@@ -44,11 +44,6 @@ bool CShaderDebuggerGL::GetShaderText(const void* pShaderData, size_t nSize, con
     return shader.GetShaderText(text, nType);
 }
 
-bool CShaderDebuggerGL::GetShaderText(std::string& text, uint32_t nType)
-{
-    return m_pCurrentShader != NULL && m_pCurrentShader->GetShaderText(text, nType);
-}
-
 bool CShaderDebuggerGL::GetShaderKeywords(const void* pShaderData, size_t nSize, const void*,
                                           std::vector<std::string>& list, uint32_t nType)
 {
