@@ -92,6 +92,18 @@ TEST_P(DX9AnalysisTest, FindsFreeRegistersLoopsAndLines)
         }
     }
     EXPECT_EQ(nInstruction, pShader->GetInstructionCount());
+
+    // The codec writes every instruction back as it read it.
+    std::unique_ptr<CShaderDebuggerInstructionDX9> pInstr(
+        new CShaderDebuggerInstructionDX9(session.m_pDebugger));
+    CInputTokenStream<uint32_t> in(NULL, session.m_vTokens.data(), session.m_vTokens.size());
+    COutputTokenStream<uint32_t> out(NULL, 16);
+    while (pInstr->ReadInstruction(in))
+    {
+        ASSERT_TRUE(pInstr->WriteInstruction(out));
+    }
+    EXPECT_EQ(session.m_vTokens,
+              std::vector<uint32_t>(out.GetStream(), out.GetStream() + out.GetTokensWritten()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, DX9AnalysisTest, ::testing::ValuesIn(s_AnalysisCases),
