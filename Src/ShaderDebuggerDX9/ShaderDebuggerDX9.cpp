@@ -100,6 +100,7 @@ void CShaderDebuggerDX9::EndDebugging(bool)
     m_pHost->ResetDevice();
     SetCurrentShader(NULL);
     ReleaseTargetBuffers();
+    // A later run starts without this run's values.
     DeleteResults();
     m_bIsDebugging = false;
 }

@@ -114,17 +114,13 @@ public:
                           std::uint32_t x, std::uint32_t y, std::uint32_t z, std::uint32_t w);
 
     std::uint32_t GetInstructionCount() const { return m_nInstructionCount; }
-    std::uint32_t GetFirstLine() const { return m_nFirstLine; }
     std::uint32_t GetFreeConstReg() const { return m_nFreeConstReg; }
     std::uint32_t GetOutputTempReg() const { return m_nOutputTempReg; }
     std::uint32_t GetFlagTempReg() const { return m_nFlagTempReg; }
-    std::uint32_t GetUsedTempRegs() const { return m_dwUsedTempRegs; }
     std::uint32_t GetInputCount() const { return m_nInputCount; }
     const unsigned short* GetInputMask() const { return m_wInputMask; }
     const unsigned short* GetTextureMask() const { return m_wTextureMask; }
-    std::uint32_t GetLoopIterations() const { return m_nLoopIterations; }
     const std::map<std::uint32_t, LoopDX9>& GetLoops() const { return m_Loops; }
-    size_t GetPatchedShaderCount() const { return m_PatchedShaders.size(); }
 
     // Lines of the disassembly above the version line: the comment header and a preshader.
     static std::uint32_t CountHeaderLines(const std::string& strText);

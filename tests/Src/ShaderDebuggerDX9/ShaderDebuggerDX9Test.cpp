@@ -324,6 +324,6 @@ TEST(DX9DebuggerTextTest, QuestionsAboutAShaderThatIsntCurrent)
     EXPECT_EQ(3u, info.nVersionMajor);
     EXPECT_EQ(0u, debugger.GetCurrentLine());
     EXPECT_FALSE(debugger.Step());
-    EXPECT_EQ(1u, debugger.GetDefaultDebugMode() + 1);
+    EXPECT_EQ(0u, debugger.GetDefaultDebugMode());
 }
 } // namespace

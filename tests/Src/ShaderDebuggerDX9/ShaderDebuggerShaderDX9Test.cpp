@@ -136,6 +136,17 @@ TEST(DX9AnalysisRefusalTest, VertexShadersAndEmptyDataAreRefusedWithAReason)
     EXPECT_FALSE(empty.GetShaderText(vKeywords[0], 1));
 }
 
+TEST(DX9AnalysisInputTest, DeclaredInputAndTextureRegistersKeepTheirMasks)
+{
+    // dcl t0.xy and dcl v0.
+    CDX9Session session(ReadDX9Corpus("straight.asm"));
+    std::unique_ptr<CShaderDebuggerShaderDX9> pShader = session.MakeShader();
+    EXPECT_EQ(2u, pShader->GetInputCount());
+    EXPECT_EQ(COMP_All, pShader->GetInputMask()[0]);
+    EXPECT_EQ(COMP_xy, pShader->GetTextureMask()[0]);
+    EXPECT_EQ(0, pShader->GetInputMask()[1]);
+}
+
 TEST(DX9AnalysisHeaderTest, HeaderLinesWithAndWithoutPreshader)
 {
     const struct

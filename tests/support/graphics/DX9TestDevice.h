@@ -16,14 +16,17 @@ public:
     // The length of DX9 code up to and including its end token, from the instructions' lengths.
     static size_t CountTokens(const std::uint32_t* pTokens);
 
+    // The application's constant registers.
     XAN_Platform::SDX9Constants m_Constants;
-    XAN_Platform::CDX9Executor m_Executor;
 
 protected:
     std::vector<std::uint32_t> ReadShaderCode(const void* pData, size_t nSize) const override;
     bool Disassemble(const std::vector<std::uint32_t>& vTokens, std::string& text) override;
     bool DrawShader(const std::vector<std::uint32_t>& vTokens,
                     const std::array<std::shared_ptr<CTestImage>, TARGET_COUNT>& targets) override;
+
+private:
+    XAN_Platform::CDX9Executor m_Executor;
 };
 } // namespace XAN_Test
 

@@ -276,7 +276,6 @@ bool CGraphicsTestDevice::CreateShader(uint32_t, const void* pData, size_t nSize
     }
     CTestShader* pShader = new CTestShader;
     pShader->vTokens = ReadShaderCode(pData, nSize);
-    m_vLastCreated = pShader->vTokens;
     m_Shaders[pShader] = true;
     *pExtra = pShader;
     return true;

@@ -99,9 +99,6 @@ public:
     size_t GetLiveShaderCount() const { return m_Shaders.size(); }
     int GetCreateShaderCount() const { return m_nCalls[FAIL_CreateShader]; }
     int GetExecuteCount() const { return m_nCalls[FAIL_ExecuteShader]; }
-    const std::vector<std::uint32_t>& GetLastCreatedShader() const { return m_vLastCreated; }
-    uint32_t GetWidth() const { return m_nWidth; }
-    uint32_t GetHeight() const { return m_nHeight; }
 
     bool InitDevice() override;
     bool ResetDevice() override;
@@ -153,7 +150,6 @@ private:
     std::array<std::shared_ptr<CTestImage>, TARGET_COUNT> m_ApplicationTargets;
     std::array<int, FAIL_Count> m_nFailAt{};
     std::array<int, FAIL_Count> m_nCalls{};
-    std::vector<std::uint32_t> m_vLastCreated;
     int m_nResets = 0;
 };
 
