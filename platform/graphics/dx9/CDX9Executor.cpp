@@ -17,6 +17,8 @@ namespace
 constexpr std::size_t FLOAT_CONSTANTS = 8192;
 constexpr std::size_t INT_CONSTANTS = 2048;
 constexpr std::int32_t MAX_LOOP_COUNT = 255;
+// Nested loops could otherwise run for ages on a damaged shader.
+constexpr std::size_t MAX_PIXEL_STEPS = 1u << 20;
 const std::array<float, 4> g_Zero{};
 
 bool IsFlow(std::uint32_t nOpcode)
@@ -149,7 +151,12 @@ bool CDX9Executor::Draw(const std::uint32_t* pTokens, std::size_t nTokens, unsig
             pixel.nX = nX;
             pixel.nY = nY;
             pixel.pTrace = bTrace ? &m_vTrace[static_cast<std::size_t>(nY) * nWidth + nX] : nullptr;
-            RunPixel(pixel);
+            if (!RunPixel(pixel))
+            {
+                return Fail(0, (boost::format("pixel (%u, %u) runs more than %u instructions") %
+                                nX % nY % MAX_PIXEL_STEPS)
+                                   .str());
+            }
             Store(pixel, targets);
         }
     }
@@ -376,12 +383,18 @@ bool CDX9Executor::CheckRegisters(const SOperation& op, bool bInLoop)
     return true;
 }
 
-void CDX9Executor::RunPixel(SPixel& pixel) const
+bool CDX9Executor::RunPixel(SPixel& pixel) const
 {
-    for (std::size_t nPos = 0; nPos < m_vOps.size();)
+    std::size_t nSteps = 0;
+    for (std::size_t nPos = 0; nPos < m_vOps.size(); ++nSteps)
     {
+        if (nSteps == MAX_PIXEL_STEPS)
+        {
+            return false;
+        }
         nPos = Execute(pixel, nPos);
     }
+    return true;
 }
 
 std::size_t CDX9Executor::Execute(SPixel& pixel, std::size_t nPos) const
@@ -439,7 +452,9 @@ std::size_t CDX9Executor::Execute(SPixel& pixel, std::size_t nPos) const
         Record(pixel, nPos, g_Zero);
         SLoop& loop = pixel.vLoops.back();
         ++loop.nPass;
-        loop.nAL += loop.nStep;
+        // Wrapping, as a register would: the shader's numbers may be anything.
+        loop.nAL = static_cast<std::int32_t>(static_cast<std::uint32_t>(loop.nAL) +
+                                             static_cast<std::uint32_t>(loop.nStep));
         if (loop.nPass < loop.nCount)
         {
             return loop.nStart + 1;

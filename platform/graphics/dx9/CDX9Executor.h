@@ -58,7 +58,8 @@ struct SDX9TraceEntry
 // else, endif, rep, endrep, loop, endloop (aL and c[aL + n]), break and
 // breakc. Anything else, and unbalanced flow, is refused before any pixel
 // runs, naming the line of the disassembly ("line 7: texld is not run").
-// Loop counts are clamped to 0..255, so that every draw ends.
+// Loop counts are clamped to 0..255, and a pixel that runs more than 2^20
+// instructions fails the draw, so that every draw ends soon.
 class CDX9Executor
 {
 public:
@@ -103,7 +104,8 @@ private:
     bool Prepare(const std::uint32_t* pTokens, std::size_t nTokens, const SDX9Constants& constants);
     bool PrepareOperation(SOperation& op, std::vector<std::size_t>& vOpen);
     bool CheckRegisters(const SOperation& op, bool bInLoop);
-    void RunPixel(SPixel& pixel) const;
+    // False if the pixel runs past the step limit.
+    bool RunPixel(SPixel& pixel) const;
     // Executes the operation at nPos and gives the position of the next one.
     std::size_t Execute(SPixel& pixel, std::size_t nPos) const;
     std::size_t Leave(SPixel& pixel, const SOperation& loop) const;

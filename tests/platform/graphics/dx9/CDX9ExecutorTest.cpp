@@ -305,5 +305,10 @@ TEST(CDX9ExecutorTest, RefusesWhatItDoesntRunNamingTheLine)
     std::array<SDX9Target, 4> targets;
     EXPECT_FALSE(executor.Draw(nullptr, 0, WIDTH, HEIGHT, SDX9Constants(), targets, true));
     EXPECT_EQ("token 0: the shader is empty", executor.GetError());
+    const std::vector<std::uint32_t> vEndless = AssembleDX9OrFail(
+        "ps_3_0\ndefi i0, 255, 0, 0, 0\nrep i0\nrep i0\nrep i0\nendrep\nendrep\nendrep\n");
+    EXPECT_FALSE(executor.Draw(vEndless.data(), vEndless.size(), WIDTH, HEIGHT, SDX9Constants(),
+                               targets, false));
+    EXPECT_EQ("pixel (0, 0) runs more than 1048576 instructions", executor.GetError());
 }
 } // namespace

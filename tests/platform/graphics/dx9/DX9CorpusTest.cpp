@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <set>
 #include <sstream>
 
@@ -153,5 +154,45 @@ TEST(DX9CorpusTest, CommentsAndPreshaderStayInTheHeader)
     EXPECT_EQ("    preshader", vLines[4]) << strText;
     EXPECT_EQ(9u, CountHeaderLines(vLines)) << strText;
     EXPECT_EQ("    mov r0, v0 /**/ /* between */ /* two */", vLines[12]) << strText;
+}
+} // namespace
+
+namespace
+{
+// Damaged shaders are refused or read, never a crash or a read out of bounds
+// (the asan preset checks the latter).
+TEST(DX9CorpusTest, DamagedTokensAreRefusedOrReadSafely)
+{
+    std::mt19937 random(21);
+    for (const std::string& strName : GetDX9CorpusNames())
+    {
+        const std::vector<std::uint32_t> vTokens = AssembleDX9OrFail(ReadDX9Corpus(strName));
+        for (unsigned int nRound = 0; nRound < 300; ++nRound)
+        {
+            std::vector<std::uint32_t> vDamaged = vTokens;
+            const std::size_t nAt = random() % vDamaged.size();
+            vDamaged[nAt] ^= 1u << (random() % 32);
+            vDamaged.resize(vDamaged.size() - (nRound % 7 == 0 ? random() % vDamaged.size() : 0));
+            CDX9Disassembler disassembler;
+            std::string strText;
+            if (disassembler.Disassemble(vDamaged.data(), vDamaged.size(), strText))
+            {
+                EXPECT_TRUE(disassembler.GetError().empty());
+            }
+            else
+            {
+                EXPECT_EQ(0u, disassembler.GetError().find("token ")) << disassembler.GetError();
+            }
+            std::vector<float> vTarget(2 * 2 * 4);
+            std::array<SDX9Target, 4> targets;
+            targets[0] = {DX9_TARGET_RGBA32F, vTarget.data()};
+            CDX9Executor executor;
+            if (!executor.Draw(vDamaged.data(), vDamaged.size(), 2, 2, SDX9Constants(), targets,
+                               true))
+            {
+                EXPECT_FALSE(executor.GetError().empty());
+            }
+        }
+    }
 }
 } // namespace
