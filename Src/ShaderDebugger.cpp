@@ -1,6 +1,8 @@
 #include "ShaderDebugger.h"
 
 #include "DebugOutput.h"
+#include "ShaderDebuggerDX9/ShaderDebuggerDX9.h"
+#include "ShaderDebuggerGL/ShaderDebuggerGL.h"
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerIL.h"
 
@@ -108,6 +110,12 @@ IShaderDebugger* IShaderDebugger::CreateShaderDebugger(uint32_t nType, CShaderDe
     IShaderDebugger* pShaderDebugger = NULL;
     switch (nType)
     {
+    case 0:
+        pShaderDebugger = new (std::nothrow) CShaderDebuggerDX9(pHost);
+        break;
+    case 3:
+        pShaderDebugger = new (std::nothrow) CShaderDebuggerGL(pHost);
+        break;
     case 4:
     case 5:
         pShaderDebugger = new (std::nothrow) CShaderDebuggerIL(pHost);

@@ -368,7 +368,7 @@ bool CShaderDebuggerHost::SetDeviceBuffer(uint32_t nShaderType, std::string strN
 }
 
 bool CShaderDebuggerHost::CreateShader(uint32_t nShaderType, const void* pData, size_t nSize,
-                                       const void* pExtra)
+                                       void** pExtra)
 {
     return m_pDevice->CreateShader(nShaderType, pData, nSize, pExtra);
 }
@@ -381,6 +381,11 @@ bool CShaderDebuggerHost::SetShader(uint32_t nShaderType, const void* pData, siz
 void* CShaderDebuggerHost::GetShader(uint32_t nShaderType)
 {
     return m_pDevice->GetShader(nShaderType);
+}
+
+void CShaderDebuggerHost::ReleaseShader(void* pShader)
+{
+    m_pDevice->ReleaseShader(pShader);
 }
 
 std::string CShaderDebuggerHost::GetShaderName(uint32_t nShaderType)

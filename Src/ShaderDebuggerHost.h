@@ -50,11 +50,18 @@ public:
                                  CShaderDebuggerDeviceBuffer* pBuffer) = 0;
     virtual bool SetDeviceBuffer(uint32_t nShaderType, std::string strName,
                                  CShaderDebuggerDeviceBuffer* pBuffer) = 0;
+    // Writes a new shader handle, holding one reference, through pExtra (a void**). A graphics
+    // shader's size may be 0: its code runs to its end token.
     virtual bool CreateShader(uint32_t nShaderType, const void* pData, size_t nSize,
-                              const void* pExtra) = 0;
+                              void** pExtra) = 0;
+    // Makes a patched shader current. A graphics device binds a handle given with size 0 (the
+    // binding holds its own reference); a null handle unbinds.
     virtual bool SetShader(uint32_t nShaderType, const void* pData, size_t nSize) = 0;
-    // The patched shader if there is one, else the original.
+    // The patched shader if there is one, else the original. A graphics device adds a reference
+    // to the handle, which the caller drops with ReleaseShader.
     virtual void* GetShader(uint32_t nShaderType) = 0;
+    // Drops one reference of a shader handle.
+    virtual void ReleaseShader(void* pShader) = 0;
     virtual std::string GetShaderName(uint32_t nShaderType) = 0;
     virtual bool DisassembleShader(const void* pData, size_t nSize, std::string& text) = 0;
 
@@ -158,10 +165,10 @@ public:
                                  CShaderDebuggerDeviceBuffer* pBuffer);
     virtual bool SetDeviceBuffer(uint32_t nShaderType, std::string strName,
                                  CShaderDebuggerDeviceBuffer* pBuffer);
-    virtual bool CreateShader(uint32_t nShaderType, const void* pData, size_t nSize,
-                              const void* pExtra);
+    virtual bool CreateShader(uint32_t nShaderType, const void* pData, size_t nSize, void** pExtra);
     virtual bool SetShader(uint32_t nShaderType, const void* pData, size_t nSize);
     virtual void* GetShader(uint32_t nShaderType);
+    virtual void ReleaseShader(void* pShader);
     virtual std::string GetShaderName(uint32_t nShaderType);
     virtual bool DisassembleShader(const void* pData, size_t nSize, std::string& text);
     // The host's log sink; this one sends the text to the debug output.

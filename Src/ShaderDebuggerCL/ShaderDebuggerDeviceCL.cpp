@@ -550,10 +550,15 @@ bool CShaderDebuggerDeviceCL::SetDeviceBuffer(uint32_t, std::string, CShaderDebu
     return false;
 }
 
-bool CShaderDebuggerDeviceCL::CreateShader(uint32_t, const void*, size_t, const void*)
+bool CShaderDebuggerDeviceCL::CreateShader(uint32_t, const void*, size_t, void**)
 {
     SDU_AssertTextCL(GetHost(), "shouldn't be using this function");
     return false;
+}
+
+void CShaderDebuggerDeviceCL::ReleaseShader(void*)
+{
+    SDU_AssertTextCL(GetHost(), "shouldn't be using this function");
 }
 
 bool CShaderDebuggerDeviceCL::SetShader(uint32_t, const void* pData, size_t nSize)

@@ -48,11 +48,14 @@ public:
                          CShaderDebuggerDeviceBuffer* pBuffer) override;
     bool SetDeviceBuffer(uint32_t nShaderType, std::string strName,
                          CShaderDebuggerDeviceBuffer* pBuffer) override;
+    // Kernels have no shader handles: CreateShader and ReleaseShader are refused.
     bool CreateShader(uint32_t nShaderType, const void* pData, size_t nSize,
-                      const void* pExtra) override;
+                      void** pExtra) override;
     // Builds a patched kernel image into the kernel that replaces the application's.
     bool SetShader(uint32_t nShaderType, const void* pData, size_t nSize) override;
+    // The kernel itself, without a reference of its own.
     void* GetShader(uint32_t nShaderType) override;
+    void ReleaseShader(void* pShader) override;
     std::string GetShaderName(uint32_t nShaderType) override;
     bool DisassembleShader(const void* pData, size_t nSize, std::string& text) override;
 

@@ -152,7 +152,8 @@ public:
     {
         return false;
     }
-    bool CreateShader(uint32_t, const void*, size_t, const void*) override { return false; }
+    bool CreateShader(uint32_t, const void*, size_t, void**) override { return false; }
+    void ReleaseShader(void*) override {}
     bool SetShader(uint32_t, const void*, size_t) override { return false; }
     void* GetShader(uint32_t) override { return NULL; }
     std::string GetShaderName(uint32_t) override { return "fake"; }

@@ -213,8 +213,8 @@ TEST(SDULogTest, FunctionNameDropsReturnTypeAndParameters)
 
 TEST(ShaderDebuggerFactoryTest, UnknownTypesLogAndLeaveTheHostWithoutDebugger)
 {
-    // Only the IL debugger (types 4 and 5) is built into the factory.
-    for (uint32_t nType : {0u, 1u, 2u, 3u, 6u, 100u})
+    // The DX10 and DX11 debuggers (types 1 and 2) aren't built into the factory.
+    for (uint32_t nType : {1u, 2u, 6u, 100u})
     {
         XAN_Test::CFakeHostCL host(reinterpret_cast<cl_kernel>(1), NULL);
         EXPECT_EQ(NULL, IShaderDebugger::CreateShaderDebugger(nType, &host));

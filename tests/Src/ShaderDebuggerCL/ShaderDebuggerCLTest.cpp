@@ -725,6 +725,13 @@ TEST_F(ShaderDebuggerCLTest, FailuresReachTheLogWithTheirCodes)
     EXPECT_FALSE(Device().SetShader(0, vImage.data(), vImage.size()));
     // The kernel left is the application's.
     EXPECT_EQ(m_Kernel, Device().GetShader(0));
+    // Kernels have no shader handles: creating, binding and releasing one are refused.
+    void* pHandle = nullptr;
+    EXPECT_FALSE(Device().CreateShader(0, vImage.data(), 0, &pHandle));
+    EXPECT_EQ(nullptr, pHandle);
+    EXPECT_FALSE(Device().SetShader(0, m_Kernel, 0));
+    Device().ReleaseShader(m_Kernel);
+    EXPECT_EQ(m_Kernel, Device().GetShader(0));
 
     // An allocation the platform can't give.
     EXPECT_EQ(nullptr, Device().CreateDeviceBuffer(Desc(BT_Buffer, BF_Bytes, 0, 0, 1, 1ull << 50)));
@@ -738,7 +745,7 @@ TEST_F(ShaderDebuggerCLTest, FailuresReachTheLogWithTheirCodes)
     for (const char* pText :
          {"Error:   XAN_ShaderDebugger::CShaderDebuggerDeviceCL::GetShaderData(), ",
           "Failed to get metadata from ELF", "no_such_op", "Error: clBuildProgram() failed.",
-          "Could not allocate CL memory"})
+          "Could not allocate CL memory", "Assert:  shouldn't be using this function"})
     {
         EXPECT_NE(std::string::npos, strLog.find(pText)) << pText << " in\n" << strLog;
     }
