@@ -670,13 +670,13 @@ bool CShaderDebuggerDXX_HLSLInstrumentation::FindLine(uint32_t& nOut,
     }
     const size_t nInstructions =
         m_pShaderObject != NULL ? m_pShaderObject->GetDebugData().GetDebugInstructions().size() : 0;
-    for (auto it = lines.lower_bound(pc.m_nPos); it != lines.end() && it->first < nInstructions;
-         ++it)
+    const auto it = lines.lower_bound(pc.m_nPos);
+    if (it == lines.end() || it->first >= nInstructions)
     {
-        nOut = it->second;
-        return true;
+        return false;
     }
-    return false;
+    nOut = it->second;
+    return true;
 }
 
 bool CShaderDebuggerDXX_HLSLInstrumentation::GetLastPC(ProgramCounter& out,
