@@ -38,7 +38,8 @@ public:
 
 private:
     uint8_t* m_pData;
-    uint64_t m_nReserved;
+    // Unused; the fields keep the order of the original writer.
+    [[maybe_unused]] uint64_t m_nReserved;
     uint64_t m_nPosition;
     uint64_t m_nCapacity;
     uint64_t m_nBlockSize;

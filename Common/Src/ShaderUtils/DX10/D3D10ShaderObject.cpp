@@ -347,6 +347,17 @@ void CShaderObject::Reset()
 bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSize)
 {
     Reset();
+    if (!Load(pShaderData, nShaderDataSize))
+    {
+        // A refused container leaves nothing half loaded.
+        Reset();
+        return false;
+    }
+    return IsValid();
+}
+
+bool CShaderObject::Load(const void* pShaderData, size_t nShaderDataSize)
+{
     SDU_ConsistencyAssert(pShaderData != NULL);
     SDU_ConsistencyAssert(nShaderDataSize != 0);
     if (pShaderData == NULL || nShaderDataSize == 0)
@@ -369,7 +380,6 @@ bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSiz
         ReportBounds(__func__, "DXBC chunk count");
         return false;
     }
-    bool bParsed = true;
     for (uint32_t i = 0; i < nChunkCount; ++i)
     {
         const uint64_t nOffset = ReadWord(pData + HEADER_SIZE + 4 * i);
@@ -392,9 +402,12 @@ bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSiz
             DebugOutput(("Unknown ChunkType - " + strType + "\n").c_str());
             continue;
         }
-        bParsed &= SetChunk(kind, pChunk);
+        if (!SetChunk(kind, pChunk))
+        {
+            return false;
+        }
     }
-    return bParsed && IsValid();
+    return true;
 }
 
 bool CShaderObject::IsValid() const
@@ -564,6 +577,11 @@ bool CShaderObject::ParseRDEF(const CShaderChunk& chunk)
         }
         buffer.nNameID = data.AddName(strName);
         data.nVariableCount += buffer.nVariableCount;
+        // Buffers that share their variables would multiply them past the chunk's size.
+        if (!reader.Range(0, uint64_t(data.nVariableCount) * nVariableSize, "variable count"))
+        {
+            return false;
+        }
         data.vConstantBuffers.push_back(buffer);
         for (uint32_t j = 0; j < buffer.nVariableCount; ++j)
         {
@@ -750,28 +768,28 @@ IBlob* CShaderObject::CreateBlob(uint32_t nChunkMask) const
     return pBlob;
 }
 
-uint32_t CShaderObject::GetTextureReturnType(uint32_t nSlot) const
+const RDEFBinding* CShaderObject::FindTexture(uint32_t nSlot) const
 {
     for (const RDEFBinding& binding : m_RDEF.vBindings)
     {
         if (binding.nType == BINDING_TEXTURE && binding.nBindPoint == nSlot)
         {
-            return binding.nReturnType;
+            return &binding;
         }
     }
-    return 1;
+    return NULL;
+}
+
+uint32_t CShaderObject::GetTextureReturnType(uint32_t nSlot) const
+{
+    const RDEFBinding* pBinding = FindTexture(nSlot);
+    return pBinding != NULL ? pBinding->nReturnType : 1;
 }
 
 uint32_t CShaderObject::GetTextureDimension(uint32_t nSlot) const
 {
-    for (const RDEFBinding& binding : m_RDEF.vBindings)
-    {
-        if (binding.nType == BINDING_TEXTURE && binding.nBindPoint == nSlot)
-        {
-            return binding.nDimension;
-        }
-    }
-    return 0;
+    const RDEFBinding* pBinding = FindTexture(nSlot);
+    return pBinding != NULL ? pBinding->nDimension : 0;
 }
 
 bool CShaderObject::FindFreeOutputSlot(uint32_t& dwMaxRenderTarget) const
@@ -822,26 +840,26 @@ bool CShaderObject::AddBufferBinding(uint32_t nBindPoint, const char* pName)
 
 bool CShaderObject::AddInputSignature(const char* pSemanticName, const SignatureEntry& entry)
 {
-    if (pSemanticName == NULL)
-    {
-        return false;
-    }
-    m_InputSignature.vNames.push_back(pSemanticName);
-    m_InputSignature.vEntries.push_back(entry);
-    ++m_InputSignature.nEntryCount;
-    return true;
+    return AddSignature(m_InputSignature, pSemanticName, entry);
 }
 
 bool CShaderObject::AddOutputSignature(const char* pSemanticName, const SignatureEntry& entry)
+{
+    const bool bAdded = AddSignature(m_OutputSignature, pSemanticName, entry);
+    m_OutputSignature.nRenderTargetCount += bAdded && entry.nSystemValue == SV_TARGET;
+    return bAdded;
+}
+
+bool CShaderObject::AddSignature(SignatureData& data, const char* pSemanticName,
+                                 const SignatureEntry& entry)
 {
     if (pSemanticName == NULL)
     {
         return false;
     }
-    m_OutputSignature.vNames.push_back(pSemanticName);
-    m_OutputSignature.vEntries.push_back(entry);
-    ++m_OutputSignature.nEntryCount;
-    m_OutputSignature.nRenderTargetCount += entry.nSystemValue == SV_TARGET;
+    data.vNames.push_back(pSemanticName);
+    data.vEntries.push_back(entry);
+    ++data.nEntryCount;
     return true;
 }
 

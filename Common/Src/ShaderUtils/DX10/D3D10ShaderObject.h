@@ -240,11 +240,16 @@ public:
 
 private:
     void Reset();
+    // Hands every chunk of a container to its setter; false for anything past the data.
+    bool Load(const void* pShaderData, size_t nShaderDataSize);
     bool Parse(ChunkKind kind);
     bool ParseRDEF(const CShaderChunk& chunk);
     bool ParseSignature(const CShaderChunk& chunk, SignatureData& data, bool bOutput);
     bool ParseDeclarations(const CShaderChunk& chunk, bool bExtended);
     bool RebuildSignature(ChunkKind kind, const SignatureData& data);
+    static bool AddSignature(SignatureData& data, const char* pSemanticName,
+                             const SignatureEntry& entry);
+    const RDEFBinding* FindTexture(uint32_t nSlot) const;
     // Takes over a chunk written in memory from malloc.
     bool ReplaceChunk(ChunkKind kind, uint8_t* pData);
 
