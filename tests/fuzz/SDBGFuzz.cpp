@@ -12,6 +12,7 @@
 
 #include <sanitizer/allocator_interface.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -46,11 +47,12 @@ void OnFree(const volatile void* pMemory)
     }
 }
 
-// Names cost up to their length limit for each small record that holds one, and a table
+// A name costs up to its length limit for each small record that holds one (a 20-byte token,
+// each entry of a 396-byte instruction, and their copies in a query's list), and a table
 // without source may reach 65,535 lines.
 size_t AllocationBound(size_t nChunkSize)
 {
-    return 256 * nChunkSize + (8u << 20);
+    return 256 * nChunkSize + (2u << 20);
 }
 
 std::vector<std::vector<uint8_t>>& Seeds()
@@ -98,7 +100,7 @@ void Run(const std::vector<uint8_t>& vData)
     std::memcpy(vChunk.data(), "SDBG", 4);
     const uint32_t nDataSize = static_cast<uint32_t>(vData.size());
     std::memcpy(vChunk.data() + 4, &nDataSize, 4);
-    std::memcpy(vChunk.data() + 8, vData.data(), vData.size());
+    std::copy(vData.begin(), vData.end(), vChunk.begin() + 8);
 
     XAN_Test::CAnalysisHost host("sdbg", 0);
     D3D10ShaderObject::CShaderObject shader;
@@ -129,7 +131,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
             Seeds().emplace_back(vChunk.begin() + 8, vChunk.end());
         }
     }
-    __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree);
+    XAN_Test::Require(__sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree) != 0);
     return 0;
 }
 
