@@ -1,5 +1,7 @@
 #include "CSDBGScenario.h"
 
+#include "TpfFormat.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <sstream>
@@ -13,12 +15,6 @@ struct NamedCode
     const char* pName;
     uint32_t nCode;
 };
-
-// The opcodes that the scenarios use; any other is given by its number.
-const NamedCode g_Opcodes[] = {
-    {"add", 0},      {"break", 2}, {"breakc", 3}, {"dp4", 17}, {"else", 18}, {"endif", 21},
-    {"endloop", 22}, {"ge", 29},   {"iadd", 30},  {"if", 31},  {"itof", 43}, {"loop", 48},
-    {"lt", 49},      {"mad", 50},  {"mov", 54},   {"mul", 56}, {"ret", 62},  {"sample", 69}};
 
 const NamedCode g_Types[] = {{"VOID", 0}, {"BOOL", 1}, {"INT", 2}, {"FLOAT", 3}, {"UINT", 19}};
 
@@ -55,6 +51,22 @@ bool ParseCode(const NamedCode (&table)[N], const std::string& strWord, uint32_t
     return ParseNumber(strWord, nCode);
 }
 
+// An opcode by the toolkit's name or by number.
+bool ParseOpcode(const std::string& strWord, uint32_t& nOpcode)
+{
+    unsigned int nCount = 0;
+    const TpfOpcodeInfo* pOpcodes = GetTpfOpcodes(nCount);
+    for (unsigned int i = 0; i < nCount; ++i)
+    {
+        if (strWord == pOpcodes[i].pName)
+        {
+            nOpcode = pOpcodes[i].nOpcode;
+            return true;
+        }
+    }
+    return ParseNumber(strWord, nOpcode);
+}
+
 // The comment-free words of a line.
 std::vector<std::string> SplitWords(const std::string& strLine)
 {
@@ -73,19 +85,20 @@ bool CSDBGScenario::Parse(const std::string& strText)
     *this = CSDBGScenario();
     std::istringstream stream(strText);
     std::string strLine;
-    SDBGFile* pSource = nullptr;
+    // The text of an open "source" or "program" block.
+    std::string* pBlock = nullptr;
     while (std::getline(stream, strLine))
     {
         ++m_nLine;
-        if (pSource != nullptr)
+        if (pBlock != nullptr)
         {
             if (strLine == "end")
             {
-                pSource = nullptr;
+                pBlock = nullptr;
             }
             else
             {
-                pSource->strSource += strLine + "\n";
+                *pBlock += strLine + "\n";
             }
             continue;
         }
@@ -93,14 +106,18 @@ bool CSDBGScenario::Parse(const std::string& strText)
         if (vWords.size() == 2 && vWords[0] == "source")
         {
             m_vFiles.push_back(SDBGFile{vWords[1], ""});
-            pSource = &m_vFiles.back();
+            pBlock = &m_vFiles.back().strSource;
+        }
+        else if (vWords.size() == 1 && vWords[0] == "program")
+        {
+            pBlock = &m_strProgram;
         }
         else if (!vWords.empty() && !ParseStatement(vWords))
         {
             return false;
         }
     }
-    return pSource == nullptr || Fail("source without \"end\"");
+    return pBlock == nullptr || Fail("block without \"end\"");
 }
 
 bool CSDBGScenario::ParseStatement(const std::vector<std::string>& vWords)
@@ -160,7 +177,7 @@ bool CSDBGScenario::ParseVariable(const std::vector<std::string>& vWords)
 bool CSDBGScenario::ParseInstruction(const std::vector<std::string>& vWords)
 {
     SDBGInstruction instruction;
-    if (vWords.size() < 3 || !ParseCode(g_Opcodes, vWords[1], instruction.nOpcode))
+    if (vWords.size() < 3 || !ParseOpcode(vWords[1], instruction.nOpcode))
     {
         return Fail("expected: inst OPCODE FILE:LINE ...");
     }

@@ -74,10 +74,12 @@ struct SDBGScope
 //   scope 4 main                  a scope: kind and name
 //   var a FLOAT 4 [class 1]       a variable of 4 components, in a scope variable of its own
 //   inst mov 0:3 scopes 0 r0.x=a.0 r0.y=a.1 | o0.x
+//   program                       the shader: container header lines ("#isgn ...") and the
+//                                 tokenized program's text, up to a line "end"
 //
 // An instruction names its opcode, file:line, the scopes it lies in and its destinations,
 // separated by "|": each component a register (v input, o output, r temp, s sampler) with
-// the variable component that it holds, if any. "#" starts a comment.
+// the variable component that it holds, if any. Outside the blocks "#" starts a comment.
 class CSDBGScenario
 {
 public:
@@ -92,6 +94,7 @@ public:
     std::vector<SDBGVariable> m_vVariables;
     std::vector<SDBGScopeVariable> m_vScopeVariables;
     std::vector<SDBGScope> m_vScopes;
+    std::string m_strProgram;
 
 private:
     bool ParseStatement(const std::vector<std::string>& vWords);

@@ -22,17 +22,28 @@ namespace
 const char g_strDefaultError[] =
     "Can not debug this shader in HLSL mode - can not parse instrumentation.";
 
-// A debugger to report to, a shader object with the scenario's chunk and one input, COLOR0 in
-// v0 with the mask given, and the instrumentation built on them.
+// A debugger to report to, the scenario's shader, with another debug chunk if given and, if
+// asked, a second input TEXCOORD0 of components x and z in v1, and the instrumentation on them.
 struct Instrumented
 {
-    explicit Instrumented(const std::vector<uint8_t>& vChunk, uint8_t nInputMask = 0xF)
+    explicit Instrumented(const SDBGCase& testCase, const std::vector<uint8_t>* pChunk = nullptr,
+                          bool bSparseInput = false)
         : pDebugger(host.AttachDebugger()), hlsl(pDebugger)
     {
-        EXPECT_TRUE(shader.SetChunk(CK_SDBG, vChunk.data()));
-        D3D10ShaderObject::SignatureEntry input = {};
-        input.nMask = nInputMask;
-        shader.AddInputSignature("COLOR", input);
+        EXPECT_TRUE(shader.SetShaderData(testCase.vContainer.data(), testCase.vContainer.size()));
+        if (pChunk != nullptr)
+        {
+            // Debug data that doesn't parse leaves the shader debuggable by instruction.
+            EXPECT_TRUE(shader.SetChunk(CK_SDBG, pChunk->data()));
+            EXPECT_TRUE(shader.IsValid());
+        }
+        if (bSparseInput)
+        {
+            D3D10ShaderObject::SignatureEntry input = {};
+            input.nRegister = 1;
+            input.nMask = 0x5;
+            shader.AddInputSignature("TEXCOORD", input);
+        }
         bParsed = hlsl.Init(&shader);
     }
 
@@ -42,6 +53,16 @@ struct Instrumented
     CShaderDebuggerDXX_HLSLInstrumentation hlsl;
     bool bParsed;
 };
+
+std::vector<std::string> Names(const VariableRegisterList& list)
+{
+    std::vector<std::string> vNames;
+    for (const CVariableRegisterMapping& mapping : list)
+    {
+        vNames.push_back(mapping.strName);
+    }
+    return vNames;
+}
 
 // What each scenario's table must show.
 struct Expectation
@@ -91,7 +112,7 @@ class HLSLInstrumentationTest : public ::testing::TestWithParam<SDBGCase>
 TEST_P(HLSLInstrumentationTest, TableByLine)
 {
     const Expectation& expected = g_Expectations.at(GetParam().strName);
-    Instrumented instrumented(GetParam().vChunk);
+    Instrumented instrumented(GetParam());
     const CShaderDebuggerDXX_HLSLInstrumentation& hlsl = instrumented.hlsl;
     ASSERT_EQ(expected.bParses, instrumented.bParsed);
     if (!expected.bParses)
@@ -139,7 +160,8 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, HLSLInstrumentationTest,
 
 TEST(HLSLInstrumentationEntriesTest, ComponentsHoldRegistersPositionsAndMaps)
 {
-    Instrumented straight(XAN_Test::LoadSDBGCase("straight").vChunk);
+    const SDBGCase straightCase = XAN_Test::LoadSDBGCase("straight");
+    Instrumented straight(straightCase);
     VariableRegisterList list;
     ASSERT_TRUE(straight.hlsl.GetVariablesAtLine(list, 5));
     ASSERT_EQ(1u, list.size());
@@ -158,24 +180,26 @@ TEST(HLSLInstrumentationEntriesTest, ComponentsHoldRegistersPositionsAndMaps)
     EXPECT_EQ(0, std::memcmp(component.map, "\4\4\2\3", 4));
 
     // The type name keeps the blank behind BOOL.
-    SDBGCase boolCase = XAN_Test::LoadSDBGCase("straight");
+    SDBGCase boolCase = straightCase;
     boolCase.scenario.m_vVariables.back().nType = 1;
-    Instrumented withBool(XAN_Platform::CSDBGWriter::Write(boolCase.scenario));
+    const std::vector<uint8_t> vBoolChunk = XAN_Platform::CSDBGWriter::Write(boolCase.scenario);
+    Instrumented withBool(straightCase, &vBoolChunk);
     ASSERT_TRUE(withBool.hlsl.GetVariablesAtLine(list, 4));
     EXPECT_EQ("BOOL ", list.front().strType);
 
     // An input of components x and z: the register's x holds its first, z its second.
-    Instrumented sparse(XAN_Test::LoadSDBGCase("straight").vChunk, 0x5);
+    Instrumented sparse(straightCase, nullptr, true);
     ASSERT_TRUE(sparse.hlsl.GetInputVariables(list));
-    ASSERT_EQ(1u, list.size());
-    EXPECT_EQ("COLOR0", list.front().strName);
-    EXPECT_EQ(0, std::memcmp(list.front().vRegisters[0].map, "\0\4\1\4", 4));
+    ASSERT_EQ((std::vector<std::string>{"COLOR0", "TEXCOORD0"}), Names(list));
+    EXPECT_EQ(0, std::memcmp(list.front().vRegisters[0].map, "\0\1\2\3", 4));
+    EXPECT_EQ(0, std::memcmp(list.back().vRegisters[0].map, "\0\4\1\4", 4));
+    EXPECT_EQ(2u, list.back().uElements);
     std::string strName;
     EXPECT_TRUE(
-        sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Input, 0, 0, NULL), COMP_z)));
-    EXPECT_EQ("COLOR0", strName);
+        sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Input, 1, 0, NULL), COMP_z)));
+    EXPECT_EQ("TEXCOORD0", strName);
     EXPECT_FALSE(
-        sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Input, 0, 0, NULL), COMP_y)));
+        sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Input, 1, 0, NULL), COMP_y)));
     EXPECT_FALSE(
         sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Temp, 0, 0, NULL), COMP_x)));
 }
@@ -238,7 +262,7 @@ std::vector<std::pair<uint32_t, uint32_t>> Positions(const std::list<ProgramCoun
 
 TEST(HLSLInstrumentationStepTest, ExecuteListFollowsTheLoopIteration)
 {
-    Instrumented loop(XAN_Test::LoadSDBGCase("loop").vChunk);
+    Instrumented loop(XAN_Test::LoadSDBGCase("loop"));
     ASSERT_TRUE(loop.bParsed);
     typedef std::vector<std::pair<uint32_t, uint32_t>> Positions_t;
     const struct
@@ -273,7 +297,7 @@ TEST(HLSLInstrumentationStepTest, ExecuteListFollowsTheLoopIteration)
 
 TEST(HLSLInstrumentationStepTest, LinesAndPositionsAtBothEndsOfTheTable)
 {
-    Instrumented straight(XAN_Test::LoadSDBGCase("straight").vChunk);
+    Instrumented straight(XAN_Test::LoadSDBGCase("straight"));
     const CShaderDebuggerDXX_HLSLInstrumentation& hlsl = straight.hlsl;
     uint32_t nLine = 0;
     EXPECT_TRUE(hlsl.GetNextLine(nLine, 0));
@@ -317,20 +341,11 @@ TEST(HLSLInstrumentationStepTest, LinesAndPositionsAtBothEndsOfTheTable)
     EXPECT_FALSE(hlsl.GetLastPC(last, ProgramCounter(100000)));
 }
 
-std::vector<std::string> Names(const VariableRegisterList& list)
-{
-    std::vector<std::string> vNames;
-    for (const CVariableRegisterMapping& mapping : list)
-    {
-        vNames.push_back(mapping.strName);
-    }
-    return vNames;
-}
-
 TEST(HLSLInstrumentationStepTest, LiveVariablesAndWrittenMasksOfTheLinesFunction)
 {
-    Instrumented twoFiles(XAN_Test::LoadSDBGCase("twofiles").vChunk);
-    Instrumented straight(XAN_Test::LoadSDBGCase("straight").vChunk);
+    Instrumented twoFiles(XAN_Test::LoadSDBGCase("twofiles"));
+    const SDBGCase straightCase = XAN_Test::LoadSDBGCase("straight");
+    Instrumented straight(straightCase);
     VariableRegisterList list;
     const struct
     {
@@ -394,7 +409,7 @@ TEST(HLSLInstrumentationFailureTest, AbsentOrBrokenDebugDataLeavesTheDefaultErro
     };
     for (const auto& c : cases)
     {
-        Instrumented instrumented(c.vChunk);
+        Instrumented instrumented(straight, &c.vChunk);
         EXPECT_EQ(c.bParses, instrumented.bParsed) << c.pWhat;
         EXPECT_EQ(c.bParses ? "" : g_strDefaultError, instrumented.hlsl.GetLastError()) << c.pWhat;
         if (c.pAssert != nullptr)
@@ -406,7 +421,7 @@ TEST(HLSLInstrumentationFailureTest, AbsentOrBrokenDebugDataLeavesTheDefaultErro
 
 TEST(HLSLInstrumentationDumpTest, LevelFiveDumpsOfTheStraightScenario)
 {
-    Instrumented straight(XAN_Test::LoadSDBGCase("straight").vChunk);
+    Instrumented straight(XAN_Test::LoadSDBGCase("straight"));
     std::string strDump;
     for (const std::string& strLine : straight.host.m_vLines)
     {

@@ -1,5 +1,6 @@
 #include "SDBGCorpus.h"
 
+#include "CSDBGFixture.h"
 #include "CSDBGWriter.h"
 #include "support/TestSupport.h"
 
@@ -18,6 +19,10 @@ SDBGCase LoadSDBGCase(const std::string& strName)
     EXPECT_TRUE(testCase.scenario.Parse(ReadFile(strPath)))
         << strPath << ": " << testCase.scenario.GetError();
     testCase.vChunk = XAN_Platform::CSDBGWriter::Write(testCase.scenario);
+    std::string strError;
+    EXPECT_TRUE(
+        XAN_Platform::CSDBGFixture::MakeContainer(testCase.scenario, testCase.vContainer, strError))
+        << strPath << ": " << strError;
     return testCase;
 }
 

@@ -14,7 +14,8 @@ struct SDBGCase
 {
     std::string strName; // the file name without ".sdbg"
     XAN_Platform::CSDBGScenario scenario;
-    std::vector<uint8_t> vChunk; // with its 8-byte chunk header
+    std::vector<uint8_t> vChunk;     // with its 8-byte chunk header
+    std::vector<uint8_t> vContainer; // the program's container with the chunk
 };
 
 // Every scenario of the corpus, by name; a scenario that doesn't read fails the test.
