@@ -299,22 +299,27 @@ TEST(HLSLInstrumentationStepTest, LinesAndPositionsAtBothEndsOfTheTable)
 {
     Instrumented straight(XAN_Test::LoadSDBGCase("straight"));
     const CShaderDebuggerDXX_HLSLInstrumentation& hlsl = straight.hlsl;
+    // Lines with entries: 3, 4, 5.
+    const struct
+    {
+        bool bNext;
+        uint32_t nFrom;
+        bool bFound;
+        uint32_t nLine;
+    } steps[] = {
+        {true, 0, true, 3},   {true, 4, true, 5},
+        {true, 5, false, 6},  {true, 0xFFFFFFF0, false, 0xFFFFFFF1},
+        {false, 5, true, 4},  {false, 100000, true, 5},
+        {false, 3, false, 3}, // none before the first line: the first line
+    };
     uint32_t nLine = 0;
-    EXPECT_TRUE(hlsl.GetNextLine(nLine, 0));
-    EXPECT_EQ(3u, nLine);
-    EXPECT_TRUE(hlsl.GetNextLine(nLine, 4));
-    EXPECT_EQ(5u, nLine);
-    EXPECT_FALSE(hlsl.GetNextLine(nLine, 5));
-    EXPECT_EQ(6u, nLine);
-    EXPECT_FALSE(hlsl.GetNextLine(nLine, 0xFFFFFFF0));
-    EXPECT_EQ(0xFFFFFFF1, nLine);
-
-    EXPECT_TRUE(hlsl.GetPreviousLine(nLine, 5));
-    EXPECT_EQ(4u, nLine);
-    EXPECT_TRUE(hlsl.GetPreviousLine(nLine, 100000));
-    EXPECT_EQ(5u, nLine);
-    EXPECT_FALSE(hlsl.GetPreviousLine(nLine, 3));
-    EXPECT_EQ(3u, nLine);
+    for (const auto& step : steps)
+    {
+        const bool bFound = step.bNext ? hlsl.GetNextLine(nLine, step.nFrom)
+                                       : hlsl.GetPreviousLine(nLine, step.nFrom);
+        EXPECT_EQ(step.bFound, bFound) << step.bNext << " " << step.nFrom;
+        EXPECT_EQ(step.nLine, nLine) << step.bNext << " " << step.nFrom;
+    }
 
     // Position 2's write of a.z was merged into position 3's: the search moves on to it.
     const struct

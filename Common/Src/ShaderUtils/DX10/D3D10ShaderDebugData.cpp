@@ -17,11 +17,29 @@ const uint64_t TOKEN_SIZE = 20;
 const uint64_t SCOPE_SIZE = 20;
 const uint64_t SCOPE_VARIABLE_SIZE = 44;
 
+// Reads nCount records of nRecordSize bytes from nOffset on, each by read(its offset, the
+// record, its index); false at the first that fails.
+template <class TRecord, class TRead>
+bool ReadTable(uint32_t nCount, uint32_t nOffset, uint64_t nRecordSize,
+               std::vector<TRecord>& vRecords, TRead read)
+{
+    vRecords.resize(nCount);
+    for (uint32_t i = 0; i < nCount; ++i)
+    {
+        if (!read(nOffset + i * nRecordSize, vRecords[i], i))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+} // namespace
+
 // Byte ranges of the data, checked before anything is read or allocated.
-class CDataView
+class CDebugDataView
 {
 public:
-    CDataView(const uint8_t* pData, size_t nSize) : m_pData(pData), m_nSize(nSize) {}
+    CDebugDataView(const uint8_t* pData, size_t nSize) : m_pData(pData), m_nSize(nSize) {}
 
     uint32_t Word(uint64_t nOffset) const
     {
@@ -41,17 +59,19 @@ public:
 };
 
 // An area of the data behind the tables' base: [m_nStart, m_nEnd).
-struct Area
+struct DebugDataArea
 {
     uint64_t m_nStart;
     uint64_t m_nEnd;
 
     bool Holds(uint64_t nOffset, uint64_t nLength) const
     {
-        return CDataView::Fits(nOffset, nLength, 1, m_nEnd - m_nStart);
+        return CDebugDataView::Fits(nOffset, nLength, 1, m_nEnd - m_nStart);
     }
 };
 
+namespace
+{
 // The line breaks of a text, plus one for a last line without one.
 uint32_t CountLines(const std::string& strText)
 {
@@ -164,7 +184,7 @@ bool CShaderDebugData::Parse(const void* pData, size_t nSize)
 bool CShaderDebugData::ParseTables(const uint8_t* pData, size_t nSize,
                                    std::vector<std::string>& vTexts)
 {
-    const CDataView data(pData, nSize);
+    const CDebugDataView data(pData, nSize);
     uint32_t vHeader[HEADER_WORDS];
     for (size_t i = 0; i < HEADER_WORDS; ++i)
     {
@@ -175,7 +195,7 @@ bool CShaderDebugData::ParseTables(const uint8_t* pData, size_t nSize,
     {
         return false;
     }
-    const CDataView tables(pData + nBase, nSize - nBase);
+    const CDebugDataView tables(pData + nBase, nSize - nBase);
     const uint64_t nTablesSize = tables.m_nSize;
     const struct
     {
@@ -191,7 +211,7 @@ bool CShaderDebugData::ParseTables(const uint8_t* pData, size_t nSize,
                   {vHeader[17], vHeader[18], SCOPE_VARIABLE_SIZE}};
     for (const auto& table : layout)
     {
-        if (!CDataView::Fits(table.nOffset, table.nCount, table.nRecordSize, nTablesSize))
+        if (!CDebugDataView::Fits(table.nOffset, table.nCount, table.nRecordSize, nTablesSize))
         {
             return false;
         }
@@ -201,13 +221,14 @@ bool CShaderDebugData::ParseTables(const uint8_t* pData, size_t nSize,
         return false;
     }
     // Each area ends where the other begins, if that lies behind it, else at the data's end.
-    const Area indexArea = {vHeader[19], vHeader[20] > vHeader[19] ? vHeader[20] : nTablesSize};
-    const Area stringArea = {vHeader[20], vHeader[19] > vHeader[20] ? vHeader[19] : nTablesSize};
+    const DebugDataArea indexArea = {vHeader[19],
+                                     vHeader[20] > vHeader[19] ? vHeader[20] : nTablesSize};
+    const DebugDataArea stringArea = {vHeader[20],
+                                      vHeader[19] > vHeader[20] ? vHeader[19] : nTablesSize};
     const char* pStrings = reinterpret_cast<const char*>(tables.m_pData + stringArea.m_nStart);
-    auto readString =
-        [&](uint32_t nOffset, uint32_t nLength, uint32_t nMaxLength, std::string& strOut)
+    auto readString = [&](uint32_t nOffset, uint32_t nLength, std::string& strOut)
     {
-        if (nLength > nMaxLength || !stringArea.Holds(nOffset, nLength))
+        if (nLength > MAX_NAME_LENGTH || !stringArea.Holds(nOffset, nLength))
         {
             return false;
         }
@@ -235,122 +256,112 @@ bool CShaderDebugData::ParseTables(const uint8_t* pData, size_t nSize,
     // A real chunk stores each file's text once: more text than data means overlapping
     // ranges, which would make the concatenated source grow with the square of the data.
     uint64_t nSourceBytes = 0;
-    m_vFiles.resize(vHeader[5]);
     m_vFileNames.resize(vHeader[5]);
-    for (uint32_t i = 0; i < vHeader[5]; ++i)
-    {
-        const uint64_t nRecord = vHeader[6] + i * FILE_SIZE;
-        DebugFile& file = m_vFiles[i];
-        file = {tables.Word(nRecord), tables.Word(nRecord + 4), tables.Word(nRecord + 8),
-                tables.Word(nRecord + 12)};
-        nSourceBytes += file.SourceLength;
-        if (!readString(file.NameOffset, file.NameLength, MAX_NAME_LENGTH, m_vFileNames[i]) ||
-            !stringArea.Holds(file.SourceOffset, file.SourceLength) || nSourceBytes > nSize)
-        {
-            return false;
-        }
-    }
-
     m_vTokenNames.resize(vHeader[13]);
-    DebugTokens.resize(vHeader[13]);
-    for (uint32_t i = 0; i < vHeader[13]; ++i)
-    {
-        const uint64_t nRecord = vHeader[14] + i * TOKEN_SIZE;
-        DebugToken& token = DebugTokens[i];
-        token = {tables.Word(nRecord), tables.Word(nRecord + 4), tables.Word(nRecord + 12),
-                 tables.Word(nRecord + 16)};
-        if (!readString(token.Offset, token.Length, MAX_NAME_LENGTH, m_vTokenNames[i]))
-        {
-            return false;
-        }
-    }
-
-    m_vScopes.resize(vHeader[15]);
     m_vScopeNames.resize(vHeader[15]);
-    for (uint32_t i = 0; i < vHeader[15]; ++i)
-    {
-        const uint64_t nRecord = vHeader[16] + i * SCOPE_SIZE;
-        DebugScope& scope = m_vScopes[i];
-        scope = {tables.Word(nRecord), tables.Word(nRecord + 4), tables.Word(nRecord + 8)};
-        if (!readString(scope.NameOffset, scope.NameLength, MAX_NAME_LENGTH, m_vScopeNames[i]))
-        {
-            return false;
-        }
-    }
-
-    m_vScopeVariables.resize(vHeader[17]);
-    for (uint32_t i = 0; i < vHeader[17]; ++i)
-    {
-        const uint64_t nRecord = vHeader[18] + i * SCOPE_VARIABLE_SIZE;
-        m_vScopeVariables[i] = {tables.Word(nRecord + 16), tables.Word(nRecord + 24),
-                                tables.Word(nRecord + 36), tables.m_pData[nRecord + 36]};
-    }
-
-    m_vVariables.resize(vHeader[9]);
-    for (uint32_t i = 0; i < vHeader[9]; ++i)
-    {
-        const uint64_t nRecord = vHeader[10] + i * VARIABLE_SIZE;
-        DebugVariable& variable = m_vVariables[i];
-        variable = {tables.Word(nRecord), tables.Word(nRecord + 4), tables.Word(nRecord + 16),
-                    tables.Word(nRecord + 20)};
-        if (variable.Token >= DebugTokens.size() ||
-            variable.ScopeVariable >= m_vScopeVariables.size())
-        {
-            return false;
-        }
-    }
-    m_nInputCount = vHeader[11];
-
-    m_vInstructions.resize(vHeader[7]);
     m_vInstructionScopes.resize(vHeader[7]);
-    for (uint32_t i = 0; i < vHeader[7]; ++i)
-    {
-        const uint64_t nRecord = vHeader[8] + i * INSTRUCTION_SIZE;
-        DebugInstruction& instruction = m_vInstructions[i];
-        instruction.OpcodeToken = tables.Word(nRecord + 4);
-        instruction.DestinationCount = tables.Word(nRecord + 8);
-        for (uint64_t nDestination = 0; nDestination < 2; ++nDestination)
-        {
-            for (uint64_t nComponent = 0; nComponent < 4; ++nComponent)
+    m_nInputCount = vHeader[11];
+    const bool bRead =
+        ReadTable(vHeader[5], vHeader[6], FILE_SIZE, m_vFiles,
+                  [&](uint64_t nRecord, DebugFile& file, uint32_t i)
+                  {
+                      file = {tables.Word(nRecord), tables.Word(nRecord + 4),
+                              tables.Word(nRecord + 8), tables.Word(nRecord + 12)};
+                      nSourceBytes += file.SourceLength;
+                      return readString(file.NameOffset, file.NameLength, m_vFileNames[i]) &&
+                             stringArea.Holds(file.SourceOffset, file.SourceLength) &&
+                             nSourceBytes <= nSize;
+                  }) &&
+        ReadTable(vHeader[13], vHeader[14], TOKEN_SIZE, DebugTokens,
+                  [&](uint64_t nRecord, DebugToken& token, uint32_t i)
+                  {
+                      token = {tables.Word(nRecord), tables.Word(nRecord + 4),
+                               tables.Word(nRecord + 12), tables.Word(nRecord + 16)};
+                      return readString(token.Offset, token.Length, m_vTokenNames[i]);
+                  }) &&
+        ReadTable(
+            vHeader[15], vHeader[16], SCOPE_SIZE, m_vScopes,
+            [&](uint64_t nRecord, DebugScope& scope, uint32_t i)
             {
-                const uint64_t nBlock = nRecord + 12 + nDestination * 180 + nComponent * 36;
-                DebugComponent& component = instruction.Destinations[nDestination][nComponent];
-                component = {tables.Word(nBlock), tables.Word(nBlock + 4),
-                             tables.Word(nBlock + 28)};
-                if (component.Variable != DEBUG_NO_VARIABLE &&
-                    component.Variable >= m_vVariables.size())
-                {
-                    return false;
-                }
-            }
-        }
-        instruction.uTokenID = tables.Word(nRecord + 93 * 4);
-        instruction.ScopeCount = tables.Word(nRecord + 95 * 4);
-        instruction.ScopeOffset = tables.Word(nRecord + 96 * 4);
-        if (instruction.DestinationCount > 2 || instruction.uTokenID >= DebugTokens.size() ||
-            !CDataView::Fits(instruction.ScopeOffset, instruction.ScopeCount, 4,
-                             indexArea.m_nEnd - indexArea.m_nStart))
+                scope = {tables.Word(nRecord), tables.Word(nRecord + 4), tables.Word(nRecord + 8)};
+                return readString(scope.NameOffset, scope.NameLength, m_vScopeNames[i]);
+            }) &&
+        ReadTable(vHeader[17], vHeader[18], SCOPE_VARIABLE_SIZE, m_vScopeVariables,
+                  [&](uint64_t nRecord, DebugScopeVariable& scopeVariable, uint32_t)
+                  {
+                      scopeVariable = {tables.Word(nRecord + 16), tables.Word(nRecord + 24),
+                                       tables.Word(nRecord + 36), tables.m_pData[nRecord + 36]};
+                      return true;
+                  }) &&
+        ReadTable(vHeader[9], vHeader[10], VARIABLE_SIZE, m_vVariables,
+                  [&](uint64_t nRecord, DebugVariable& variable, uint32_t)
+                  {
+                      variable = {tables.Word(nRecord), tables.Word(nRecord + 4),
+                                  tables.Word(nRecord + 16), tables.Word(nRecord + 20)};
+                      return variable.Token < DebugTokens.size() &&
+                             variable.ScopeVariable < m_vScopeVariables.size();
+                  }) &&
+        ReadTable(vHeader[7], vHeader[8], INSTRUCTION_SIZE, m_vInstructions,
+                  [&](uint64_t nRecord, DebugInstruction& instruction, uint32_t i) {
+                      return ReadInstruction(tables, nRecord, indexArea, instruction,
+                                             m_vInstructionScopes[i]);
+                  });
+    if (!bRead)
+    {
+        return false;
+    }
+    ReadSourceTexts(pStrings, vTexts);
+    return true;
+}
+
+bool CShaderDebugData::ReadInstruction(const CDebugDataView& tables, uint64_t nRecord,
+                                       const DebugDataArea& indexArea,
+                                       DebugInstruction& instruction,
+                                       std::vector<uint32_t>& vScopes) const
+{
+    instruction.OpcodeToken = tables.Word(nRecord + 4);
+    instruction.DestinationCount = tables.Word(nRecord + 8);
+    for (uint64_t nDestination = 0; nDestination < 2; ++nDestination)
+    {
+        for (uint64_t nComponent = 0; nComponent < 4; ++nComponent)
         {
-            return false;
-        }
-        std::vector<uint32_t>& vScopes = m_vInstructionScopes[i];
-        vScopes.resize(instruction.ScopeCount);
-        for (uint32_t nScope = 0; nScope < instruction.ScopeCount; ++nScope)
-        {
-            vScopes[nScope] =
-                tables.Word(indexArea.m_nStart + instruction.ScopeOffset + nScope * 4ull);
-            if (vScopes[nScope] >= m_vScopes.size())
+            const uint64_t nBlock = nRecord + 12 + nDestination * 180 + nComponent * 36;
+            DebugComponent& component = instruction.Destinations[nDestination][nComponent];
+            component = {tables.Word(nBlock), tables.Word(nBlock + 4), tables.Word(nBlock + 28)};
+            if (component.Variable != DEBUG_NO_VARIABLE &&
+                component.Variable >= m_vVariables.size())
             {
                 return false;
             }
         }
     }
+    instruction.uTokenID = tables.Word(nRecord + 93 * 4);
+    instruction.ScopeCount = tables.Word(nRecord + 95 * 4);
+    instruction.ScopeOffset = tables.Word(nRecord + 96 * 4);
+    if (instruction.DestinationCount > 2 || instruction.uTokenID >= DebugTokens.size() ||
+        !CDebugDataView::Fits(instruction.ScopeOffset, instruction.ScopeCount, 4,
+                              indexArea.m_nEnd - indexArea.m_nStart))
+    {
+        return false;
+    }
+    vScopes.resize(instruction.ScopeCount);
+    for (uint32_t nScope = 0; nScope < instruction.ScopeCount; ++nScope)
+    {
+        vScopes[nScope] = tables.Word(indexArea.m_nStart + instruction.ScopeOffset + nScope * 4ull);
+        if (vScopes[nScope] >= m_vScopes.size())
+        {
+            return false;
+        }
+    }
+    return true;
+}
 
+void CShaderDebugData::ReadSourceTexts(const char* pStrings, std::vector<std::string>& vTexts) const
+{
     for (const DebugFile& file : m_vFiles)
     {
         vTexts.emplace_back(pStrings + file.SourceOffset, file.SourceLength);
     }
-    return true;
 }
 
 void CShaderDebugData::ParseSource(const std::vector<std::string>& vTexts)

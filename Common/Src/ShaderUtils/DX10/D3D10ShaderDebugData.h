@@ -8,6 +8,9 @@
 
 namespace D3D10ShaderObject
 {
+class CDebugDataView;
+struct DebugDataArea;
+
 // A component block of a destination that holds no variable.
 const uint32_t DEBUG_NO_VARIABLE = 0xFFFFFFFF;
 
@@ -125,6 +128,10 @@ public:
 private:
     // Reads the tables, and the source texts of the files in order into vTexts.
     bool ParseTables(const uint8_t* pData, size_t nSize, std::vector<std::string>& vTexts);
+    bool ReadInstruction(const CDebugDataView& tables, uint64_t nRecord,
+                         const DebugDataArea& indexArea, DebugInstruction& instruction,
+                         std::vector<uint32_t>& vScopes) const;
+    void ReadSourceTexts(const char* pStrings, std::vector<std::string>& vTexts) const;
     void ParseSource(const std::vector<std::string>& vTexts);
     void FindEntry();
 
