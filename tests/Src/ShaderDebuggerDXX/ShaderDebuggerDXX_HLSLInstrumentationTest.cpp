@@ -204,43 +204,6 @@ TEST(HLSLInstrumentationEntriesTest, ComponentsHoldRegistersPositionsAndMaps)
         sparse.hlsl.FindVariableName(strName, Register(RegisterID(RT_Temp, 0, 0, NULL), COMP_x)));
 }
 
-TEST(HLSLInstrumentationEntriesTest, AddComponentFillsFreePlacesAndMergesSameWrites)
-{
-    CVariableRegisterMapping mapping;
-    mapping.vRegisters.resize(1);
-    VariableRegisterComponent x;
-    x.reg = Register(RegisterID(RT_Temp, 2, 0, NULL), COMP_x);
-    x.pc = ProgramCounter(7);
-    x.mask = COMP_y;
-    x.nComponents = 2;
-    x.map[1] = 0;
-    VariableRegisterComponent y = x;
-    y.reg.mask = COMP_y;
-    y.mask = COMP_x;
-    y.map[1] = 4;
-    y.map[0] = 1;
-    VariableRegisterComponent later = y;
-    later.pc = ProgramCounter(8);
-    VariableRegisterComponent other = y;
-    other.reg.reg.number = 3;
-
-    EXPECT_FALSE(mapping.AddComponent(1, x));
-    EXPECT_TRUE(mapping.AddComponent(0, x));
-    EXPECT_TRUE(mapping.AddComponent(0, y));
-    EXPECT_FALSE(mapping.AddComponent(0, later));
-    EXPECT_FALSE(mapping.AddComponent(0, other));
-    const VariableRegisterComponent& merged = mapping.vRegisters[0];
-    EXPECT_EQ(COMP_x | COMP_y, merged.reg.mask);
-    EXPECT_EQ(COMP_x | COMP_y, merged.mask);
-    EXPECT_EQ(0, std::memcmp(merged.map, "\1\0\4\4", 4));
-    EXPECT_EQ(ProgramCounter(7), mapping.GetLastPC());
-    mapping.vRegisters.push_back(later);
-    EXPECT_EQ(ProgramCounter(8), mapping.GetLastPC());
-    mapping.vRegisters.clear();
-    mapping.pc = ProgramCounter(5);
-    EXPECT_EQ(ProgramCounter(5), mapping.GetLastPC());
-}
-
 ProgramCounter AtLine(uint32_t nLine, std::vector<LoopState> vLoopStack = {})
 {
     ProgramCounter line(nLine);
