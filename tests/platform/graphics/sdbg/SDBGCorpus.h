@@ -4,6 +4,7 @@
 #include "CSDBGScenario.h"
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -24,10 +25,14 @@ std::vector<SDBGCase> LoadSDBGCorpus();
 // The scenario of that name.
 SDBGCase LoadSDBGCase(const std::string& strName);
 
-// For test names.
+// For test names, and for the tests' reports in place of the bytes.
 inline std::string SDBGCaseName(const SDBGCase& testCase)
 {
     return testCase.strName;
+}
+inline void PrintTo(const SDBGCase& testCase, std::ostream* pStream)
+{
+    *pStream << testCase.strName;
 }
 } // namespace XAN_Test
 
