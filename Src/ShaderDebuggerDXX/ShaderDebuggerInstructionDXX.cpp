@@ -709,8 +709,9 @@ bool CShaderDebuggerInstructionDXX::ReadInstruction(CInputTokenStream<std::uint3
                    ? dwOffset + GetOperandLength(m_dwTokens + dwOffset, nLength - dwOffset)
                    : dwOffset;
     };
+    // The null register stands in a destination's place without being one (imul null, ...).
     Register reg;
-    const bool bDecodes = DecodeDestRegister(m_dwDestRegOffset[0], reg);
+    const bool bDecodes = DecodeDestRegister(m_dwDestRegOffset[0], reg) && reg.reg.type != RT_Null;
     std::uint32_t dwSrcRegOffset = m_dwDestRegOffset[0];
     if (nDestCount == 2)
     {
