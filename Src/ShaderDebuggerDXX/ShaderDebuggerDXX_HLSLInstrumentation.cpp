@@ -1,6 +1,7 @@
 #include "ShaderDebuggerDXX/ShaderDebuggerDXX_HLSLInstrumentation.h"
 
 #include "ShaderDebuggerBase.h"
+#include "ShaderDebuggerDXX/ShaderDebuggerInstructionDXX.h"
 #include "ShaderUtils/DX10/D3D10ShaderObject.h"
 
 #include <algorithm>
@@ -22,49 +23,11 @@ const uint32_t OPCODE_IF = 31;
 const uint32_t OPCODE_LOOP = 48;
 // The opcode of an entry that no instruction made.
 const uint32_t OPCODE_NONE = 107;
-const uint32_t OPCODE_COUNT = 208;
 
 // Without source text nothing bounds a line number but this.
 const uint32_t MAX_LINE_WITHOUT_SOURCE = 65535;
 // The table's first size limit.
 const uint32_t INITIAL_TABLE_LIMIT = 256;
-
-// clang-format off
-const char* const g_OpcodeNames[OPCODE_COUNT] = {
-    "add", "and", "break", "breakc", "call", "callc", "case", "continue", "continuec", "cut",
-    "default", "deriv_rtx", "deriv_rty", "discard", "div", "dp2", "dp3", "dp4", "else", "emit",
-    "emitthencut", "endif", "endloop", "endswitch", "eq", "exp", "frc", "ftoi", "ftou", "ge",
-    "iadd", "if", "ieq", "ige", "ilt", "imad", "imax", "imin", "imul", "ine", "ineg", "ishl",
-    "ishr", "itof", "label", "ld", "ld_ms", "log", "loop", "lt", "mad", "min", "max",
-    "customdata", "mov", "movc", "mul", "ne", "nop", "not", "or", "resinfo", "ret", "retc",
-    "round_ne", "round_ni", "round_pi", "round_z", "rsq", "sample", "sample_c", "sample_c_lz",
-    "sample_l", "sample_d", "sample_b", "sqrt", "switch", "sincos", "udiv", "ult", "uge",
-    "umul", "umad", "umax", "umin", "ushr", "utof", "xor", "dcl_resource",
-    "dcl_constant_buffer", "dcl_sampler", "dcl_index_range", "dcl_gs_output_primitive_topology",
-    "dcl_gs_input_primitive", "dcl_max_output_vertex_count", "dcl_input", "dcl_input_sgv",
-    "dcl_input_siv", "dcl_input_ps", "dcl_input_ps_sgv", "dcl_input_ps_siv", "dcl_output",
-    "dcl_output_sgv", "dcl_output_siv", "dcl_temps", "dcl_indexable_temp", "dcl_global_flags",
-    "reserved0", "lod", "gather4", "sample_pos", "sample_info", "reserved2", "hs_decls",
-    "hs_control_point_phase", "hs_fork_phase", "hs_join_phase", "emit_stream", "cut_stream",
-    "emitthencut_stream", "fcall", "bufinfo", "deriv_rtx_coarse", "deriv_rtx_fine",
-    "deriv_rty_coarse", "deriv_rty_fine", "gather4_c", "gather4_po", "gather4_po_c", "rcp",
-    "f32tof16", "f16tof32", "uaddc", "usubb", "countbits", "firstbit_hi", "firstbit_lo",
-    "firstbit_shi", "ubfe", "ibfe", "bfi", "bfrev", "swapc", "dcl_stream", "dcl_function_body",
-    "dcl_function_table", "dcl_interface", "dcl_input_control_point_count",
-    "dcl_output_control_point_count", "dcl_tessellator_domain", "dcl_tessellator_partitioning",
-    "dcl_tessellator_output_primitive", "dcl_hs_max_tessfactor",
-    "dcl_hs_fork_phase_instance_count", "dcl_hs_join_phase_instance_count", "dcl_thread_group",
-    "dcl_uav_typed", "dcl_uav_raw", "dcl_uav_structured", "dcl_tgsm_raw", "dcl_tgsm_structured",
-    "dcl_resource_raw", "dcl_resource_structured", "ld_uav_typed", "store_uav_typed", "ld_raw",
-    "store_raw", "ld_structured", "store_structured", "atomic_and", "atomic_or", "atomic_xor",
-    "atomic_cmp_store", "atomic_iadd", "atomic_imax", "atomic_imin", "atomic_umax",
-    "atomic_umin", "imm_atomic_alloc", "imm_atomic_consume", "imm_atomic_iadd",
-    "imm_atomic_and", "imm_atomic_or", "imm_atomic_xor", "imm_atomic_exch",
-    "imm_atomic_cmp_exch", "imm_atomic_imax", "imm_atomic_imin", "imm_atomic_umax",
-    "imm_atomic_umin", "sync", "dadd", "dmax", "dmin", "dmul", "deq", "dge", "dlt", "dne",
-    "dmov", "dmovc", "dtof", "ftod", "eval_snapped", "eval_sample_index", "eval_centroid",
-    "dcl_gs_instance_count", "reserved3"};
-// clang-format on
 
 // The opcode of an instruction's first token.
 uint32_t GetOpcode(uint32_t nOpcodeToken)
@@ -72,31 +35,8 @@ uint32_t GetOpcode(uint32_t nOpcodeToken)
     return nOpcodeToken & 0x7FF;
 }
 
-// Opcodes whose row counts no destination: flow control and the instructions that only
-// structure or emit.
-bool HasDestination(uint32_t nOpCode)
-{
-    static const uint32_t s_NoDestination[] = {
-        2,   3,   4,   5,   6,   7,   8,   9,   10,  13,  18,  19,  20,  21,
-        22,  23,  31,  44,  48,  53,  58,  62,  63,  76,  107, 112, 113, 114,
-        115, 116, 117, 118, 119, 120, 147, 148, 149, 150, 151, 190, 207};
-    return nOpCode < OPCODE_COUNT &&
-           std::find(std::begin(s_NoDestination), std::end(s_NoDestination), nOpCode) ==
-               std::end(s_NoDestination);
-}
-
-// The rows of the flow control category, the hull shader phases and sync among them.
-bool IsFlowInstruction(uint32_t nOpCode)
-{
-    static const uint32_t s_Flow[] = {2,  3,  4,  5,  6,  7,  8,   10,  13,  18,  21, 22,
-                                      23, 31, 48, 62, 63, 76, 113, 114, 115, 116, 190};
-    return std::find(std::begin(s_Flow), std::end(s_Flow), nOpCode) != std::end(s_Flow);
-}
-
-const char* GetOpcodeName(uint32_t nOpCode)
-{
-    return nOpCode < OPCODE_COUNT ? g_OpcodeNames[nOpCode] : "";
-}
+// The category of the opcode table that holds flow control.
+const uint32_t CATEGORY_FLOW = 5;
 
 // clang-format off
 const char* const g_TypeNames[] = {
@@ -469,7 +409,7 @@ bool CShaderDebuggerDXX_HLSLInstrumentation::SemanticParsingShaderDebugChunk()
         }
 
         const uint32_t nOpCode = GetOpcode(instruction.OpcodeToken);
-        if (HasDestination(nOpCode))
+        if (GetOpCodeDestRegCount(nOpCode) > 0)
         {
             for (uint32_t nDestination = 0; nDestination < instruction.DestinationCount;
                  ++nDestination)
@@ -507,7 +447,7 @@ bool CShaderDebuggerDXX_HLSLInstrumentation::SemanticParsingShaderDebugChunk()
             AddFlowEntry(nLine, nOpCode, n, strFunctionScope);
             continue;
         default:
-            if (nOpCode < OPCODE_COUNT && !IsFlowInstruction(nOpCode))
+            if (GetOpCodeCategory(nOpCode) != CATEGORY_FLOW)
             {
                 AddFlowEntry(nLine, nOpCode, n, strFunctionScope);
             }
@@ -896,7 +836,7 @@ void CShaderDebuggerDXX_HLSLInstrumentation::DumpVariableRegisterItem(
             "uArrayIndices = %d\n",
             static_cast<int>(nLine), static_cast<int>(mapping.vRegisters.size()),
             mapping.strName.c_str(), mapping.strType.c_str(), mapping.strClass.c_str(),
-            GetOpcodeName(mapping.nOpCode), static_cast<int>(mapping.uElements),
+            GetOpCodeName(mapping.nOpCode), static_cast<int>(mapping.uElements),
             static_cast<int>(mapping.uArrayIndices));
 }
 
