@@ -258,7 +258,7 @@ TEST(TpfDisassembler, KeepsWhatTheTextFormsCantCarry)
         // mov r0.x, r1.x with an operand token past the known selection bits
         {{0x00040050, 7, 0x05000036, 0x00100012, 0, 0x00101f0a, 1}, true, true},
         // an index representation of 5
-        {{0x00040050, 7, 0x05000036, 0x00100012, 0, 0x0140100a, 1}, true, true},
+        {{0x00040050, 7, 0x05000036, 0x00100012, 0, 0x0150100a, 1}, true, true},
         // length 0
         {{0x00040050, 3, 0x0000003e}, false, false},
         // mov whose length runs past the program
