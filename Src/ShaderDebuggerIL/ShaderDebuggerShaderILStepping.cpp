@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 #include <deque>
+#include <iterator>
+#include <map>
 
 namespace XAN_ShaderDebugger
 {
@@ -34,6 +36,16 @@ bool ReturnToCaller(ProgramCounter& next, std::deque<ProgramCounter>& callStack)
     next = callStack.back();
     callStack.pop_back();
     return true;
+}
+
+// The walk is back at an mcall: the outputs of the macro exist only inside it, and no kernel
+// could read them here. The mcall's destination holds their values.
+void DropMacroOutputs(std::map<Register, ProgramCounter>& regPCMap)
+{
+    for (std::map<Register, ProgramCounter>::iterator it = regPCMap.begin(); it != regPCMap.end();)
+    {
+        it = it->first.reg.type == RT_Out ? regPCMap.erase(it) : std::next(it);
+    }
 }
 
 // Goes to the start of the innermost loop for its next iteration.
@@ -587,6 +599,10 @@ bool CShaderDebuggerShaderIL::RunAsm()
             if (ILShaderUtils::IsUAVStore(nOpCode))
             {
                 m_LastMemoryWrite = m_nCurrentInstruction;
+            }
+            if (nOpCode == IL_OP_MCALL)
+            {
+                DropMacroOutputs(regPCMap);
             }
             const Register reg = GetCurrentRegisterOutput();
             if (reg != g_Reg_NULL)

@@ -223,13 +223,26 @@ TEST_F(StepTest, TheOutlineMacroReturnsToItsMcallOnce)
         EXPECT_EQ(At(stop.first, stop.second), Current().m_nPos) << stop.first;
     }
 
-    Start("outline");
-    BreakAt("ishl r2.x, r0.xxxx, l1.xxxx");
-    ASSERT_TRUE(Debugger().Run());
-    EXPECT_EQ(At(pFirst, 1), Current().m_nPos);
-    EXPECT_EQ(At("ishl r2.x, r0.xxxx, l1.xxxx"), Next().m_nPos);
-    // The macro's output is gathered with r0 and r1, and read third.
-    EXPECT_EQ(CScriptedHost::Value(Current(), 2, 0), ValueOf("r5"));
+    // Run stopping behind the macro, at the mcall and one further: the macro's out0 exists only
+    // inside it, so its value is gathered as the mcall's r5 with r0 and r1, and read third.
+    for (unsigned int nBehind : {0u, 1u})
+    {
+        SCOPED_TRACE(nBehind);
+        Start("outline");
+        BreakAt(nBehind == 0 ? pFirst : "ishl r2.x, r0.xxxx, l1.xxxx", 1 - nBehind);
+        const size_t nRuns = Host().m_vRuns.size();
+        ASSERT_TRUE(Debugger().Run());
+        EXPECT_EQ(nBehind == 0 ? At("mcall(1) (r5), ()") : At(pFirst, 1), Current().m_nPos);
+        std::vector<uint32_t> vSelectors;
+        for (size_t i = nRuns; i < Host().m_vRuns.size(); ++i)
+        {
+            EXPECT_EQ(Current(), Host().m_vRuns[i].first);
+            vSelectors.push_back(Host().m_vRuns[i].second);
+        }
+        // Then the stop's own register, which at the mcall is r5 again.
+        EXPECT_EQ(std::vector<uint32_t>({0, 1, 2, 0}), vSelectors);
+        EXPECT_EQ(CScriptedHost::Value(Current(), 2 - 2 * (1 - nBehind), 0), ValueOf("r5"));
+    }
 }
 
 TEST_F(StepTest, RunPastALoopGathersRegistersAndRunsOnlyAtTheStop)
