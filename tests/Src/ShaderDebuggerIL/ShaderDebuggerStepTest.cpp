@@ -160,8 +160,23 @@ TEST_F(StepTest, CountsDecideWhereBranchesLead)
          1,
          1,
          0},
-        // All took the if around the break: the loop is left.
+        // All took the if around the break, and the pass ran both continues with nobody
+        // taking them: the loop is left.
         {"loops", {{"break", 0}}, "break", 0, "endloop", 0, 0, 0},
+        // Nobody entered the if around the second continue, which didn't run: the same.
+        {"loops", {{"if_logicalnz r2.zzzz", 0}, {"break", 0}}, "break", 0, "endloop", 0, 0, 0},
+        // The break emptied the pass, but some had continued before it: they make the next
+        // pass.
+        {"loops",
+         {{"continue_logicalnz r2.yyyy", 3}, {"break", 0}},
+         "break",
+         0,
+         "whileloop",
+         0,
+         1,
+         1},
+        // Nobody began the pass: the loop is over.
+        {"loops", {{"whileloop", 0}}, "whileloop", 0, "endloop", 0, 0, 0},
         // Everybody continued: the next iteration, at the loop's start.
         {"loops",
          {{"continue_logicalnz r2.yyyy", 0}},
