@@ -912,15 +912,17 @@ bool CShaderDebuggerShaderIL::HasBreakpointInFlowControlBlock(const CIL_FCConstr
     uint32_t nLast = 0;
     if (const CIL_IfElseEndif* pIf = const_cast<CIL_FCConstruct*>(pFC)->AsIfElseEndif())
     {
+        // The lines between the bounds count: the else block's own else and endif lines are
+        // stops that Run must not skip.
         if (nPos == pIf->m_nStart)
         {
             nFirst = pIf->m_nStart;
-            nLast = pIf->GetElseOrEnd();
+            nLast = pIf->HasElse() ? pIf->m_nElse : pIf->m_nEnd + 1;
         }
         else if (pIf->HasElse() && nPos == pIf->m_nElse)
         {
-            nFirst = pIf->m_nElse;
-            nLast = pIf->m_nEnd;
+            nFirst = pIf->m_nElse - 1;
+            nLast = pIf->m_nEnd + 1;
         }
         else if (nPos == pIf->m_nEnd)
         {

@@ -322,6 +322,21 @@ TEST_F(StepTest, RunStopsAtABreakpointInsideALoopInEveryIteration)
     EXPECT_EQ(At("call 1024"), Current().m_nPos);
 }
 
+TEST_F(StepTest, RunStopsAtABreakpointOnAnElseOrEndif)
+{
+    // The inner if's else and endif, the outer else, the endif of the if in the outer else.
+    const std::pair<const char*, unsigned int> stops[] = {
+        {"else", 0}, {"endif", 0}, {"else", 1}, {"endif", 1}};
+    for (const std::pair<const char*, unsigned int>& stop : stops)
+    {
+        SCOPED_TRACE(std::string(stop.first) + " " + std::to_string(stop.second));
+        Start("ifelse");
+        BreakAt(stop.first, stop.second);
+        ASSERT_TRUE(Debugger().Run());
+        EXPECT_EQ(At(stop.first, stop.second), Next().m_nPos);
+    }
+}
+
 TEST_F(StepTest, RunOverAFunctionCallStopsBehindIt)
 {
     Start("functions");
