@@ -63,18 +63,6 @@ void LeaveLoop(ProgramCounter& pc, const CIL_Loop& loop)
     pc.m_vLoopStack.pop_back();
 }
 
-bool IsBreak(unsigned int nOpCode)
-{
-    return nOpCode == IL_OP_BREAK || nOpCode == IL_OP_BREAKC || nOpCode == IL_OP_BREAK_LOGICALZ ||
-           nOpCode == IL_OP_BREAK_LOGICALNZ;
-}
-
-bool IsContinue(unsigned int nOpCode)
-{
-    return nOpCode == IL_OP_CONTINUE || nOpCode == IL_OP_CONTINUEC ||
-           nOpCode == IL_OP_CONTINUE_LOGICALZ || nOpCode == IL_OP_CONTINUE_LOGICALNZ;
-}
-
 // Whether a break or continue inside an if or a switch leads out of it to a loop around it. Run
 // walks such a construct: the work-items that stay in the loop decide its passes, and a
 // work-item that left the loop in an earlier pass still counts at the loop's head.
@@ -96,8 +84,8 @@ bool LeadsOutToALoop(const CShaderDebuggerShaderIL& shader, CIL_FCConstruct* pCo
     for (uint32_t nPos = nFirst + 1; nPos < nLast; ++nPos)
     {
         const unsigned int nOpCode = shader.GetInstructions()[nPos].GetOpCode();
-        const bool bBreak = IsBreak(nOpCode);
-        if (!bBreak && !IsContinue(nOpCode))
+        const bool bBreak = IsBreakOpCode(nOpCode);
+        if (!bBreak && !IsContinueOpCode(nOpCode))
         {
             continue;
         }
@@ -181,7 +169,7 @@ bool MayHaveContinued(const CShaderDebuggerShaderIL& shader, const CIL_Loop& loo
             nPos = pInner->m_nEnd;
             continue;
         }
-        if (!IsContinue(shader.GetInstructions()[nPos].GetOpCode()))
+        if (!IsContinueOpCode(shader.GetInstructions()[nPos].GetOpCode()))
         {
             continue;
         }
@@ -199,6 +187,18 @@ bool MayHaveContinued(const CShaderDebuggerShaderIL& shader, const CIL_Loop& loo
     return false;
 }
 } // namespace
+
+bool IsBreakOpCode(unsigned int nOpCode)
+{
+    return nOpCode == IL_OP_BREAK || nOpCode == IL_OP_BREAKC || nOpCode == IL_OP_BREAK_LOGICALZ ||
+           nOpCode == IL_OP_BREAK_LOGICALNZ;
+}
+
+bool IsContinueOpCode(unsigned int nOpCode)
+{
+    return nOpCode == IL_OP_CONTINUE || nOpCode == IL_OP_CONTINUEC ||
+           nOpCode == IL_OP_CONTINUE_LOGICALZ || nOpCode == IL_OP_CONTINUE_LOGICALNZ;
+}
 
 CShaderDebuggerIL* CShaderDebuggerShaderIL::GetILDebugger() const
 {
@@ -499,9 +499,9 @@ bool CShaderDebuggerShaderIL::ChooseNextInstruction()
     // The capture of a break or continue lies behind it: a count of 0 means that every active
     // work-item left.
     default:
-        if (IsBreak(nOpCode) || IsContinue(nOpCode))
+        if (IsBreakOpCode(nOpCode) || IsContinueOpCode(nOpCode))
         {
-            return LeaveConstructs(pConstruct, IsBreak(nOpCode));
+            return LeaveConstructs(pConstruct, IsBreakOpCode(nOpCode));
         }
         break;
     }
