@@ -25,6 +25,10 @@ class CShaderDebuggerIL;
 // Temp and literal numbers that an IL kernel can name.
 const unsigned int NUM_IL_REGISTER_INDICES = 0x10000;
 
+// The forms of break and of continue, for the analysis and the walk alike.
+bool IsBreakOpCode(unsigned int nOpCode);
+bool IsContinueOpCode(unsigned int nOpCode);
+
 // The target of one patched kernel: a position and the registers to read there. g_Reg_NULL
 // stands for no register, when only the execution mask is wanted.
 struct PatchPoint

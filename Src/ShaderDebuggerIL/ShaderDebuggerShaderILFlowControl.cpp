@@ -29,18 +29,6 @@ bool IsIfOpCode(unsigned int nOpCode)
            nOpCode == IL_OP_IF_LOGICALNZ;
 }
 
-bool IsBreakOpCode(unsigned int nOpCode)
-{
-    return nOpCode == IL_OP_BREAK || nOpCode == IL_OP_BREAKC || nOpCode == IL_OP_BREAK_LOGICALZ ||
-           nOpCode == IL_OP_BREAK_LOGICALNZ;
-}
-
-bool IsContinueOpCode(unsigned int nOpCode)
-{
-    return nOpCode == IL_OP_CONTINUE || nOpCode == IL_OP_CONTINUEC ||
-           nOpCode == IL_OP_CONTINUE_LOGICALZ || nOpCode == IL_OP_CONTINUE_LOGICALNZ;
-}
-
 bool IsRetOpCode(unsigned int nOpCode)
 {
     return nOpCode == IL_OP_RET || nOpCode == IL_OP_RET_DYN || nOpCode == IL_OP_RET_LOGICALZ ||

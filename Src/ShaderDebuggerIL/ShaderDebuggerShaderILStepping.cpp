@@ -11,6 +11,8 @@
 
 #include <cstdlib>
 #include <deque>
+#include <iterator>
+#include <map>
 
 namespace XAN_ShaderDebugger
 {
@@ -36,6 +38,16 @@ bool ReturnToCaller(ProgramCounter& next, std::deque<ProgramCounter>& callStack)
     return true;
 }
 
+// The walk is back at an mcall: the outputs of the macro exist only inside it, and no kernel
+// could read them here. The mcall's destination holds their values.
+void DropMacroOutputs(std::map<Register, ProgramCounter>& regPCMap)
+{
+    for (std::map<Register, ProgramCounter>::iterator it = regPCMap.begin(); it != regPCMap.end();)
+    {
+        it = it->first.reg.type == RT_Out ? regPCMap.erase(it) : std::next(it);
+    }
+}
+
 // Goes to the start of the innermost loop for its next iteration.
 void NextIteration(ProgramCounter& pc)
 {
@@ -43,7 +55,150 @@ void NextIteration(ProgramCounter& pc)
     ++top.nIteration;
     pc.m_nPos = top.nStart;
 }
+
+// Goes to the innermost loop's endloop, out of the loop.
+void LeaveLoop(ProgramCounter& pc, const CIL_Loop& loop)
+{
+    pc.m_nPos = loop.m_nEnd;
+    pc.m_vLoopStack.pop_back();
+}
+
+// Whether a break or continue inside an if or a switch leads out of it to a loop around it. Run
+// walks such a construct: the work-items that stay in the loop decide its passes, and a
+// work-item that left the loop in an earlier pass still counts at the loop's head.
+bool LeadsOutToALoop(const CShaderDebuggerShaderIL& shader, CIL_FCConstruct* pConstruct)
+{
+    uint32_t nFirst = 0;
+    uint32_t nLast = 0;
+    if (const CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
+    {
+        nFirst = pIf->m_nStart;
+        nLast = pIf->m_nEnd;
+    }
+    else if (const CIL_Switch* pSwitch = pConstruct->AsSwitch())
+    {
+        nFirst = pSwitch->m_nStart;
+        nLast = pSwitch->m_nEnd;
+    }
+    const std::map<uint32_t, CIL_FCConstruct*>& constructs = shader.GetFCConstructs();
+    for (uint32_t nPos = nFirst + 1; nPos < nLast; ++nPos)
+    {
+        const unsigned int nOpCode = shader.GetInstructions()[nPos].GetOpCode();
+        const bool bBreak = IsBreakOpCode(nOpCode);
+        if (!bBreak && !IsContinueOpCode(nOpCode))
+        {
+            continue;
+        }
+        // A break ends the innermost switch or loop, a continue the innermost loop.
+        const std::map<uint32_t, CIL_FCConstruct*>::const_iterator it = constructs.find(nPos);
+        CIL_FCConstruct* pInner = it != constructs.end() ? it->second : NULL;
+        for (; pInner != NULL && pInner != pConstruct && pInner->AsLoop() == NULL &&
+               !(bBreak && pInner->AsSwitch() != NULL);
+             pInner = pInner->GetParent())
+        {
+        }
+        if (pInner == pConstruct && !(bBreak && pConstruct->AsSwitch() != NULL))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whether this pass of the walk found nobody entering the branch or case that holds pc's
+// position, inside the loop: a Step runs every if, else and case that it passes.
+bool NobodyEntered(const CShaderDebuggerShaderIL& shader, const CIL_Loop& loop, ProgramCounter pc)
+{
+    const uint32_t nPos = pc.m_nPos;
+    const std::map<uint32_t, CIL_FCConstruct*>::const_iterator itConstruct =
+        shader.GetFCConstructs().find(nPos);
+    CIL_FCConstruct* pConstruct =
+        itConstruct != shader.GetFCConstructs().end() ? itConstruct->second : NULL;
+    for (; pConstruct != NULL && pConstruct->AsLoop() != &loop;
+         pConstruct = pConstruct->GetParent())
+    {
+        if (const CIL_IfElseEndif* pIf = pConstruct->AsIfElseEndif())
+        {
+            pc.m_nPos = pIf->IsInElseBranch(nPos) ? pIf->m_nElse : pIf->m_nStart;
+        }
+        else if (const CIL_Switch* pSwitch = pConstruct->AsSwitch())
+        {
+            // The case that the position falls under, fall-through included.
+            pc.m_nPos = pSwitch->m_nStart;
+            for (unsigned int nCase : pSwitch->m_vCases)
+            {
+                pc.m_nPos = nCase < nPos ? nCase : pc.m_nPos;
+            }
+        }
+        else
+        {
+            continue;
+        }
+        const std::map<ProgramCounter, uint32_t>::const_iterator itCount =
+            shader.GetExecMaskHistory().find(pc);
+        if (itCount != shader.GetExecMaskHistory().end() && itCount->second == 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Whether work-items may have left the pass at pc by a continue of its loop before pc: they come
+// back for the next pass though a break has emptied this one. A continue is known to have been
+// taken by nobody if this pass ran it with as many work-items behind it as before it, or found
+// nobody entering the branch that holds it. Where a Run passed it without a run, the next pass
+// is walked to find out.
+bool MayHaveContinued(const CShaderDebuggerShaderIL& shader, const CIL_Loop& loop,
+                      const ProgramCounter& pc)
+{
+    const std::map<uint32_t, CIL_FCConstruct*>& constructs = shader.GetFCConstructs();
+    const std::map<ProgramCounter, uint32_t>& history = shader.GetExecMaskHistory();
+    ProgramCounter at = pc;
+    ProgramCounter before = pc;
+    for (uint32_t nPos = loop.m_nStart + 1; nPos < pc.m_nPos; ++nPos)
+    {
+        const std::map<uint32_t, CIL_FCConstruct*>::const_iterator itConstruct =
+            constructs.find(nPos);
+        const CIL_Loop* pInner = itConstruct != constructs.end() && itConstruct->second != NULL
+                                     ? itConstruct->second->AsLoop()
+                                     : NULL;
+        if (pInner != NULL && pInner->m_nStart == nPos)
+        {
+            // An inner loop's continues stay in that loop.
+            nPos = pInner->m_nEnd;
+            continue;
+        }
+        if (!IsContinueOpCode(shader.GetInstructions()[nPos].GetOpCode()))
+        {
+            continue;
+        }
+        at.m_nPos = nPos;
+        before.m_nPos = nPos - 1;
+        const std::map<ProgramCounter, uint32_t>::const_iterator itAt = history.find(at);
+        const std::map<ProgramCounter, uint32_t>::const_iterator itBefore = history.find(before);
+        const bool bRanByNobody =
+            itAt != history.end() && itBefore != history.end() && itAt->second == itBefore->second;
+        if (!bRanByNobody && !NobodyEntered(shader, loop, at))
+        {
+            return true;
+        }
+    }
+    return false;
+}
 } // namespace
+
+bool IsBreakOpCode(unsigned int nOpCode)
+{
+    return nOpCode == IL_OP_BREAK || nOpCode == IL_OP_BREAKC || nOpCode == IL_OP_BREAK_LOGICALZ ||
+           nOpCode == IL_OP_BREAK_LOGICALNZ;
+}
+
+bool IsContinueOpCode(unsigned int nOpCode)
+{
+    return nOpCode == IL_OP_CONTINUE || nOpCode == IL_OP_CONTINUEC ||
+           nOpCode == IL_OP_CONTINUE_LOGICALZ || nOpCode == IL_OP_CONTINUE_LOGICALNZ;
+}
 
 CShaderDebuggerIL* CShaderDebuggerShaderIL::GetILDebugger() const
 {
@@ -329,19 +484,25 @@ bool CShaderDebuggerShaderIL::ChooseNextInstruction()
         ++next.m_nPos;
         next.m_vLoopStack.pop_back();
         return true;
+    case IL_OP_WHILELOOP:
+    {
+        // Nobody began this pass, so nobody is left in the loop: a break emptied the last one.
+        CIL_Loop* pLoop = pConstruct != NULL ? pConstruct->AsLoop() : NULL;
+        if (pLoop == NULL || next.m_vLoopStack.empty() ||
+            next.m_vLoopStack.back().nStart != pLoop->m_nStart)
+        {
+            break;
+        }
+        LeaveLoop(next, *pLoop);
+        return true;
+    }
     // The capture of a break or continue lies behind it: a count of 0 means that every active
     // work-item left.
-    case IL_OP_BREAK:
-    case IL_OP_BREAKC:
-    case IL_OP_BREAK_LOGICALZ:
-    case IL_OP_BREAK_LOGICALNZ:
-        return LeaveConstructs(pConstruct, true);
-    case IL_OP_CONTINUE:
-    case IL_OP_CONTINUEC:
-    case IL_OP_CONTINUE_LOGICALZ:
-    case IL_OP_CONTINUE_LOGICALNZ:
-        return LeaveConstructs(pConstruct, false);
     default:
+        if (IsBreakOpCode(nOpCode) || IsContinueOpCode(nOpCode))
+        {
+            return LeaveConstructs(pConstruct, IsBreakOpCode(nOpCode));
+        }
         break;
     }
     return UpdateNextInst();
@@ -376,15 +537,14 @@ bool CShaderDebuggerShaderIL::LeaveConstructs(CIL_FCConstruct* pConstruct, bool 
             {
                 return false;
             }
-            if (bBreak)
+            if (bBreak && !MayHaveContinued(*this, *pLoop, m_nCurrentInstruction))
             {
-                next.m_nPos = pLoop->m_nEnd;
-                next.m_vLoopStack.pop_back();
+                LeaveLoop(next, *pLoop);
             }
             else
             {
-                // Everybody continued: the next pass is a new iteration, or Step would repeat
-                // this one forever.
+                // Everybody continued, or broke while others may have continued before: the
+                // next pass is a new iteration, or Step would repeat this one forever.
                 NextIteration(next);
             }
             return true;
@@ -588,6 +748,10 @@ bool CShaderDebuggerShaderIL::RunAsm()
             {
                 m_LastMemoryWrite = m_nCurrentInstruction;
             }
+            if (nOpCode == IL_OP_MCALL)
+            {
+                DropMacroOutputs(regPCMap);
+            }
             const Register reg = GetCurrentRegisterOutput();
             if (reg != g_Reg_NULL)
             {
@@ -597,7 +761,8 @@ bool CShaderDebuggerShaderIL::RunAsm()
             bMore = UpdateNextInst();
         }
         else if (ILShaderUtils::IsBlockFlowControl(nOpCode) &&
-                 !HasBreakpointInFlowControlBlock(pConstruct, nPos))
+                 !HasBreakpointInFlowControlBlock(pConstruct, nPos) &&
+                 !LeadsOutToALoop(*this, pConstruct))
         {
             if (!SkipConstruct(pConstruct, nPos, regPCMap, bOK))
             {
@@ -747,15 +912,17 @@ bool CShaderDebuggerShaderIL::HasBreakpointInFlowControlBlock(const CIL_FCConstr
     uint32_t nLast = 0;
     if (const CIL_IfElseEndif* pIf = const_cast<CIL_FCConstruct*>(pFC)->AsIfElseEndif())
     {
+        // The lines between the bounds count: the else block's own else and endif lines are
+        // stops that Run must not skip.
         if (nPos == pIf->m_nStart)
         {
             nFirst = pIf->m_nStart;
-            nLast = pIf->GetElseOrEnd();
+            nLast = pIf->HasElse() ? pIf->m_nElse : pIf->m_nEnd + 1;
         }
         else if (pIf->HasElse() && nPos == pIf->m_nElse)
         {
-            nFirst = pIf->m_nElse;
-            nLast = pIf->m_nEnd;
+            nFirst = pIf->m_nElse - 1;
+            nLast = pIf->m_nEnd + 1;
         }
         else if (nPos == pIf->m_nEnd)
         {

@@ -160,8 +160,23 @@ TEST_F(StepTest, CountsDecideWhereBranchesLead)
          1,
          1,
          0},
-        // All took the if around the break: the loop is left.
+        // All took the if around the break, and the pass ran both continues with nobody
+        // taking them: the loop is left.
         {"loops", {{"break", 0}}, "break", 0, "endloop", 0, 0, 0},
+        // Nobody entered the if around the second continue, which didn't run: the same.
+        {"loops", {{"if_logicalnz r2.zzzz", 0}, {"break", 0}}, "break", 0, "endloop", 0, 0, 0},
+        // The break emptied the pass, but some had continued before it: they make the next
+        // pass.
+        {"loops",
+         {{"continue_logicalnz r2.yyyy", 3}, {"break", 0}},
+         "break",
+         0,
+         "whileloop",
+         0,
+         1,
+         1},
+        // Nobody began the pass: the loop is over.
+        {"loops", {{"whileloop", 0}}, "whileloop", 0, "endloop", 0, 0, 0},
         // Everybody continued: the next iteration, at the loop's start.
         {"loops",
          {{"continue_logicalnz r2.yyyy", 0}},
@@ -223,13 +238,26 @@ TEST_F(StepTest, TheOutlineMacroReturnsToItsMcallOnce)
         EXPECT_EQ(At(stop.first, stop.second), Current().m_nPos) << stop.first;
     }
 
-    Start("outline");
-    BreakAt("ishl r2.x, r0.xxxx, l1.xxxx");
-    ASSERT_TRUE(Debugger().Run());
-    EXPECT_EQ(At(pFirst, 1), Current().m_nPos);
-    EXPECT_EQ(At("ishl r2.x, r0.xxxx, l1.xxxx"), Next().m_nPos);
-    // The macro's output is gathered with r0 and r1, and read third.
-    EXPECT_EQ(CScriptedHost::Value(Current(), 2, 0), ValueOf("r5"));
+    // Run stopping behind the macro, at the mcall and one further: the macro's out0 exists only
+    // inside it, so its value is gathered as the mcall's r5 with r0 and r1, and read third.
+    for (unsigned int nBehind : {0u, 1u})
+    {
+        SCOPED_TRACE(nBehind);
+        Start("outline");
+        BreakAt(nBehind == 0 ? pFirst : "ishl r2.x, r0.xxxx, l1.xxxx", 1 - nBehind);
+        const size_t nRuns = Host().m_vRuns.size();
+        ASSERT_TRUE(Debugger().Run());
+        EXPECT_EQ(nBehind == 0 ? At("mcall(1) (r5), ()") : At(pFirst, 1), Current().m_nPos);
+        std::vector<uint32_t> vSelectors;
+        for (size_t i = nRuns; i < Host().m_vRuns.size(); ++i)
+        {
+            EXPECT_EQ(Current(), Host().m_vRuns[i].first);
+            vSelectors.push_back(Host().m_vRuns[i].second);
+        }
+        // Then the stop's own register, which at the mcall is r5 again.
+        EXPECT_EQ(std::vector<uint32_t>({0, 1, 2, 0}), vSelectors);
+        EXPECT_EQ(CScriptedHost::Value(Current(), 2 - 2 * (1 - nBehind), 0), ValueOf("r5"));
+    }
 }
 
 TEST_F(StepTest, RunPastALoopGathersRegistersAndRunsOnlyAtTheStop)
@@ -292,6 +320,21 @@ TEST_F(StepTest, RunStopsAtABreakpointInsideALoopInEveryIteration)
     // On to the end: the main program's call, where the kernel returned to.
     EXPECT_FALSE(Debugger().Run());
     EXPECT_EQ(At("call 1024"), Current().m_nPos);
+}
+
+TEST_F(StepTest, RunStopsAtABreakpointOnAnElseOrEndif)
+{
+    // The inner if's else and endif, the outer else, the endif of the if in the outer else.
+    const std::pair<const char*, unsigned int> stops[] = {
+        {"else", 0}, {"endif", 0}, {"else", 1}, {"endif", 1}};
+    for (const std::pair<const char*, unsigned int>& stop : stops)
+    {
+        SCOPED_TRACE(std::string(stop.first) + " " + std::to_string(stop.second));
+        Start("ifelse");
+        BreakAt(stop.first, stop.second);
+        ASSERT_TRUE(Debugger().Run());
+        EXPECT_EQ(At(stop.first, stop.second), Next().m_nPos);
+    }
 }
 
 TEST_F(StepTest, RunOverAFunctionCallStopsBehindIt)
