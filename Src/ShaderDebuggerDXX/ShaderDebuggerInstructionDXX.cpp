@@ -252,6 +252,13 @@ const DXXOpCodeInfo* FindOpCode(std::uint32_t nOpCode)
     return NULL;
 }
 
+// A column of an opcode's row, or the value of an opcode without one.
+template <class T> T Column(std::uint32_t nOpCode, T DXXOpCodeInfo::*pColumn, T none)
+{
+    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
+    return pInfo != NULL ? pInfo->*pColumn : none;
+}
+
 const std::uint32_t OPCODE_TOKEN_EXTENDED = 0x80000000u;
 const std::uint32_t OPCODE_DCL_OUTPUT_SIV = 103;
 const std::uint32_t OPCODE_FCALL = 120;
@@ -351,62 +358,52 @@ void AppendNumbered(std::string& strList, const char* pPrefix,
 
 std::uint32_t GetOpCodeShaderMask(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nShaderMask : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nShaderMask, 0u);
 }
 
 std::uint32_t GetOpCodeCategory(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nCategory : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nCategory, 0u);
 }
 
 bool IsDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bIsDeclaration;
+    return Column(nOpCode, &DXXOpCodeInfo::bIsDeclaration, false);
 }
 
 bool IsInputDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bDeclaresInput;
+    return Column(nOpCode, &DXXOpCodeInfo::bDeclaresInput, false);
 }
 
 bool IsOutputDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bDeclaresOutput;
+    return Column(nOpCode, &DXXOpCodeInfo::bDeclaresOutput, false);
 }
 
 std::uint32_t GetOpCodeDataType(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nDataType : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nDataType, 0u);
 }
 
 std::uint32_t GetOpCodeDestRegCount(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nDestCount : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nDestCount, 0u);
 }
 
 std::uint32_t GetOpCodeSrcRegCount(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nSrcCount : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nSrcCount, 0u);
 }
 
 const char* GetOpCodeName(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->pName : "Unknown OpCode";
+    return Column(nOpCode, &DXXOpCodeInfo::pName, static_cast<const char*>("Unknown OpCode"));
 }
 
 const char* GetOpCodeKeywords(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->pKeywords : "";
+    return Column(nOpCode, &DXXOpCodeInfo::pKeywords, static_cast<const char*>(""));
 }
 
 bool IsFlowControl(std::uint32_t nOpCode)
@@ -768,30 +765,38 @@ bool CShaderDebuggerInstructionDXX::ReadToken(std::uint32_t& dwToken)
     return true;
 }
 
+RegisterType CShaderDebuggerInstructionDXX::OperandTypeAt(std::uint32_t dwOffset) const
+{
+    return dwOffset != 0 && dwOffset < static_cast<std::uint32_t>(m_nLength)
+               ? OperandTypeToRegisterType(GetOperandType(m_dwTokens[dwOffset]))
+               : RT_Unknown;
+}
+
+int CShaderDebuggerInstructionDXX::FirstIndex(std::uint32_t dwOffset) const
+{
+    // The number is the first index, behind the extended token; an operand without an index
+    // dimension has none.
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
+    const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
+    return GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength)
+               ? static_cast<int>(m_dwTokens[dwNumber])
+               : 0;
+}
+
 bool CShaderDebuggerInstructionDXX::DecodeDestRegister(std::uint32_t dwOffset, Register& reg) const
 {
-    if (dwOffset == 0 || dwOffset >= static_cast<std::uint32_t>(m_nLength))
-    {
-        return false;
-    }
-    const std::uint32_t dwToken = m_dwTokens[dwOffset];
-    const RegisterType type = OperandTypeToRegisterType(GetOperandType(dwToken));
+    const RegisterType type = OperandTypeAt(dwOffset);
     if (type == RT_Unknown)
     {
         return false;
     }
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
     unsigned short nMask = 1;
     int nNumber = 0;
     if (type != RT_oDepth && type != RT_oMask && type != RT_vTidInGrpFlat)
     {
         nMask = static_cast<unsigned short>((dwToken >> 4) & 0xF);
-        // The number is the first index, behind the extended token; an operand without an
-        // index dimension has none.
-        const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
-        if (GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength))
-        {
-            nNumber = static_cast<int>(m_dwTokens[dwNumber]);
-        }
+        nNumber = FirstIndex(dwOffset);
     }
     if (type == RT_Null)
     {
@@ -933,16 +938,12 @@ bool CShaderDebuggerInstructionDXX::GetSrcRegister(std::uint32_t dwSrcReg, Regis
         return false;
     }
     const std::uint32_t dwOffset = dwSrcReg < MAX_SRC_REG_COUNT ? m_dwSrcRegOffset[dwSrcReg] : 0;
-    if (dwOffset == 0 || dwOffset >= static_cast<std::uint32_t>(m_nLength))
-    {
-        return false;
-    }
-    const std::uint32_t dwToken = m_dwTokens[dwOffset];
-    const RegisterType type = OperandTypeToRegisterType(GetOperandType(dwToken));
+    const RegisterType type = OperandTypeAt(dwOffset);
     if (type == RT_Unknown)
     {
         return false;
     }
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
     const std::uint32_t nForm = dwToken & 3;
     if (type == RT_Immediate)
     {
@@ -983,12 +984,7 @@ bool CShaderDebuggerInstructionDXX::GetSrcRegister(std::uint32_t dwSrcReg, Regis
             return false;
         }
     }
-    const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
-    const int nNumber =
-        GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength)
-            ? static_cast<int>(m_dwTokens[dwNumber])
-            : 0;
-    reg = Register(RegisterID(type, nNumber, 0, NULL), nMask);
+    reg = Register(RegisterID(type, FirstIndex(dwOffset), 0, NULL), nMask);
     return true;
 }
 
