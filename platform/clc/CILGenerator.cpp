@@ -49,17 +49,20 @@ std::string CommentText(std::string str)
 }
 } // namespace
 
-CILGenerator::CILGenerator(clang::ASTContext& context, const SCLCTarget& target, bool bDebug)
-    : m_Context(context), m_Target(target), m_bDebug(bDebug)
+CILGenerator::CILGenerator(const std::vector<clang::ASTContext*>& vUnits, const SCLCTarget& target,
+                           bool bDebug)
+    : m_vUnits(vUnits), m_pContext(vUnits.front()), m_Target(target), m_bDebug(bDebug)
 {
 }
 
 // ---------------------------------------------------------------------------------------------
 // Diagnostics.
 
-std::string CILGenerator::Where(clang::SourceLocation location) const
+std::string CILGenerator::Where(const SRefusal& refusal)
 {
-    const clang::PresumedLoc presumed = m_Context.getSourceManager().getPresumedLoc(location);
+    const clang::PresumedLoc presumed = refusal.pSources != nullptr
+                                            ? refusal.pSources->getPresumedLoc(refusal.location)
+                                            : clang::PresumedLoc();
     if (presumed.isInvalid())
     {
         return "program.cl";
@@ -72,12 +75,15 @@ std::string CILGenerator::Where(clang::SourceLocation location) const
 void CILGenerator::Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const
 {
     pStmt = pStmt != nullptr ? pStmt : m_pStatement;
-    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(), strMessage};
+    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(),
+                   &m_pContext->getSourceManager(), strMessage};
 }
 
 void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessage) const
 {
-    throw SRefusal{pDecl != nullptr ? pDecl->getLocation() : clang::SourceLocation(), strMessage};
+    throw SRefusal{pDecl != nullptr ? pDecl->getLocation() : clang::SourceLocation(),
+                   pDecl != nullptr ? &pDecl->getASTContext().getSourceManager() : nullptr,
+                   strMessage};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -86,7 +92,7 @@ void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessag
 // A type as OpenCL C spells it, without its address space.
 std::string CILGenerator::TypeName(clang::QualType type) const
 {
-    return type.getUnqualifiedType().getAsString(m_Context.getPrintingPolicy());
+    return type.getUnqualifiedType().getAsString(m_pContext->getPrintingPolicy());
 }
 
 bool CILGenerator::IsPointer(clang::QualType type) const
@@ -204,7 +210,7 @@ CILGenerator::SValue CILGenerator::ShapeOf(clang::QualType type, const clang::St
 
 uint64_t CILGenerator::TypeSize(clang::QualType type) const
 {
-    return uint64_t(m_Context.getTypeSizeInChars(type).getQuantity());
+    return uint64_t(m_pContext->getTypeSizeInChars(type).getQuantity());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -911,19 +917,45 @@ bool HasReturnBeforeEnd(const clang::Stmt* pStmt, bool bLast)
 }
 } // namespace
 
+// The body a call runs: the callee's own, or the one another unit gives a function of that name.
+const clang::FunctionDecl* CILGenerator::DefinitionOf(const clang::FunctionDecl* pCallee) const
+{
+    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
+    if (pDefinition == nullptr && IsUserFunction(pCallee) && pCallee->isExternallyVisible())
+    {
+        auto it = m_Definitions.find(pCallee->getNameAsString());
+        pDefinition = it != m_Definitions.end() ? it->second : nullptr;
+    }
+    return pDefinition != nullptr && pDefinition->hasBody() ? pDefinition : nullptr;
+}
+
+// Declared by the program rather than by the OpenCL C headers, which declare the built-ins.
+bool CILGenerator::IsUserFunction(const clang::FunctionDecl* pFunction) const
+{
+    return !pFunction->isImplicit() &&
+           !pFunction->getASTContext().getSourceManager().isInSystemHeader(
+               pFunction->getLocation());
+}
+
 void CILGenerator::CollectFunctions(const clang::FunctionDecl* pFunction, const clang::Stmt* pStmt,
                                     std::vector<const clang::FunctionDecl*>& vPath)
 {
     ForEachCall(pStmt,
                 [&](const clang::CallExpr* pCall)
                 {
+                    m_pContext = &pFunction->getASTContext();
                     const clang::FunctionDecl* pCallee = pCall->getDirectCallee();
                     if (pCallee == nullptr)
                     {
                         Refuse(pCall, "calls through function pointers are not supported");
                     }
-                    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
-                    if (pDefinition == nullptr || !pDefinition->hasBody())
+                    const clang::FunctionDecl* pDefinition = DefinitionOf(pCallee);
+                    if (pDefinition == nullptr && IsUserFunction(pCallee))
+                    {
+                        Refuse(pCall, "function '" + pCallee->getNameAsString() +
+                                          "' is declared but no program defines it");
+                    }
+                    if (pDefinition == nullptr)
                     {
                         return;
                     }
@@ -998,16 +1030,29 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
     try
     {
         std::vector<const clang::FunctionDecl*> vKernels;
-        for (const clang::Decl* pDecl : m_Context.getTranslationUnitDecl()->decls())
+        for (clang::ASTContext* pUnit : m_vUnits)
         {
-            const auto* pFunction = llvm::dyn_cast<clang::FunctionDecl>(pDecl);
-            if (pFunction != nullptr && pFunction->hasAttr<clang::OpenCLKernelAttr>() &&
-                pFunction->doesThisDeclarationHaveABody())
+            for (const clang::Decl* pDecl : pUnit->getTranslationUnitDecl()->decls())
             {
-                vKernels.push_back(pFunction);
-                SFunction& kernel = m_Functions[pFunction];
-                kernel.pDecl = pFunction;
-                kernel.bKernel = true;
+                const auto* pFunction = llvm::dyn_cast<clang::FunctionDecl>(pDecl);
+                if (pFunction == nullptr || !pFunction->doesThisDeclarationHaveABody())
+                {
+                    continue;
+                }
+                // Functions of external linkage are what other units may call.
+                if (pFunction->isExternallyVisible() &&
+                    !m_Definitions.emplace(pFunction->getNameAsString(), pFunction).second)
+                {
+                    Refuse(pFunction, "'" + pFunction->getNameAsString() +
+                                          "' is defined in more than one program");
+                }
+                if (pFunction->hasAttr<clang::OpenCLKernelAttr>())
+                {
+                    vKernels.push_back(pFunction);
+                    SFunction& kernel = m_Functions[pFunction];
+                    kernel.pDecl = pFunction;
+                    kernel.bKernel = true;
+                }
             }
         }
         if (vKernels.empty())
@@ -1026,6 +1071,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
         {
             SFunction& function = m_Functions[pDecl];
             function.nLabel = nLabel++;
+            m_pContext = &pDecl->getASTContext();
             FindAddressTaken(pDecl->getBody());
             if (function.bKernel)
             {
@@ -1067,7 +1113,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
     }
     catch (const SRefusal& refusal)
     {
-        strLog += Where(refusal.location) + ": error: " + refusal.strMessage + "\n";
+        strLog += Where(refusal) + ": error: " + refusal.strMessage + "\n";
         return false;
     }
 }
@@ -1220,6 +1266,7 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
 void CILGenerator::GenerateFunction(SFunction& function)
 {
     m_pFunction = &function;
+    m_pContext = &function.pDecl->getASTContext();
     m_Body.str("");
     m_UsedLiterals.clear();
     m_vBreakables.clear();
@@ -1317,7 +1364,7 @@ void CILGenerator::MarkLine(clang::SourceLocation location)
     {
         return;
     }
-    const clang::SourceManager& sourceManager = m_Context.getSourceManager();
+    const clang::SourceManager& sourceManager = m_pContext->getSourceManager();
     const clang::PresumedLoc presumed =
         sourceManager.getPresumedLoc(sourceManager.getExpansionLoc(location));
     if (presumed.isInvalid())
@@ -1591,7 +1638,7 @@ void CILGenerator::InitializeMemory(ESpace eSpace, const SValue& address, clang:
     if (pList != nullptr && type->isRecordType())
     {
         const clang::RecordDecl* pRecord = type->getAs<clang::RecordType>()->getDecl();
-        const clang::ASTRecordLayout& layout = m_Context.getASTRecordLayout(pRecord);
+        const clang::ASTRecordLayout& layout = m_pContext->getASTRecordLayout(pRecord);
         unsigned int nField = 0;
         for (const clang::FieldDecl* pField : pRecord->fields())
         {
@@ -1721,7 +1768,7 @@ bool CILGenerator::EmitSwitch(const clang::SwitchStmt* pSwitch)
                 {
                     Refuse(pCase, "case ranges are not supported");
                 }
-                const llvm::APSInt value = pCase->getLHS()->EvaluateKnownConstInt(m_Context);
+                const llvm::APSInt value = pCase->getLHS()->EvaluateKnownConstInt(*m_pContext);
                 Emit("case " + std::to_string(uint32_t(value.getExtValue())));
                 pStmt = pCase->getSubStmt();
             }
@@ -1812,10 +1859,10 @@ CILGenerator::SValue CILGenerator::EmitExpr(const clang::Expr* pExpr)
     const clang::QualType type = pExpr->getType().getCanonicalType();
     // Constants fold to literals.
     if (!pExpr->isValueDependent() && (type->isIntegerType() || type->isRealFloatingType()) &&
-        !pExpr->HasSideEffects(m_Context))
+        !pExpr->HasSideEffects(*m_pContext))
     {
         clang::Expr::EvalResult result;
-        if (pExpr->EvaluateAsRValue(result, m_Context))
+        if (pExpr->EvaluateAsRValue(result, *m_pContext))
         {
             const EElement eElement = ElementOf(type, pExpr);
             if (result.Val.isInt())
@@ -1985,7 +2032,7 @@ CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
         {
             base = EmitLValue(pMember->getBase());
         }
-        const clang::ASTRecordLayout& layout = m_Context.getASTRecordLayout(pField->getParent());
+        const clang::ASTRecordLayout& layout = m_pContext->getASTRecordLayout(pField->getParent());
         lvalue.bMemory = true;
         lvalue.eSpace = base.eSpace;
         lvalue.value =
@@ -2472,7 +2519,7 @@ CILGenerator::SValue CILGenerator::EmitCall(const clang::CallExpr* pCall)
     {
         Refuse(pCall, "calls through function pointers are not supported");
     }
-    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
+    const clang::FunctionDecl* pDefinition = DefinitionOf(pCallee);
     auto it = pDefinition != nullptr ? m_Functions.find(pDefinition) : m_Functions.end();
     if (it == m_Functions.end())
     {
@@ -2506,7 +2553,7 @@ CILGenerator::SValue CILGenerator::WorkItem(const std::string& strName,
         return Convert(value, ElementOf(type, pCall), pCall);
     }
     clang::Expr::EvalResult dimension;
-    if (pCall->getNumArgs() != 1 || !pCall->getArg(0)->EvaluateAsInt(dimension, m_Context))
+    if (pCall->getNumArgs() != 1 || !pCall->getArg(0)->EvaluateAsInt(dimension, *m_pContext))
     {
         Refuse(pCall, strName + " needs a constant dimension");
     }

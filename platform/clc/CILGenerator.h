@@ -27,7 +27,9 @@ namespace XAN_Platform
 class CILGenerator
 {
 public:
-    CILGenerator(clang::ASTContext& context, const SCLCTarget& target, bool bDebug);
+    // Several units make one program: a function one declares may be defined by another.
+    CILGenerator(const std::vector<clang::ASTContext*>& vUnits, const SCLCTarget& target,
+                 bool bDebug);
 
     bool Generate(std::string& strIL, std::string& strLog);
 
@@ -94,6 +96,7 @@ private:
     struct SRefusal
     {
         clang::SourceLocation location;
+        const clang::SourceManager* pSources; // of the location's unit
         std::string strMessage;
     };
 
@@ -104,7 +107,9 @@ private:
     void GenerateFunction(SFunction& function);
     std::string ProgramText();
     std::string KernelMetadata(const SFunction& function, uint32_t& nCb1Rows);
-    std::string Where(clang::SourceLocation location) const;
+    static std::string Where(const SRefusal& refusal);
+    const clang::FunctionDecl* DefinitionOf(const clang::FunctionDecl* pCallee) const;
+    bool IsUserFunction(const clang::FunctionDecl* pFunction) const;
     [[noreturn]] void Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const;
     [[noreturn]] void Refuse(const clang::Decl* pDecl, const std::string& strMessage) const;
 
@@ -200,7 +205,9 @@ private:
     SValue IncrementDecrement(const clang::UnaryOperator* pUnary);
     uint64_t TypeSize(clang::QualType type) const;
 
-    clang::ASTContext& m_Context;
+    std::vector<clang::ASTContext*> m_vUnits;
+    clang::ASTContext* m_pContext; // of the function being lowered
+    std::map<std::string, const clang::FunctionDecl*> m_Definitions; // external, by name
     SCLCTarget m_Target;
     bool m_bDebug;
 

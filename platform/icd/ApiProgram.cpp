@@ -42,6 +42,22 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
     }
     return CL_SUCCESS;
 }
+
+// The devices of a list, each of the program; an empty list stands for all.
+cl_int CheckProgramDevices(const CProgram* pProgram, cl_uint nCount, const cl_device_id* pList,
+                           std::vector<CDevice*>& vDevices)
+{
+    cl_int nError = GetDevices(pProgram->GetContext(), nCount, pList, vDevices);
+    for (const CDevice* pDevice : vDevices)
+    {
+        if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
+        {
+            nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                          "a device the program isn't for");
+        }
+    }
+    return nError;
+}
 } // namespace
 
 cl_program clCreateProgramWithSource(cl_context context, cl_uint count, const char** strings,
@@ -156,15 +172,7 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
         [&]
         {
             std::vector<CDevice*> vDevices;
-            cl_int nError = GetDevices(pProgram->GetContext(), num_devices, device_list, vDevices);
-            for (const CDevice* pDevice : vDevices)
-            {
-                if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
-                {
-                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
-                                                  "a device the program isn't for");
-                }
-            }
+            cl_int nError = CheckProgramDevices(pProgram, num_devices, device_list, vDevices);
             if (nError != CL_SUCCESS)
             {
                 return nError;
@@ -176,6 +184,118 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
                 pfn_notify(program, user_data);
             }
             return nError;
+        });
+}
+
+cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
+                        const char* options, cl_uint num_input_headers,
+                        const cl_program* input_headers, const char** header_include_names,
+                        void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                        void* user_data)
+{
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
+    {
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
+    }
+    if (pfn_notify == nullptr && user_data != nullptr)
+    {
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
+    }
+    if ((num_input_headers == 0) != (input_headers == nullptr) ||
+        (num_input_headers == 0) != (header_include_names == nullptr))
+    {
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
+                                    "the count, the headers and their names disagree on being "
+                                    "empty");
+    }
+    return Guarded(
+        [&]
+        {
+            std::vector<std::pair<std::string, CProgram*>> vHeaders;
+            for (cl_uint i = 0; i < num_input_headers; ++i)
+            {
+                CProgram* pHeader = CCLObject::Find<CProgram>(input_headers[i]);
+                if (pHeader == nullptr || pHeader->GetContext() != pProgram->GetContext())
+                {
+                    return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
+                                                "a header that is no program of the context");
+                }
+                if (header_include_names[i] == nullptr || *header_include_names[i] == '\0')
+                {
+                    return CDiagnostics::Refuse(CL_INVALID_VALUE, "header_include_names",
+                                                "a null or empty name");
+                }
+                vHeaders.emplace_back(header_include_names[i], pHeader);
+            }
+            std::vector<CDevice*> vDevices;
+            cl_int nError = CheckProgramDevices(pProgram, num_devices, device_list, vDevices);
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            nError = pProgram->Compile(vDevices, options, vHeaders);
+            if (pfn_notify != nullptr)
+            {
+                pfn_notify(program, user_data);
+            }
+            return nError;
+        });
+}
+
+cl_program clLinkProgram(cl_context context, cl_uint num_devices, const cl_device_id* device_list,
+                         const char* options, cl_uint num_input_programs,
+                         const cl_program* input_programs,
+                         void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                         void* user_data, cl_int* errcode_ret)
+{
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_program
+        {
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
+            if (pContext == nullptr)
+            {
+                return nullptr;
+            }
+            cl_int nError = CL_SUCCESS;
+            if (pfn_notify == nullptr && user_data != nullptr)
+            {
+                nError =
+                    CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
+            }
+            else if (num_input_programs == 0 || input_programs == nullptr)
+            {
+                nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "input_programs", "none given");
+            }
+            std::vector<CProgram*> vInputs;
+            for (cl_uint i = 0; nError == CL_SUCCESS && i < num_input_programs; ++i)
+            {
+                CProgram* pInput = CCLObject::Find<CProgram>(input_programs[i]);
+                if (pInput == nullptr || pInput->GetContext() != pContext)
+                {
+                    nError = CDiagnostics::Refuse(CL_INVALID_PROGRAM, "input_programs",
+                                                  "a program that isn't of the context");
+                }
+                vInputs.push_back(pInput);
+            }
+            std::vector<CDevice*> vDevices;
+            if (nError == CL_SUCCESS)
+            {
+                nError = GetDevices(pContext, num_devices, device_list, vDevices);
+            }
+            CProgram* pProgram = nError == CL_SUCCESS
+                                     ? CProgram::Link(pContext, vDevices, options, vInputs, nError)
+                                     : nullptr;
+            SetError(errcode_ret, nError);
+            cl_program linked =
+                pProgram != nullptr ? static_cast<cl_program>(pProgram->GetHandle()) : nullptr;
+            if (linked != nullptr && pfn_notify != nullptr)
+            {
+                pfn_notify(linked, user_data);
+            }
+            return linked;
         });
 }
 
