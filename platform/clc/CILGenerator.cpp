@@ -414,33 +414,16 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
                        ? Normalize(retyped)
                        : retyped;
         }
-        result = Temp(eTo, value.nLanes);
-        for (unsigned int l = 0; l < value.nLanes; ++l)
+        if (Is64(eTo))
         {
-            const std::string strDest = LaneDest(result, l);
-            if (Is64(eTo))
-            {
-                const std::string strRegister = strDest.substr(0, strDest.find('.'));
-                const bool bLow = strDest.substr(strDest.find('.') + 1) == "xy";
-                const std::string strSource = LaneSource(value, l);
-                Emit("mov " + strRegister + (bLow ? ".x" : ".z") + ", " + strSource);
-                if (IsSigned(eFrom))
-                {
-                    Emit("ishr " + strRegister + (bLow ? ".y" : ".w") + ", " + strSource + ", " +
-                         Source(Literal(E_U32, 31), 0));
-                }
-                else
-                {
-                    Emit("mov " + strRegister + (bLow ? ".y" : ".w") + ", " +
-                         Source(Literal(E_U32, 0), 0));
-                }
-            }
-            else
-            {
-                Emit("mov " + strDest + ", " + LaneSource(value, l));
-            }
+            result = Join(value, IsSigned(eFrom) ? Apply("ishr", E_I32, {value, Literal(E_U32, 31)})
+                                                 : Literal(E_U32, 0));
+            result.eElement = eTo;
+            return result;
         }
-        return Is64(eTo) ? result : Normalize(result);
+        result = Word(value, false);
+        result.eElement = eTo;
+        return Normalize(result);
     }
     const char* pOp = nullptr;
     if (eFrom == E_F32 && eTo == E_F64)
@@ -453,11 +436,11 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
     }
     else if (IsFloat(eTo) && Is64(eFrom))
     {
-        Refuse(pWhere, "conversions from 64-bit integers to floating point are not supported");
+        return eTo == E_F64 ? Int64ToDouble(value) : Int64ToFloat(value);
     }
     else if (IsFloat(eFrom) && Is64(eTo))
     {
-        Refuse(pWhere, "conversions from floating point to 64-bit integers are not supported");
+        return DoubleToInt64(Convert(value, E_F64, pWhere), IsSigned(eTo));
     }
     else if (eTo == E_F32)
     {
@@ -489,6 +472,168 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
         }
     }
     return ElementBytes(eTo) < 4 ? Normalize(result) : result;
+}
+
+// The high or the low 32-bit word of each 64-bit lane, signed where the high word of a
+// signed value is.
+CILGenerator::SValue CILGenerator::Word(const SValue& value, bool bHigh)
+{
+    const SValue source = Materialize(value);
+    const SValue result = Temp(bHigh && IsSigned(value.eElement) ? E_I32 : E_U32, value.nLanes);
+    for (unsigned int l = 0; l < value.nLanes; ++l)
+    {
+        const std::string strSource = LaneSource(source, l);
+        const std::string strRegister = strSource.substr(0, strSource.find('.'));
+        const char cComponent = strSource[strSource.find('.') + (bHigh ? 2 : 1)];
+        Emit("mov " + LaneDest(result, l) + ", " + strRegister + "." + std::string(4, cComponent));
+    }
+    return result;
+}
+
+// hi * 2^32 + lo: the product is exact, so the sum is the one rounding.
+CILGenerator::SValue CILGenerator::Int64ToDouble(const SValue& value)
+{
+    const SValue high = Convert(Word(value, true), E_F64, nullptr);
+    const SValue low = Convert(Word(value, false), E_F64, nullptr);
+    return Apply("dadd", E_F64,
+                 {Apply("dmul", E_F64, {high, Literal(E_F64, DoubleBits(4294967296.0))}), low});
+}
+
+// Through a double, which holds magnitudes below 2^53 exactly; above, the magnitude keeps its
+// top 53 bits and folds the others into a sticky bit, so that the rounding to float, the only
+// one, still sees them.
+CILGenerator::SValue CILGenerator::Int64ToFloat(const SValue& value)
+{
+    const SValue source = Materialize(value);
+    SValue magnitude = source;
+    magnitude.eElement = E_U64;
+    const bool bSigned = IsSigned(value.eElement);
+    if (bSigned)
+    {
+        const SValue negative = Apply("i64lt", E_U64, {source, Literal(E_I64, 0)});
+        magnitude = Apply("cmov_logical", E_U64,
+                          {negative, Apply("i64negate", E_U64, {source}), magnitude});
+    }
+    const SValue rest = Apply("iand", E_U32, {Word(magnitude, false), Literal(E_U32, 0x7FF)});
+    const SValue sticky = Convert(Apply("umin", E_U32, {rest, Literal(E_U32, 1)}), E_U64, nullptr);
+    const SValue folded =
+        Apply("ior", E_U64, {Apply("u64shr", E_U64, {magnitude, Literal(E_U64, 11)}), sticky});
+    const SValue big =
+        Apply("dmul", E_F64, {Int64ToDouble(folded), Literal(E_F64, DoubleBits(2048.0))});
+    const SValue isBig = Apply("u64ge", E_U64, {magnitude, Literal(E_U64, uint64_t(1) << 53)});
+    SValue result = Convert(Apply("cmov_logical", E_F64, {isBig, big, Int64ToDouble(magnitude)}),
+                            E_F32, nullptr);
+    if (bSigned)
+    {
+        // A magnitude's float has no sign bit: the value's own goes there.
+        const SValue sign = Apply("iand", E_U32, {Word(source, true), Literal(E_U32, 0x80000000u)});
+        result = Apply("ior", E_U32, {result, sign});
+        result.eElement = E_F32;
+    }
+    return result;
+}
+
+// |value| of doubles: the sign bit cleared.
+CILGenerator::SValue CILGenerator::DoubleMagnitude(const SValue& value)
+{
+    SValue result = Apply("iand", E_U32, {AsWords(value), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
+    result.eElement = E_F64;
+    result.nLanes = value.nLanes;
+    return result;
+}
+
+// Truncated and saturated, NaN to 0, as the 32-bit conversions are: the high word is the
+// magnitude / 2^32, the low word what remains, both converted by the saturating dtou.
+CILGenerator::SValue CILGenerator::DoubleToInt64(const SValue& valueIn, bool bSigned)
+{
+    const SValue value = Materialize(valueIn);
+    const SValue wide = bSigned ? DoubleMagnitude(value) : value;
+    const SValue highWord =
+        Convert(Apply("dmul", E_F64, {wide, Literal(E_F64, DoubleBits(1.0 / 4294967296.0))}), E_U32,
+                nullptr);
+    const SValue rest = Apply("dsub", E_F64,
+                              {wide, Apply("dmul", E_F64,
+                                           {Convert(highWord, E_F64, nullptr),
+                                            Literal(E_F64, DoubleBits(4294967296.0))})});
+    SValue result = Join(Convert(rest, E_U32, nullptr), highWord);
+    if (!bSigned)
+    {
+        return result;
+    }
+    const SValue negative = Apply("dlt", E_U64, {value, Literal(E_F64, 0)});
+    const SValue positive = Apply("u64min", E_U64, {result, Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
+    const SValue negated =
+        Apply("i64negate", E_U64,
+              {Apply("u64min", E_U64, {result, Literal(E_U64, 0x8000000000000000ull)})});
+    result = Apply("cmov_logical", E_I64, {negative, negated, positive});
+    return result;
+}
+
+// A double rounded to an integral double. Below 2^52 through its truncation, a 64-bit integer,
+// and the fraction that remains; from 2^52 up (and NaN, the infinities) it is integral already.
+CILGenerator::SValue CILGenerator::RoundDouble(const SValue& valueIn, ERounding eRounding)
+{
+    const SValue value = Materialize(valueIn);
+    const SValue integer = DoubleToInt64(value, true);
+    const SValue truncated = Int64ToDouble(integer);
+    const SValue fraction = Apply("dsub", E_F64, {value, truncated});
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    auto step = [&](const SValue& mask) {
+        return Apply("cmov_logical", E_F64, {mask, constant(1.0), constant(0.0)});
+    };
+    SValue up;
+    SValue down;
+    if (eRounding == R_Up)
+    {
+        up = Apply("dlt", E_U64, {constant(0.0), fraction});
+    }
+    else if (eRounding == R_Down)
+    {
+        down = Apply("dlt", E_U64, {fraction, constant(0.0)});
+    }
+    else
+    {
+        // Halves go to the even neighbour.
+        const SValue odd =
+            Apply("i64ne", E_U64,
+                  {Apply("iand", E_U64, {integer, Literal(E_U64, 1)}), Literal(E_U64, 0)});
+        auto beyond = [&](const SValue& above, const SValue& below, double dHalf)
+        {
+            return Apply(
+                "ior", E_U64,
+                {Apply("dlt", E_U64, {above, below}),
+                 Apply("iand", E_U64, {Apply("deq", E_U64, {fraction, constant(dHalf)}), odd})});
+        };
+        up = beyond(constant(0.5), fraction, 0.5);
+        down = beyond(fraction, constant(-0.5), -0.5);
+    }
+    SValue rounded = truncated;
+    if (eRounding != R_Down)
+    {
+        rounded = Apply("dadd", E_F64, {rounded, step(up)});
+    }
+    if (eRounding != R_Up)
+    {
+        rounded = Apply("dsub", E_F64, {rounded, step(down)});
+    }
+    const SValue small =
+        Apply("dlt", E_U64, {DoubleMagnitude(value), constant(4503599627370496.0)});
+    return Apply("cmov_logical", E_F64, {small, rounded, value});
+}
+
+// A 64-bit value per lane from its low and high words.
+CILGenerator::SValue CILGenerator::Join(const SValue& low, const SValue& high)
+{
+    const SValue result = Temp(E_U64, low.nLanes);
+    for (unsigned int l = 0; l < low.nLanes; ++l)
+    {
+        const std::string strDest = LaneDest(result, l);
+        const std::string strRegister = strDest.substr(0, strDest.find('.'));
+        const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
+        Emit("mov " + strRegister + (bFirst ? ".x" : ".z") + ", " + LaneSource(low, l));
+        Emit("mov " + strRegister + (bFirst ? ".y" : ".w") + ", " + LaneSource(high, l));
+    }
+    return result;
 }
 
 // A 32-bit value per lane that is not zero exactly where the value is not zero.
@@ -2709,16 +2854,16 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
             strName.find('_', 8) == std::string::npos ? strName.size() : strName.find('_', 8));
         SValue value = EmitExpr(pCall->getArg(0));
         const EElement eTo = ElementOf(type, pCall);
-        if (IsFloat(value.eElement) && !IsFloat(eTo) && value.eElement == E_F32)
+        const ERounding eRounding = strSuffix.find("_rte") != std::string::npos   ? R_Even
+                                    : strSuffix.find("_rtp") != std::string::npos ? R_Up
+                                    : strSuffix.find("_rtn") != std::string::npos ? R_Down
+                                                                                  : R_Zero;
+        if (IsFloat(value.eElement) && !IsFloat(eTo) && eRounding != R_Zero)
         {
-            const char* pRound = strSuffix.find("_rte") != std::string::npos   ? "round_nearest"
-                                 : strSuffix.find("_rtp") != std::string::npos ? "round_plusinf"
-                                 : strSuffix.find("_rtn") != std::string::npos ? "round_neginf"
-                                                                               : nullptr;
-            if (pRound != nullptr)
-            {
-                value = Apply(pRound, E_F32, {value});
-            }
+            static const char* const s_FloatRounding[] = {"round_nearest", "round_plusinf",
+                                                          "round_neginf"};
+            value = value.eElement == E_F32 ? Apply(s_FloatRounding[eRounding], E_F32, {value})
+                                            : RoundDouble(value, eRounding);
         }
         else if (strSuffix.find("_rt") != std::string::npos &&
                  strSuffix.find("_rte") == std::string::npos && IsFloat(eTo))
@@ -2970,11 +3115,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 1 && strName == "fabs")
         {
-            SValue result =
-                Apply("iand", E_U32, {AsWords(v[0]), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
-            result.eElement = E_F64;
-            result.nLanes = nLanes;
-            return result;
+            return DoubleMagnitude(v[0]);
         }
         if (nArgs == 3 && strName == "clamp")
         {

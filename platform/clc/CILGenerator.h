@@ -54,6 +54,15 @@ private:
         S_Private
     };
 
+    // The rounding of a conversion to an integer: the order of the round_ instructions first.
+    enum ERounding
+    {
+        R_Even,
+        R_Up,
+        R_Down,
+        R_Zero
+    };
+
     // A value in registers (or a literal): nLanes lanes of eElement.
     struct SValue
     {
@@ -145,6 +154,13 @@ private:
     SValue Normalize(const SValue& value);
     SValue Convert(const SValue& value, EElement eTo, const clang::Stmt* pWhere);
     SValue ToCondition(const SValue& value);
+    SValue Word(const SValue& value, bool bHigh);
+    SValue Join(const SValue& low, const SValue& high);
+    SValue Int64ToDouble(const SValue& value);
+    SValue Int64ToFloat(const SValue& value);
+    SValue DoubleToInt64(const SValue& value, bool bSigned);
+    SValue DoubleMagnitude(const SValue& value);
+    SValue RoundDouble(const SValue& value, ERounding eRounding);
     SValue CompareResult(const SValue& mask, clang::QualType type);
     void Copy(const SValue& dest, const SValue& source);
     SValue Extract(const SValue& value, const std::vector<unsigned>& vLanes);

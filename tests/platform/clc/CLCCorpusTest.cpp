@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <random>
 
@@ -248,6 +249,20 @@ template <class T> std::vector<T> RandomValues(size_t nCount, T low, T high, uns
     }
     return v;
 }
+// A conversion with saturation: NaN to 0, the ends of the range beyond it.
+template <class T> T Saturated(double x)
+{
+    if (std::isnan(x))
+    {
+        return 0;
+    }
+    if (x >= std::ldexp(1.0, std::numeric_limits<T>::digits))
+    {
+        return std::numeric_limits<T>::max();
+    }
+    return x < double(std::numeric_limits<T>::min()) ? std::numeric_limits<T>::min() : T(x);
+}
+
 // What sort8 leaves: each run of eight values sorted.
 std::vector<int32_t> SortedByEights(std::vector<int32_t> v)
 {
@@ -590,6 +605,90 @@ TEST(CLCCorpusTest, WideCharDoubleAndLongVectors)
         EXPECT_EQ(0.25 + 2.0, e[i * 2 + 1]);
         EXPECT_EQ((int64_t(i) << 40) + 3, f[i * 2]);
         EXPECT_EQ(-int64_t(i) + 4, f[i * 2 + 1]);
+    }
+}
+
+TEST(CLCCorpusTest, ConversionsBetween64BitIntegersAndFloatingPoint)
+{
+    // Around the places where rounding goes wrong: beyond 2^53, where bits below a double's
+    // precision still decide a float's rounding, halves, the ends of the ranges.
+    const std::vector<int64_t> l = {0,
+                                    -1,
+                                    (int64_t(1) << 53) + 1,
+                                    (int64_t(1) << 62) + (int64_t(1) << 38) + 1,
+                                    -((int64_t(1) << 62) + (int64_t(1) << 38)),
+                                    (int64_t(1) << 24) + 1,
+                                    INT64_MIN,
+                                    INT64_MAX,
+                                    123456789012345,
+                                    -987654321,
+                                    (int64_t(1) << 40) + (int64_t(1) << 16),
+                                    (int64_t(1) << 40) + (int64_t(1) << 16) + 1,
+                                    7,
+                                    -7,
+                                    INT64_MAX - 1023,
+                                    -(int64_t(1) << 55) - 3};
+    const std::vector<uint64_t> u = {0,
+                                     1,
+                                     UINT64_MAX,
+                                     (uint64_t(1) << 63) + (uint64_t(1) << 39) + 1,
+                                     (uint64_t(1) << 63) + (uint64_t(1) << 39),
+                                     (uint64_t(1) << 53) + 1,
+                                     (uint64_t(1) << 32) - 1,
+                                     uint64_t(1) << 32,
+                                     12345678901234567890u,
+                                     (uint64_t(1) << 24) + 1,
+                                     42,
+                                     (uint64_t(1) << 54) + 3,
+                                     (uint64_t(1) << 40) + (uint64_t(1) << 16) + 1,
+                                     UINT64_MAX - 2048,
+                                     999,
+                                     uint64_t(1) << 63};
+    const std::vector<double> d = {
+        0.0,   2.5,        -2.5,        3.5,    -3.5,    0.49999999999999994,
+        -0.75, 1e15 + 0.5, -1e15 - 0.5, 9.0e18, -9.0e18, 4503599627370497.0,
+        1.25,  -1.25,      123.5,       -1e-300};
+    const std::vector<float> f = {0.0f,        2.5f,   -3.5f, 0.75f, 1.7e19f, -1.7e19f,
+                                  123456.7f,   -1e-3f, 1e9f,  -1e9f, 5.5f,    -5.5f,
+                                  16777216.0f, 3e18f,  -0.5f, 1.5f};
+    const size_t n = l.size();
+    const auto vOut =
+        RunEverywhere({"convert64.cl",
+                       "convert64",
+                       {Buffer(l), Buffer(u), Buffer(d), Buffer(f),
+                        Buffer(std::vector<float>(2 * n)), Buffer(std::vector<double>(2 * n)),
+                        Buffer(std::vector<int64_t>(2 * n)), Buffer(std::vector<uint64_t>(2 * n)),
+                        Buffer(std::vector<int64_t>(4 * n)), Buffer(std::vector<int32_t>(4 * n))},
+                       {n},
+                       {},
+                       ""},
+                      {});
+    ASSERT_EQ(10u, vOut.size());
+    const std::vector<float> lf = Values<float>(vOut[4]);
+    const std::vector<double> ld = Values<double>(vOut[5]);
+    const std::vector<int64_t> dl = Values<int64_t>(vOut[6]);
+    const std::vector<uint64_t> du = Values<uint64_t>(vOut[7]);
+    const std::vector<int64_t> rounded = Values<int64_t>(vOut[8]);
+    const std::vector<int32_t> ri = Values<int32_t>(vOut[9]);
+    for (size_t i = 0; i < n; ++i)
+    {
+        EXPECT_EQ(float(l[i]), lf[2 * i]) << i;
+        EXPECT_EQ(float(u[i]), lf[2 * i + 1]) << i;
+        EXPECT_EQ(double(l[i]), ld[2 * i]) << i;
+        EXPECT_EQ(double(u[i]), ld[2 * i + 1]) << i;
+        EXPECT_EQ(int64_t(d[i]), dl[2 * i]) << i;
+        EXPECT_EQ(Saturated<int64_t>(f[i] * 1e10f), dl[2 * i + 1]) << i;
+        EXPECT_EQ(Saturated<uint64_t>(d[i]), du[2 * i]) << i;
+        EXPECT_EQ(uint64_t(std::fabs(f[i])), du[2 * i + 1]) << i;
+        EXPECT_EQ(int64_t(std::nearbyint(d[i])), rounded[4 * i]) << i;
+        EXPECT_EQ(int64_t(std::ceil(d[i])), rounded[4 * i + 1]) << i;
+        EXPECT_EQ(int64_t(std::floor(d[i])), rounded[4 * i + 2]) << i;
+        EXPECT_EQ(Saturated<int64_t>(std::nearbyint(f[i])), rounded[4 * i + 3]) << i;
+        const double vInts[4] = {d[i], -d[i], d[i] * 0.5, double(i) + 0.5};
+        for (int k = 0; k < 4; ++k)
+        {
+            EXPECT_EQ(Saturated<int32_t>(std::nearbyint(vInts[k])), ri[4 * i + k]) << i << "." << k;
+        }
     }
 }
 
