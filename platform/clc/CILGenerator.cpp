@@ -157,6 +157,11 @@ CILGenerator::EElement CILGenerator::ElementOf(clang::QualType type,
     {
         type = pEnum->getDecl()->getIntegerType().getCanonicalType();
     }
+    // Copies between global and local memory are done when they return: their events are 0.
+    if (type->isEventT())
+    {
+        return E_U32;
+    }
     const auto* pBuiltin = type->getAs<clang::BuiltinType>();
     if (pBuiltin == nullptr)
     {
@@ -922,6 +927,11 @@ void CILGenerator::StoreMemory(ESpace eSpace, const SValue& address, const SValu
     }
 }
 
+bool CILGenerator::IsRegisterType(clang::QualType type)
+{
+    return type->isScalarType() || type->isVectorType() || type->isEventT();
+}
+
 CILGenerator::SValue CILGenerator::Load(const SLValue& lvalue, const clang::Stmt* pWhere)
 {
     if (!lvalue.bMemory)
@@ -929,7 +939,7 @@ CILGenerator::SValue CILGenerator::Load(const SLValue& lvalue, const clang::Stmt
         return lvalue.vLanes.empty() ? lvalue.value : Extract(lvalue.value, lvalue.vLanes);
     }
     const clang::QualType type = lvalue.type.getCanonicalType();
-    if (!type->isScalarType() && !type->isVectorType())
+    if (!IsRegisterType(type))
     {
         Refuse(pWhere, "a value of type '" + TypeName(lvalue.type) +
                            "' can't be held in registers; copy its members one by one");
@@ -958,7 +968,7 @@ void CILGenerator::Store(const SLValue& lvalue, const SValue& value, const clang
         return;
     }
     const clang::QualType type = lvalue.type.getCanonicalType();
-    if (!type->isScalarType() && !type->isVectorType())
+    if (!IsRegisterType(type))
     {
         Refuse(pWhere, "assignment of a whole '" + TypeName(lvalue.type) +
                            "' is not supported; assign its members one by one");
@@ -2266,6 +2276,7 @@ CILGenerator::SValue CILGenerator::EmitCast(const clang::CastExpr* pCast)
     case clang::CK_VectorSplat:
         return Splat(EmitExpr(pSub), LanesOf(type));
     case clang::CK_NullToPointer:
+    case clang::CK_ZeroToOCLOpaqueType:
         return Literal(ElementOf(type, pCast), 0);
     default:
         Refuse(pCast,
@@ -2797,6 +2808,45 @@ CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clan
     return result;
 }
 
+// The work-items of the group share the elements, each taking every group-size-th from its flat
+// local id on, so the copy is done when the call returns; wait_group_events is the barrier
+// after which the whole group sees it.
+CILGenerator::SValue CILGenerator::AsyncCopy(const clang::CallExpr* pCall, bool bStrided)
+{
+    const clang::Expr* pDest = pCall->getArg(0);
+    const clang::Expr* pSource = pCall->getArg(1);
+    const SValue dest = Materialize(EmitExpr(pDest));
+    const SValue source = Materialize(EmitExpr(pSource));
+    const SValue count = Materialize(Convert(EmitExpr(pCall->getArg(2)), E_U32, pCall));
+    const SValue stride = bStrided ? Materialize(Convert(EmitExpr(pCall->getArg(3)), E_U32, pCall))
+                                   : Literal(E_U32, 1);
+    const SValue event = EmitExpr(pCall->getArg(bStrided ? 4 : 3));
+    const clang::QualType element = pDest->getType()->getPointeeType();
+    const bool bToLocal = SpaceOf(element) == S_Local;
+    const SValue index = Temp(E_U32, 1);
+    const SValue groupSize = Temp(E_U32, 1);
+    Emit("imad " + LaneDest(index, 0) + ", vTidInGrp0.zzzz, cb0[1].yyyy, vTidInGrp0.yyyy");
+    Emit("imad " + LaneDest(index, 0) + ", " + LaneSource(index, 0) +
+         ", cb0[1].xxxx, vTidInGrp0.xxxx");
+    Emit("imul " + LaneDest(groupSize, 0) + ", cb0[1].xxxx, cb0[1].yyyy");
+    Emit("imul " + LaneDest(groupSize, 0) + ", " + LaneSource(groupSize, 0) + ", cb0[1].zzzz");
+    Emit("whileloop");
+    Emit("break_logicalz " + LaneSource(Apply("ult", E_U32, {index, count}), 0));
+    const SValue strided = Apply("imul", E_U32, {index, stride});
+    const SValue from =
+        PointerArithmetic(clang::BO_Add, pSource, source, bToLocal ? strided : index, pCall);
+    const SValue to =
+        PointerArithmetic(clang::BO_Add, pDest, dest, bToLocal ? index : strided, pCall);
+    const SValue shape = ShapeOf(element, pCall);
+    StoreMemory(SpaceOf(element), to,
+                LoadMemory(SpaceOf(pSource->getType()->getPointeeType()), from, shape.eElement,
+                           shape.nLanes));
+    Emit("iadd " + LaneDest(index, 0) + ", " + LaneSource(index, 0) + ", " +
+         LaneSource(groupSize, 0));
+    Emit("endloop");
+    return event;
+}
+
 CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
                                                const std::string& strName)
 {
@@ -2820,6 +2870,19 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     if (strName.compare(0, 7, "atomic_") == 0 || strName.compare(0, 5, "atom_") == 0)
     {
         return Atomic(strName, pCall);
+    }
+    if (strName == "async_work_group_copy" || strName == "async_work_group_strided_copy")
+    {
+        return AsyncCopy(pCall, strName == "async_work_group_strided_copy");
+    }
+    if (strName == "wait_group_events")
+    {
+        Emit("fence_threads_lds_memory");
+        return Literal(E_I32, 0);
+    }
+    if (strName == "prefetch")
+    {
+        return Literal(E_I32, 0);
     }
     const clang::QualType type = pCall->getType().getCanonicalType();
     if (strName.compare(0, 5, "vload") == 0 && pCall->getNumArgs() == 2)

@@ -176,6 +176,8 @@ private:
     void StoreIndexedWords(const SValue& address, const SValue& words);
     SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement, unsigned int nLanes);
     void StoreMemory(ESpace eSpace, const SValue& address, const SValue& value);
+    // Scalars, vectors and events: what a register holds.
+    static bool IsRegisterType(clang::QualType type);
     SValue Load(const SLValue& lvalue, const clang::Stmt* pWhere);
     void Store(const SLValue& lvalue, const SValue& value, const clang::Stmt* pWhere);
     uint32_t AllocatePrivate(uint64_t nBytes);
@@ -216,6 +218,7 @@ private:
     SValue EmitBuiltin(const clang::CallExpr* pCall, const std::string& strName);
     SValue WorkItem(const std::string& strName, const clang::CallExpr* pCall);
     SValue Atomic(const std::string& strName, const clang::CallExpr* pCall);
+    SValue AsyncCopy(const clang::CallExpr* pCall, bool bStrided);
     SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
                 const clang::CallExpr* pCall);
     SValue IncrementDecrement(const clang::UnaryOperator* pUnary);

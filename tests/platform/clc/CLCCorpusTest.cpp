@@ -692,6 +692,60 @@ TEST(CLCCorpusTest, ConversionsBetween64BitIntegersAndFloatingPoint)
     }
 }
 
+TEST(CLCCorpusTest, AsyncCopiesBetweenGlobalAndLocalMemory)
+{
+    const int nGroups = 4;
+    const int nSize = 16;
+    const std::vector<float> in = RandomValues<float>(nGroups * nSize, -10, 10, 21);
+    auto vOut = RunEverywhere({"async.cl",
+                               "async_tile",
+                               {Buffer(in), Buffer(std::vector<float>(in.size())),
+                                Buffer(std::vector<float>(nGroups * nSize)),
+                                Local(nSize * sizeof(float)), Value<int32_t>(nGroups)},
+                               {size_t(nGroups * nSize)},
+                               {size_t(nSize)},
+                               ""},
+                              {CMP_Exact, CMP_Float, CMP_Float});
+    ASSERT_EQ(5u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[1]);
+    const std::vector<float> columns = Values<float>(vOut[2]);
+    for (int g = 0; g < nGroups; ++g)
+    {
+        for (int l = 0; l < nSize; ++l)
+        {
+            const float* pRow = &in[size_t(g * nSize)];
+            const float fLeft = l > 0 ? pRow[l - 1] : 0.0f;
+            const float fRight = l + 1 < nSize ? pRow[l + 1] : 0.0f;
+            const float fExpected = fLeft + pRow[l] * 2.0f + fRight;
+            EXPECT_EQ(fExpected, out[size_t(g * nSize + l)]) << g << "." << l;
+            // The strided copy puts a group's element l at l * width + group.
+            EXPECT_EQ(fExpected, columns[size_t(l * nGroups + g)]) << g << "." << l;
+        }
+    }
+
+    const std::vector<int32_t> pairs = RandomValues<int32_t>(nGroups * nSize * 4, -1000, 1000, 22);
+    vOut = RunEverywhere({"async.cl",
+                          "async_gather",
+                          {Buffer(pairs), Buffer(std::vector<int32_t>(nGroups * nSize * 2)),
+                           Local(nSize * 2 * sizeof(int32_t))},
+                          {size_t(nGroups * nSize)},
+                          {size_t(nSize)},
+                          ""},
+                         {});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<int32_t> gathered = Values<int32_t>(vOut[1]);
+    for (int g = 0; g < nGroups; ++g)
+    {
+        for (int l = 0; l < nSize; ++l)
+        {
+            const size_t nFrom = size_t((g * nSize * 2 + (nSize - 1 - l) * 2) * 2);
+            const size_t nTo = size_t((g * nSize + l) * 2);
+            EXPECT_EQ(pairs[nFrom] * 3, gathered[nTo]) << g << "." << l;
+            EXPECT_EQ(pairs[nFrom + 1] * 3, gathered[nTo + 1]) << g << "." << l;
+        }
+    }
+}
+
 // With -g the binary carries the IL with the source lines marked.
 TEST_F(CLFixture, DebugBuildCarriesSourceLines)
 {
