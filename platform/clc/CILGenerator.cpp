@@ -626,6 +626,116 @@ CILGenerator::SValue CILGenerator::RoundDouble(const SValue& valueIn, ERounding 
     return Apply("cmov_logical", E_F64, {small, rounded, value});
 }
 
+// 2^t of doubles t, as floats within about 1.5 ulp: t = hi + lo with hi a float, 2^hi from
+// exp_vec and 2^lo ~ 1 + lo ln 2, since lo is below 2^-17. Beyond +-200 every float result is 0
+// or infinite, which keeps lo finite.
+CILGenerator::SValue CILGenerator::Exp2Precise(const SValue& t)
+{
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    const SValue clamped =
+        Apply("dmin", E_F64, {Apply("dmax", E_F64, {t, constant(-200.0)}), constant(200.0)});
+    const SValue high = Convert(clamped, E_F32, nullptr);
+    const SValue low =
+        Convert(Apply("dsub", E_F64, {clamped, Convert(high, E_F64, nullptr)}), E_F32, nullptr);
+    const SValue power = Apply("exp_vec", E_F32, {high});
+    SValue result = Apply(
+        "mad", E_F32,
+        {power, Apply("mul", E_F32, {low, Literal(E_F32, FloatBits(0.6931471805599453f))}), power});
+    // An infinite 2^hi stays infinite whatever the sign of lo.
+    result = Apply("cmov_logical", E_F32,
+                   {Apply("eq", E_U32, {power, Literal(E_F32, 0x7F800000u)}), power, result});
+    const SValue nan = Word(Apply("dne", E_U64, {t, t}), false);
+    return Apply("cmov_logical", E_F32, {nan, Literal(E_F32, 0x7FC00000u), result});
+}
+
+// log2 of positive floats as doubles, to about 2^-50: x = m 2^e with m in [sqrt(1/2), sqrt(2)),
+// and ln m = 2 atanh(s), s = (m - 1) / (m + 1), by its series to s^17. Zero, the infinities and
+// NaN take log_vec's answer, which is exact for them.
+CILGenerator::SValue CILGenerator::Log2Precise(const SValue& x)
+{
+    auto word = [this](uint32_t n) { return Literal(E_U32, n); };
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    // Subnormals are scaled by 2^24 first.
+    const SValue subnormal = Apply("ult", E_U32, {x, word(0x00800000u)});
+    const SValue scaled =
+        Apply("cmov_logical", E_U32,
+              {subnormal, Apply("mul", E_F32, {x, Literal(E_F32, FloatBits(16777216.0f))}), x});
+    const SValue bias = Apply("cmov_logical", E_I32, {subnormal, word(127 + 24), word(127)});
+    SValue mantissa =
+        Apply("ior", E_U32, {Apply("iand", E_U32, {scaled, word(0x007FFFFFu)}), word(0x3F800000u)});
+    const SValue large = Apply("ult", E_U32, {word(0x3FB504F3u), mantissa});
+    mantissa = Apply("isub", E_U32, {mantissa, Apply("iand", E_U32, {large, word(0x00800000u)})});
+    mantissa.eElement = E_F32;
+    const SValue exponent =
+        Apply("iadd", E_I32,
+              {Apply("isub", E_I32, {Apply("ushr", E_U32, {scaled, word(23)}), bias}),
+               Apply("iand", E_U32, {large, word(1)})});
+    const SValue m = Convert(mantissa, E_F64, nullptr);
+    const SValue s =
+        Apply("ddiv", E_F64,
+              {Apply("dsub", E_F64, {m, constant(1.0)}), Apply("dadd", E_F64, {m, constant(1.0)})});
+    const SValue s2 = Apply("dmul", E_F64, {s, s});
+    SValue series = constant(1.0 / 17.0);
+    for (int n = 15; n >= 1; n -= 2)
+    {
+        series = Apply("dmad", E_F64, {s2, Materialize(series), constant(1.0 / n)});
+    }
+    const SValue logM = Apply("dmul", E_F64, {Apply("dadd", E_F64, {s, s}), series});
+    const SValue result = Apply(
+        "dmad", E_F64, {logM, constant(1.4426950408889634), Convert(exponent, E_F64, nullptr)});
+    const SValue finite = Apply("iand", E_U32,
+                                {Apply("lt", E_U32, {Literal(E_F32, 0), x}),
+                                 Apply("lt", E_U32, {x, Literal(E_F32, 0x7F800000u)})});
+    const SValue special = Convert(Apply("log_vec", E_F32, {x}), E_F64, nullptr);
+    return Apply("cmov_logical", E_F64, {Join(finite, finite), result, special});
+}
+
+// pow as 2^(y log2 |x|) in double precision, then C's special cases: the sign of odd integer
+// powers of negative x, NaN for negative x to a finite non-integer power, and 1 for y = 0,
+// x = 1, and |x| = 1 to an infinite power. powr is NaN for every negative x.
+CILGenerator::SValue CILGenerator::Power(const SValue& x, const SValue& y, bool bPowr)
+{
+    auto word = [this](uint32_t n) { return Literal(E_U32, n); };
+    auto constant = [this](float f) { return Literal(E_F32, FloatBits(f)); };
+    const SValue magnitude = Apply("abs", E_F32, {x});
+    SValue result =
+        Exp2Precise(Apply("dmul", E_F64, {Convert(y, E_F64, nullptr), Log2Precise(magnitude)}));
+    const SValue yMagnitude = Apply("abs", E_F32, {y});
+    const SValue integral = Apply("eq", E_U32, {Apply("round_z", E_F32, {y}), y});
+    const SValue odd = Apply(
+        "iand", E_U32,
+        {Apply("iand", E_U32, {integral, Apply("lt", E_U32, {yMagnitude, constant(16777216.0f)})}),
+         Apply("ine", E_U32,
+               {Apply("iand", E_U32, {Apply("ftoi", E_I32, {y}), word(1)}), word(0)})});
+    const SValue negative =
+        Apply("ine", E_U32, {Apply("iand", E_U32, {x, word(0x80000000u)}), word(0)});
+    result = Apply(
+        "ixor", E_F32,
+        {result, Apply("iand", E_U32, {Apply("iand", E_U32, {negative, odd}), word(0x80000000u)})});
+    SValue invalid = Apply("lt", E_U32, {x, constant(0.0f)});
+    if (!bPowr)
+    {
+        invalid =
+            Apply("iand", E_U32,
+                  {invalid, Apply("iand", E_U32,
+                                  {Apply("lt", E_U32, {magnitude, Literal(E_F32, 0x7F800000u)}),
+                                   Apply("ieq", E_U32, {integral, word(0)})})});
+    }
+    result = Apply("cmov_logical", E_F32, {invalid, Literal(E_F32, 0x7FC00000u), result});
+    if (bPowr)
+    {
+        return result;
+    }
+    const SValue unit = Apply(
+        "ior", E_U32,
+        {Apply("ior", E_U32,
+               {Apply("eq", E_U32, {y, constant(0.0f)}), Apply("eq", E_U32, {x, constant(1.0f)})}),
+         Apply("iand", E_U32,
+               {Apply("eq", E_U32, {magnitude, constant(1.0f)}),
+                Apply("eq", E_U32, {yMagnitude, Literal(E_F32, 0x7F800000u)})})});
+    return Apply("cmov_logical", E_F32, {unit, constant(1.0f), result});
+}
+
 // A 64-bit value per lane from its low and high words.
 CILGenerator::SValue CILGenerator::Join(const SValue& low, const SValue& high)
 {
@@ -3045,13 +3155,11 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         {
             return apply(strName == "mad" ? "mad" : "fma", v);
         }
-        if (nArgs == 1 && strName == "exp")
+        if (nArgs == 1 && (strName == "exp" || strName == "exp10"))
         {
-            return apply("exp_vec", {apply("mul", {v[0], constant(1.4426950408889634)})});
-        }
-        if (nArgs == 1 && strName == "exp10")
-        {
-            return apply("exp_vec", {apply("mul", {v[0], constant(3.3219280948873622)})});
+            const double dLog2 = strName == "exp" ? 1.4426950408889634 : 3.3219280948873622;
+            return Exp2Precise(Apply(
+                "dmul", E_F64, {Convert(v[0], E_F64, pCall), Literal(E_F64, DoubleBits(dLog2))}));
         }
         if (nArgs == 1 && strName == "log")
         {
@@ -3067,7 +3175,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 2 && (strName == "pow" || strName == "powr"))
         {
-            return apply("exp_vec", {apply("mul", {v[1], apply("log_vec", {v[0]})})});
+            return Power(Materialize(v[0]), Materialize(v[1]), strName == "powr");
         }
         if (nArgs == 1 && (strName == "degrees" || strName == "radians"))
         {

@@ -160,6 +160,9 @@ private:
     SValue Int64ToFloat(const SValue& value);
     SValue DoubleToInt64(const SValue& value, bool bSigned);
     SValue DoubleMagnitude(const SValue& value);
+    SValue Exp2Precise(const SValue& t);
+    SValue Log2Precise(const SValue& x);
+    SValue Power(const SValue& x, const SValue& y, bool bPowr);
     SValue RoundDouble(const SValue& value, ERounding eRounding);
     SValue CompareResult(const SValue& mask, clang::QualType type);
     void Copy(const SValue& dest, const SValue& source);

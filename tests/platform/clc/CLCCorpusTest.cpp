@@ -189,6 +189,11 @@ void ExpectClose(const std::vector<uint8_t>& vExpected, const std::vector<uint8_
     {
         for (size_t i = 0; i < expected.size(); ++i)
         {
+            // Equal infinities, and NaN against NaN whatever its bits, agree.
+            if (expected[i] == actual[i] || (std::isnan(expected[i]) && std::isnan(actual[i])))
+            {
+                continue;
+            }
             const double dTolerance = 1e-5 * std::max(1.0, std::fabs(double(expected[i])));
             ASSERT_NEAR(double(expected[i]), double(actual[i]), dTolerance)
                 << strWhat << " element " << i;
@@ -742,6 +747,108 @@ TEST(CLCCorpusTest, AsyncCopiesBetweenGlobalAndLocalMemory)
             const size_t nTo = size_t((g * nSize + l) * 2);
             EXPECT_EQ(pairs[nFrom] * 3, gathered[nTo]) << g << "." << l;
             EXPECT_EQ(pairs[nFrom + 1] * 3, gathered[nTo + 1]) << g << "." << l;
+        }
+    }
+}
+
+TEST(CLCCorpusTest, ExponentialsLogarithmsAndPowersWithinTheirErrorBounds)
+{
+    const size_t n = 256;
+    std::vector<float> x = RandomValues<float>(n, -80.0f, 80.0f, 23);
+    std::vector<float> y = RandomValues<float>(n, -1000.0f, 1000.0f, 24);
+    // Small magnitudes, where the logarithms' relative error shows, and values close to 1.
+    for (size_t i = 0; i < 32; ++i)
+    {
+        y[i] = std::ldexp(y[i], -int(i) * 4);
+        y[i + 32] = 1.0f + y[i + 32] * 1e-6f;
+    }
+    const auto vOut = RunEverywhere({"precision.cl",
+                                     "precision",
+                                     {Buffer(x), Buffer(y), Buffer(std::vector<float>(7 * n))},
+                                     {n},
+                                     {},
+                                     ""},
+                                    {CMP_Exact, CMP_Exact, CMP_Float});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[2]);
+    // The distance from the exact result in units of the last place of the float nearest it.
+    const auto ulps = [](float fActual, double dExact)
+    {
+        const float fNearest = float(dExact);
+        if (std::isinf(fNearest))
+        {
+            return fActual == fNearest ? 0.0 : INFINITY;
+        }
+        const double dUlp =
+            double(std::nextafter(std::fabs(fNearest), INFINITY)) - double(std::fabs(fNearest));
+        return std::fabs(double(fActual) - dExact) / dUlp;
+    };
+    struct SBound
+    {
+        const char* pName;
+        double dUlps;
+    };
+    const SBound bounds[] = {{"exp", 3},   {"exp10", 3}, {"log", 3},
+                             {"log10", 3}, {"pow", 16},  {"pow with an integer exponent", 16},
+                             {"exp2", 3}};
+    for (size_t i = 0; i < n; ++i)
+    {
+        const double a = x[i];
+        const double b = y[i];
+        const double vExact[7] = {std::exp(a),
+                                  std::pow(10.0, double(x[i] * 0.375f)),
+                                  std::log(std::fabs(b)),
+                                  std::log10(std::fabs(b)),
+                                  std::pow(std::fabs(b), double(x[i] * 0.125f)),
+                                  std::pow(b, double(int(i % 9) - 4)),
+                                  std::exp2(a)};
+        for (size_t k = 0; k < 7; ++k)
+        {
+            EXPECT_LE(ulps(out[7 * i + k], vExact[k]), bounds[k].dUlps)
+                << bounds[k].pName << " at " << x[i] << ", " << y[i] << ": " << out[7 * i + k];
+        }
+    }
+}
+
+TEST(CLCCorpusTest, PowSpecialCases)
+{
+    const float fInf = INFINITY;
+    const float fNaN = NAN;
+    const std::vector<std::pair<float, float>> vCases = {
+        {0.0f, -1.0f},        {-0.0f, -1.0f}, {-0.0f, -2.0f}, {-0.0f, 3.0f}, {-2.0f, 3.0f},
+        {-2.0f, 0.5f},        {1.0f, fNaN},   {fNaN, 0.0f},   {-1.0f, fInf}, {0.5f, -fInf},
+        {2.0f, -fInf},        {-fInf, -3.0f}, {-fInf, 3.0f},  {-fInf, 0.5f}, {fInf, -1.0f},
+        {-8.0f, 1.0f / 3.0f}, {4.0f, 0.5f},   {2.0f, 10.0f},  {fNaN, 1.0f},  {-3.0f, -2.0f}};
+    std::vector<float> x;
+    std::vector<float> y;
+    for (const auto& c : vCases)
+    {
+        x.push_back(c.first);
+        y.push_back(c.second);
+    }
+    const auto vOut = RunEverywhere({"precision.cl",
+                                     "pow_cases",
+                                     {Buffer(x), Buffer(y), Buffer(std::vector<float>(x.size()))},
+                                     {x.size() / 4},
+                                     {},
+                                     ""},
+                                    {CMP_Exact, CMP_Exact, CMP_Exact});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[2]);
+    for (size_t i = 0; i < x.size(); ++i)
+    {
+        const float fExpected = std::pow(x[i], y[i]);
+        if (std::isnan(fExpected))
+        {
+            EXPECT_TRUE(std::isnan(out[i])) << "pow(" << x[i] << ", " << y[i] << ") = " << out[i];
+        }
+        else
+        {
+            uint32_t nExpected = 0;
+            uint32_t nActual = 0;
+            std::memcpy(&nExpected, &fExpected, sizeof(nExpected));
+            std::memcpy(&nActual, &out[i], sizeof(nActual));
+            EXPECT_EQ(nExpected, nActual) << "pow(" << x[i] << ", " << y[i] << ") = " << out[i];
         }
     }
 }
