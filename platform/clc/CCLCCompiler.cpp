@@ -107,15 +107,16 @@ std::unique_ptr<clang::CompilerInstance> Parse(const SCLCUnit& unit, const std::
     {
         vArguments.push_back("-I.");
     }
-    vArguments.insert(vArguments.begin(),
-                      {strStandard, "-x", "cl", "-triple",
-                       target.b64Bit ? "spir64-unknown-unknown" : "spir-unknown-unknown",
-                       "-finclude-default-header", "-fdeclare-opencl-builtins",
-                       "-cl-ext=-all,+cl_khr_fp64,+cl_khr_int64_base_atomics,"
-                       "+cl_khr_global_int32_base_atomics,+cl_khr_local_int32_base_atomics,"
-                       "+cl_khr_global_int32_extended_atomics,"
-                       "+cl_khr_local_int32_extended_atomics,+cl_khr_byte_addressable_store",
-                       "-fno-builtin", strName});
+    vArguments.insert(
+        vArguments.begin(),
+        {strStandard, "-x", "cl", "-triple",
+         target.b64Bit ? "spir64-unknown-unknown" : "spir-unknown-unknown",
+         "-finclude-default-header", "-fdeclare-opencl-builtins",
+         "-cl-ext=-all,+cl_khr_fp64,+cl_khr_int64_base_atomics,+cl_khr_int64_extended_atomics,"
+         "+cl_khr_global_int32_base_atomics,+cl_khr_local_int32_base_atomics,"
+         "+cl_khr_global_int32_extended_atomics,"
+         "+cl_khr_local_int32_extended_atomics,+cl_khr_byte_addressable_store",
+         "-fno-builtin", strName});
     std::vector<const char*> vArgumentTexts;
     for (const std::string& strArgument : vArguments)
     {

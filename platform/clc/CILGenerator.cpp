@@ -16,6 +16,8 @@ const uint32_t GLOBAL_UAV = 11;
 const uint32_t PRIVATE_UAV = 8;
 const uint32_t LDS_ID = 1;
 const char* const COMPONENTS = "xyzw";
+// The row of cb0 whose .xy hold the address of the device's lock word.
+const uint32_t LOCK_ROW = 15;
 
 std::string Hex(uint32_t n)
 {
@@ -2869,16 +2871,16 @@ CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clan
     std::string strOp = strName.substr(strName.find('_') + 1);
     const clang::QualType pointee = pCall->getArg(0)->getType()->getPointeeType();
     const EElement eElement = ElementOf(pointee, pCall);
-    if (Is64(eElement))
-    {
-        Refuse(pCall, "64-bit atomics are not supported yet");
-    }
     const ESpace eSpace = SpaceOf(pointee);
     if (eSpace == S_Private)
     {
         Refuse(pCall, "atomics on private memory are not supported");
     }
     const SValue address = Materialize(EmitExpr(pCall->getArg(0)));
+    if (Is64(eElement))
+    {
+        return Atomic64(strOp, pCall, eElement, eSpace, address);
+    }
     SValue operand = Literal(E_U32, 1);
     SValue compare;
     if (strOp == "cmpxchg")
@@ -2921,6 +2923,70 @@ CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clan
 // The work-items of the group share the elements, each taking every group-size-th from its flat
 // local id on, so the copy is done when the call returns; wait_group_events is the barrier
 // after which the whole group sees it.
+// The IL has no 64-bit atomics: the device's lock word, whose address a launch puts in cb0[15],
+// guards a plain read, change and write. The lanes of a group take the lock in turn, one per
+// pass of the loop; between groups the compare-exchange on the lock decides.
+CILGenerator::SValue CILGenerator::Atomic64(const std::string& strOp, const clang::CallExpr* pCall,
+                                            EElement eElement, ESpace eSpace, const SValue& address)
+{
+    SValue operand = Literal(eElement, 1);
+    SValue compare;
+    if (strOp == "cmpxchg")
+    {
+        compare = Materialize(EmitExpr(pCall->getArg(1)));
+        operand = Materialize(EmitExpr(pCall->getArg(2)));
+    }
+    else if (strOp != "inc" && strOp != "dec")
+    {
+        operand = Materialize(EmitExpr(pCall->getArg(1)));
+    }
+    const SValue lock = Temp(AddressElement(S_Global), 1);
+    Emit("mov " + LaneDest(lock, 0) + ", cb0[" + std::to_string(LOCK_ROW) + "]" +
+         (Is64(lock.eElement) ? ".xyxy" : ".xxxx"));
+    const SValue done = Temp(E_I32, 1);
+    const SValue taken = Temp(E_U32, 1);
+    Copy(done, Literal(E_I32, 0));
+    Emit("whileloop");
+    Emit("break_logicalnz " + LaneSource(done, 0));
+    const std::string strLockOp = MemoryOp("uav_read_cmp_xchg", "", S_Global) + " " +
+                                  LaneDest(taken, 0) + ", " + AddressOperand(lock) + ", ";
+    Emit(strLockOp + Source(Literal(E_U32, 1), 0) + ", " + Source(Literal(E_U32, 0), 0));
+    Emit("if_logicalz " + LaneSource(taken, 0));
+    const SValue old = LoadMemory(eSpace, address, eElement, 1);
+    const bool bSigned = IsSigned(eElement);
+    static const std::map<std::string, const char*> s_Ops = {
+        {"add", "i64add"}, {"inc", "i64add"}, {"sub", "i64sub"}, {"dec", "i64sub"},
+        {"and", "iand"},   {"or", "ior"},     {"xor", "ixor"}};
+    SValue changed = operand;
+    if (s_Ops.count(strOp) != 0)
+    {
+        changed = Apply(s_Ops.at(strOp), eElement, {old, operand});
+    }
+    else if (strOp == "min" || strOp == "max")
+    {
+        changed = Apply(strOp == "min" ? (bSigned ? "i64min" : "u64min")
+                                       : (bSigned ? "i64max" : "u64max"),
+                        eElement, {old, operand});
+    }
+    else if (strOp == "cmpxchg")
+    {
+        changed =
+            Apply("cmov_logical", eElement, {Apply("i64eq", E_U64, {old, compare}), operand, old});
+    }
+    else if (strOp != "xchg")
+    {
+        Refuse(pCall, "the 64-bit atomic " + strOp + " is not supported");
+    }
+    StoreMemory(eSpace, address, Materialize(changed));
+    // Releasing the lock is atomic too, so that the other groups see it.
+    Emit(MemoryOp("uav_read_xchg", "", S_Global) + " " + LaneDest(taken, 0) + ", " +
+         AddressOperand(lock) + ", " + Source(Literal(E_U32, 0), 0));
+    Copy(done, Literal(E_I32, -1));
+    Emit("endif");
+    Emit("endloop");
+    return old;
+}
+
 CILGenerator::SValue CILGenerator::AsyncCopy(const clang::CallExpr* pCall, bool bStrided)
 {
     const clang::Expr* pDest = pCall->getArg(0);

@@ -221,6 +221,8 @@ private:
     SValue EmitBuiltin(const clang::CallExpr* pCall, const std::string& strName);
     SValue WorkItem(const std::string& strName, const clang::CallExpr* pCall);
     SValue Atomic(const std::string& strName, const clang::CallExpr* pCall);
+    SValue Atomic64(const std::string& strOp, const clang::CallExpr* pCall, EElement eElement,
+                    ESpace eSpace, const SValue& address);
     SValue AsyncCopy(const clang::CallExpr* pCall, bool bStrided);
     SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
                 const clang::CallExpr* pCall);

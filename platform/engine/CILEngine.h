@@ -72,6 +72,9 @@ public:
     static void ChooseLocalSize(uint32_t nWorkDim, const uint64_t vGlobalSize[3],
                                 uint32_t nMaxGroupSize, uint64_t vLocalSize[3]);
 
+    // The row of constant buffer 0 whose .xy a launch sets to CDeviceMemory's lock address.
+    static const uint32_t LOCK_ROW = 15;
+
     // The 16 rows of constant buffer 0 for a launch geometry.
     static std::vector<uint32_t> BuildRuntimeConstants(uint32_t nWorkDim,
                                                        const uint64_t vGlobalOffset[3],
