@@ -18,6 +18,39 @@ const uint32_t LDS_ID = 1;
 const char* const COMPONENTS = "xyzw";
 // The row of cb0 whose .xy hold the address of the device's lock word.
 const uint32_t LOCK_ROW = 15;
+// The row of cb0 that holds the printf buffer: its address in .xy, its size in bytes in .z.
+const uint32_t PRINTF_ROW = 14;
+// The printf buffer starts with the offset of its free space, which its records follow.
+const uint32_t PRINTF_HEADER_BYTES = 8;
+
+// printf's format as a metadata comment line may hold: C escapes for the backslash, ";",
+// characters that aren't printable, blanks at the end (which comments lose) and the "c" of
+// "call" (which comments may not hold before a number).
+std::string EscapeFormat(const std::string& str)
+{
+    std::string strEscaped;
+    for (size_t i = 0; i < str.size(); ++i)
+    {
+        const char c = str[i];
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (c == '\\')
+        {
+            strEscaped += "\\\\";
+        }
+        else if (c == ';' || u < 0x20 || u >= 0x7F || str.compare(i, 4, "call") == 0 ||
+                 (c == ' ' && str.find_first_not_of(' ', i) == std::string::npos))
+        {
+            char vOctal[8];
+            std::snprintf(vOctal, sizeof(vOctal), "\\%03o", u);
+            strEscaped += vOctal;
+        }
+        else
+        {
+            strEscaped += c;
+        }
+    }
+    return strEscaped;
+}
 
 std::string Hex(uint32_t n)
 {
@@ -1525,6 +1558,10 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
                  << ":1:" << nOffset << "\n";
         nOffset += uint32_t((std::max<uint64_t>(4, nItem) * nCount + 15) / 16 * 16);
     }
+    for (const std::string& strSite : m_vPrintfSites)
+    {
+        metadata << strSite;
+    }
     metadata << ";ARGEND:" << strFunction << "\n";
     nCb1Rows = nOffset / 16;
     return metadata.str();
@@ -2987,6 +3024,119 @@ CILGenerator::SValue CILGenerator::Atomic64(const std::string& strOp, const clan
     return old;
 }
 
+// printf appends a record to the launch's printf buffer: the call's number, then each argument
+// as the call passes it (after C's promotions), each padded to whole words. The format, with
+// %s of literal strings already filled in, and the arguments' sizes are a ";printf_fn" line of
+// the kernels' metadata, from which the runtime prints the records when the kernel has run. A
+// record that doesn't fit is dropped, and printf returns -1.
+CILGenerator::SValue CILGenerator::Printf(const clang::CallExpr* pCall)
+{
+    const auto* pFormat =
+        llvm::dyn_cast<clang::StringLiteral>(pCall->getArg(0)->IgnoreParenImpCasts());
+    if (pFormat == nullptr)
+    {
+        Refuse(pCall, "printf needs a literal string as its format");
+    }
+    const std::string strFormat = pFormat->getString().str();
+    std::string strSiteFormat;
+    std::vector<SValue> vArgs;
+    std::vector<uint32_t> vSizes;
+    unsigned int nArg = 1;
+    for (size_t i = 0; i < strFormat.size(); ++i)
+    {
+        if (strFormat[i] != '%')
+        {
+            strSiteFormat += strFormat[i];
+            continue;
+        }
+        const size_t nConversion = strFormat.find_first_of("diouxXfFeEgGaAcsp%", i + 1);
+        if (nConversion == std::string::npos)
+        {
+            Refuse(pCall, "printf: the format ends inside a conversion");
+        }
+        const std::string strSpec = strFormat.substr(i, nConversion - i + 1);
+        i = nConversion;
+        // Flags, width, precision, a vector size and a length: never an argument's '*'.
+        if (strSpec.find_first_not_of("-+ #0123456789.vhl", 1) != strSpec.size() - 1)
+        {
+            Refuse(pCall, "printf: the conversion " + strSpec + " is not supported");
+        }
+        if (strSpec == "%%")
+        {
+            strSiteFormat += strSpec;
+            continue;
+        }
+        if (nArg >= pCall->getNumArgs())
+        {
+            Refuse(pCall, "printf: the format converts more arguments than the call has");
+        }
+        const clang::Expr* pArg = pCall->getArg(nArg++);
+        if (strSpec.back() == 's')
+        {
+            // Strings can only be literals: they are printed into the format now.
+            const auto* pString = llvm::dyn_cast<clang::StringLiteral>(pArg->IgnoreParenImpCasts());
+            if (pString == nullptr)
+            {
+                Refuse(pArg, "printf: %s needs a literal string");
+            }
+            const std::string strValue = pString->getString().str();
+            std::vector<char> vText(strValue.size() + strSpec.size() + 512);
+            std::snprintf(vText.data(), vText.size(), strSpec.c_str(), strValue.c_str());
+            for (const char c : std::string(vText.data()))
+            {
+                strSiteFormat += c == '%' ? std::string("%%") : std::string(1, c);
+            }
+            continue;
+        }
+        strSiteFormat += strSpec;
+        const clang::QualType type = pArg->getType().getCanonicalType();
+        const SValue value = Materialize(EmitExpr(pArg));
+        vArgs.push_back(value);
+        vSizes.push_back(
+            uint32_t(TypeSize(type) / (LanesOf(type) == 3 ? 4 : 1) * (LanesOf(type) == 3 ? 3 : 1)));
+    }
+    uint32_t nRecordBytes = 4;
+    for (uint32_t nSize : vSizes)
+    {
+        nRecordBytes += (nSize + 3) / 4 * 4;
+    }
+    const uint32_t nSite = uint32_t(m_vPrintfSites.size());
+    std::string strSite =
+        ";printf_fn:" + std::to_string(nSite) + ":" + std::to_string(vSizes.size());
+    for (uint32_t nSize : vSizes)
+    {
+        strSite += ":" + std::to_string(nSize);
+    }
+    m_vPrintfSites.push_back(strSite + ":" + std::to_string(strSiteFormat.size()) + ":" +
+                             EscapeFormat(strSiteFormat) + "\n");
+
+    const SValue buffer = Temp(AddressElement(S_Global), 1);
+    Emit("mov " + LaneDest(buffer, 0) + ", cb0[" + std::to_string(PRINTF_ROW) + "]" +
+         (Is64(buffer.eElement) ? ".xyxy" : ".xxxx"));
+    // Launches without a buffer have a size of 0: no room, and no access to address 0.
+    const SValue capacity = Temp(E_U32, 1);
+    Emit("mov " + LaneDest(capacity, 0) + ", cb0[" + std::to_string(PRINTF_ROW) + "].zzzz");
+    const SValue offset = Temp(E_U32, 1);
+    Copy(offset, capacity);
+    Emit("if_logicalnz " + LaneSource(capacity, 0));
+    Emit(MemoryOp("uav_read_add", "", S_Global) + " " + LaneDest(offset, 0) + ", " +
+         AddressOperand(buffer) + ", " + Source(Literal(E_U32, nRecordBytes), 0));
+    Emit("endif");
+    const SValue full = Apply(
+        "ult", E_U32, {capacity, Apply("iadd", E_U32, {offset, Literal(E_U32, nRecordBytes)})});
+    Emit("if_logicalz " + LaneSource(full, 0));
+    const SValue record = AddressAdd(buffer, Convert(offset, buffer.eElement, pCall));
+    StoreMemory(S_Global, record, Literal(E_U32, nSite));
+    uint32_t nAt = 4;
+    for (size_t a = 0; a < vArgs.size(); ++a)
+    {
+        StoreMemory(S_Global, AddressAddConstant(record, nAt), vArgs[a]);
+        nAt += (vSizes[a] + 3) / 4 * 4;
+    }
+    Emit("endif");
+    return Apply("cmov_logical", E_I32, {full, Literal(E_I32, uint64_t(-1)), Literal(E_I32, 0)});
+}
+
 CILGenerator::SValue CILGenerator::AsyncCopy(const clang::CallExpr* pCall, bool bStrided)
 {
     const clang::Expr* pDest = pCall->getArg(0);
@@ -3142,7 +3292,7 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     }
     if (strName == "printf")
     {
-        Refuse(pCall, "printf is not supported yet");
+        return Printf(pCall);
     }
     std::vector<SValue> vArgs;
     for (const clang::Expr* pArg : pCall->arguments())

@@ -223,6 +223,7 @@ private:
     SValue Atomic(const std::string& strName, const clang::CallExpr* pCall);
     SValue Atomic64(const std::string& strOp, const clang::CallExpr* pCall, EElement eElement,
                     ESpace eSpace, const SValue& address);
+    SValue Printf(const clang::CallExpr* pCall);
     SValue AsyncCopy(const clang::CallExpr* pCall, bool bStrided);
     SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
                 const clang::CallExpr* pCall);
@@ -240,6 +241,7 @@ private:
     std::set<const clang::VarDecl*> m_AddressTaken;
     std::map<const clang::VarDecl*, SVariable> m_Variables;
     std::map<std::vector<uint32_t>, uint32_t> m_Literals;
+    std::vector<std::string> m_vPrintfSites; // the ";printf_fn" lines, by call number
 
     // The function being generated.
     SFunction* m_pFunction = nullptr;

@@ -195,6 +195,9 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
         {memory.GetLockAddress(), CDeviceMemory::ALIGNMENT, memory.GetLockData()});
     state.vConstantBuffers[0][LOCK_ROW * 4] = uint32_t(memory.GetLockAddress());
     state.vConstantBuffers[0][LOCK_ROW * 4 + 1] = uint32_t(memory.GetLockAddress() >> 32);
+    state.vConstantBuffers[0][PRINTF_ROW * 4] = uint32_t(desc.nPrintfAddress);
+    state.vConstantBuffers[0][PRINTF_ROW * 4 + 1] = uint32_t(desc.nPrintfAddress >> 32);
+    state.vConstantBuffers[0][PRINTF_ROW * 4 + 2] = desc.nPrintfBytes;
     for (const std::shared_ptr<CDeviceBuffer>& pBuffer : vBuffers)
     {
         state.vMemory.push_back({pBuffer->GetAddress(), pBuffer->GetSize(), pBuffer->GetData()});

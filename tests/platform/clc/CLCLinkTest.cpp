@@ -163,7 +163,8 @@ TEST_F(CLCLinkTest, CompileErrorsNameTheirFileAndLine)
     const char* pName = "bad.h";
     EXPECT_EQ(CL_COMPILE_PROGRAM_FAILURE,
               clCompileProgram(program, 0, nullptr, "", 1, &header, &pName, nullptr, nullptr));
-    EXPECT_NE(std::string::npos, BuildLog(program).find("./bad.h:2:27: error: expected expression")) << BuildLog(program);
+    EXPECT_NE(std::string::npos, BuildLog(program).find("./bad.h:2:27: error: expected expression"))
+        << BuildLog(program);
 }
 
 TEST_F(CLCLinkTest, LinkErrorsAndRefusals)
