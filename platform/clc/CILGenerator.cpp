@@ -20,8 +20,6 @@ const char* const COMPONENTS = "xyzw";
 const uint32_t LOCK_ROW = 15;
 // The row of cb0 that holds the printf buffer: its address in .xy, its size in bytes in .z.
 const uint32_t PRINTF_ROW = 14;
-// The printf buffer starts with the offset of its free space, which its records follow.
-const uint32_t PRINTF_HEADER_BYTES = 8;
 
 // printf's format as a metadata comment line may hold: C escapes for the backslash, ";",
 // characters that aren't printable, blanks at the end (which comments lose) and the "c" of
