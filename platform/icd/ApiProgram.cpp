@@ -4,6 +4,8 @@
 #include "CProgram.h"
 #include "ICDApi.h"
 
+#include <functional>
+
 namespace XAN_Platform
 {
 namespace Api
@@ -43,20 +45,46 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
     return CL_SUCCESS;
 }
 
-// The devices of a list, each of the program; an empty list stands for all.
-cl_int CheckProgramDevices(const CProgram* pProgram, cl_uint nCount, const cl_device_id* pList,
-                           std::vector<CDevice*>& vDevices)
+// clBuildProgram and clCompileProgram: the program, the notification and the devices are
+// checked, fnBuild builds for the devices (an empty list: all of the program's), and the
+// notification says that the build is done when the call returns.
+cl_int BuildProgram(cl_program program, cl_uint nCount, const cl_device_id* pList,
+                    PFNProgramNotify pfnNotify, void* pUserData,
+                    const std::function<cl_int(CProgram&, const std::vector<CDevice*>&)>& fnBuild)
 {
-    cl_int nError = GetDevices(pProgram->GetContext(), nCount, pList, vDevices);
-    for (const CDevice* pDevice : vDevices)
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
     {
-        if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
-        {
-            nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
-                                          "a device the program isn't for");
-        }
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
     }
-    return nError;
+    if (pfnNotify == nullptr && pUserData != nullptr)
+    {
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
+    }
+    return Guarded(
+        [&]
+        {
+            std::vector<CDevice*> vDevices;
+            cl_int nError = GetDevices(pProgram->GetContext(), nCount, pList, vDevices);
+            for (const CDevice* pDevice : vDevices)
+            {
+                if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
+                {
+                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                                  "a device the program isn't for");
+                }
+            }
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            nError = fnBuild(*pProgram, vDevices);
+            if (pfnNotify != nullptr)
+            {
+                pfnNotify(program, pUserData);
+            }
+            return nError;
+        });
 }
 } // namespace
 
@@ -159,32 +187,9 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
                       void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
                       void* user_data)
 {
-    CProgram* pProgram = CCLObject::Find<CProgram>(program);
-    if (pProgram == nullptr)
-    {
-        return BadHandle(CL_INVALID_PROGRAM, "program", program);
-    }
-    if (pfn_notify == nullptr && user_data != nullptr)
-    {
-        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
-    }
-    return Guarded(
-        [&]
-        {
-            std::vector<CDevice*> vDevices;
-            cl_int nError = CheckProgramDevices(pProgram, num_devices, device_list, vDevices);
-            if (nError != CL_SUCCESS)
-            {
-                return nError;
-            }
-            // The build is done when the call returns; the notification says so.
-            nError = pProgram->Build(vDevices, options);
-            if (pfn_notify != nullptr)
-            {
-                pfn_notify(program, user_data);
-            }
-            return nError;
-        });
+    return BuildProgram(program, num_devices, device_list, pfn_notify, user_data,
+                        [options](CProgram& built, const std::vector<CDevice*>& vDevices)
+                        { return built.Build(vDevices, options); });
 }
 
 cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
@@ -193,30 +198,22 @@ cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device
                         void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
                         void* user_data)
 {
-    CProgram* pProgram = CCLObject::Find<CProgram>(program);
-    if (pProgram == nullptr)
-    {
-        return BadHandle(CL_INVALID_PROGRAM, "program", program);
-    }
-    if (pfn_notify == nullptr && user_data != nullptr)
-    {
-        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
-    }
-    if ((num_input_headers == 0) != (input_headers == nullptr) ||
-        (num_input_headers == 0) != (header_include_names == nullptr))
-    {
-        return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
-                                    "the count, the headers and their names disagree on being "
-                                    "empty");
-    }
-    return Guarded(
-        [&]
+    return BuildProgram(
+        program, num_devices, device_list, pfn_notify, user_data,
+        [&](CProgram& compiled, const std::vector<CDevice*>& vDevices)
         {
+            if ((num_input_headers == 0) != (input_headers == nullptr) ||
+                (num_input_headers == 0) != (header_include_names == nullptr))
+            {
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
+                                            "the count, the headers and their names disagree "
+                                            "on being empty");
+            }
             std::vector<std::pair<std::string, CProgram*>> vHeaders;
             for (cl_uint i = 0; i < num_input_headers; ++i)
             {
                 CProgram* pHeader = CCLObject::Find<CProgram>(input_headers[i]);
-                if (pHeader == nullptr || pHeader->GetContext() != pProgram->GetContext())
+                if (pHeader == nullptr || pHeader->GetContext() != compiled.GetContext())
                 {
                     return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
                                                 "a header that is no program of the context");
@@ -228,18 +225,7 @@ cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device
                 }
                 vHeaders.emplace_back(header_include_names[i], pHeader);
             }
-            std::vector<CDevice*> vDevices;
-            cl_int nError = CheckProgramDevices(pProgram, num_devices, device_list, vDevices);
-            if (nError != CL_SUCCESS)
-            {
-                return nError;
-            }
-            nError = pProgram->Compile(vDevices, options, vHeaders);
-            if (pfn_notify != nullptr)
-            {
-                pfn_notify(program, user_data);
-            }
-            return nError;
+            return compiled.Compile(vDevices, options, vHeaders);
         });
 }
 

@@ -9,6 +9,7 @@
 #include "CPlatformSettings.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace XAN_Platform
 {
@@ -129,9 +130,11 @@ std::vector<CProgram::SDeviceBuild*> CProgram::StartBuilds(const std::vector<CDe
     return vBuilds;
 }
 
-cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptions)
+cl_int
+CProgram::EachBuild(const std::vector<CDevice*>& vDevices, const char* pOptions,
+                    cl_int nInvalidOptions,
+                    const std::function<cl_int(SDeviceBuild&, const SBuildOptions&)>& fnBuild)
 {
-    std::lock_guard<std::mutex> lock(m_Mutex);
     if (m_nKernels != 0)
     {
         return CDiagnostics::Refuse(CL_INVALID_OPERATION, "program",
@@ -141,43 +144,45 @@ cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptio
     cl_int nResult = CL_SUCCESS;
     for (SDeviceBuild* pBuild : StartBuilds(vDevices, strOptions))
     {
-        SDeviceBuild& build = *pBuild;
         SBuildOptions options;
-        if (!CProgramBuilder::ParseOptions(strOptions, CPlatformSettings::Get().GetBuildOptions(),
-                                           options, build.strLog))
-        {
-            nResult =
-                CDiagnostics::Refuse(CL_INVALID_BUILD_OPTIONS, "options", FirstLine(build.strLog));
-            continue;
-        }
-        if (!m_bFromSource && build.nBinaryType != CL_PROGRAM_BINARY_TYPE_EXECUTABLE)
-        {
-            build.strLog = "error: a compiled object or library is linked, not built\n";
-            nResult = CDiagnostics::Refuse(CL_INVALID_BINARY, "program", FirstLine(build.strLog));
-            continue;
-        }
-        const bool bBuilt =
-            m_bFromSource
-                ? CProgramBuilder::BuildSource(m_strSource, options, *build.pDevice, build.vBinary,
-                                               build.vKernels, build.strLog)
-                : CProgramBuilder::BuildBinary(build.vBinary, options, *build.pDevice,
-                                               build.vKernels, build.strLog);
-        if (bBuilt)
-        {
-            build.nStatus = CL_BUILD_SUCCESS;
-            build.nBinaryType = CL_PROGRAM_BINARY_TYPE_EXECUTABLE;
-        }
-        else
-        {
-            build.vKernels.clear();
-            if (nResult == CL_SUCCESS)
-            {
-                nResult = CDiagnostics::Refuse(CL_BUILD_PROGRAM_FAILURE, "program",
-                                               FirstLine(build.strLog));
-            }
-        }
+        const cl_int nError =
+            CProgramBuilder::ParseOptions(strOptions, CPlatformSettings::Get().GetBuildOptions(),
+                                          options, pBuild->strLog)
+                ? fnBuild(*pBuild, options)
+                : CDiagnostics::Refuse(nInvalidOptions, "options", FirstLine(pBuild->strLog));
+        nResult = nResult == CL_SUCCESS ? nError : nResult;
     }
     return nResult;
+}
+
+cl_int CProgram::Build(const std::vector<CDevice*>& vDevices, const char* pOptions)
+{
+    std::lock_guard<std::mutex> lock(m_Mutex);
+    return EachBuild(
+        vDevices, pOptions, CL_INVALID_BUILD_OPTIONS,
+        [this](SDeviceBuild& build, const SBuildOptions& options)
+        {
+            if (!m_bFromSource && build.nBinaryType != CL_PROGRAM_BINARY_TYPE_EXECUTABLE)
+            {
+                build.strLog = "error: a compiled object or library is linked, not built\n";
+                return CDiagnostics::Refuse(CL_INVALID_BINARY, "program", FirstLine(build.strLog));
+            }
+            const bool bBuilt =
+                m_bFromSource
+                    ? CProgramBuilder::BuildSource(m_strSource, options, *build.pDevice,
+                                                   build.vBinary, build.vKernels, build.strLog)
+                    : CProgramBuilder::BuildBinary(build.vBinary, options, *build.pDevice,
+                                                   build.vKernels, build.strLog);
+            if (!bBuilt)
+            {
+                build.vKernels.clear();
+                return CDiagnostics::Refuse(CL_BUILD_PROGRAM_FAILURE, "program",
+                                            FirstLine(build.strLog));
+            }
+            build.nStatus = CL_BUILD_SUCCESS;
+            build.nBinaryType = CL_PROGRAM_BINARY_TYPE_EXECUTABLE;
+            return CL_SUCCESS;
+        });
 }
 
 cl_int CProgram::Compile(const std::vector<CDevice*>& vDevices, const char* pOptions,
@@ -194,48 +199,32 @@ cl_int CProgram::Compile(const std::vector<CDevice*>& vDevices, const char* pOpt
         vHeaderTexts.emplace_back(header.first, header.second->m_strSource);
     }
     std::lock_guard<std::mutex> lock(m_Mutex);
-    if (m_nKernels != 0)
-    {
-        return CDiagnostics::Refuse(CL_INVALID_OPERATION, "program",
-                                    std::to_string(m_nKernels) + " kernels of it are alive");
-    }
     if (!m_bFromSource)
     {
         return CDiagnostics::Refuse(CL_INVALID_OPERATION, "program",
                                     "it was made from binaries: there is no source to compile");
     }
-    const std::string strOptions = pOptions != nullptr ? pOptions : "";
-    cl_int nResult = CL_SUCCESS;
-    for (SDeviceBuild* pBuild : StartBuilds(vDevices, strOptions))
-    {
-        SDeviceBuild& build = *pBuild;
-        SBuildOptions options;
-        if (!CProgramBuilder::ParseOptions(strOptions, CPlatformSettings::Get().GetBuildOptions(),
-                                           options, build.strLog))
-        {
-            nResult = CDiagnostics::Refuse(CL_INVALID_COMPILER_OPTIONS, "options",
-                                           FirstLine(build.strLog));
-            continue;
-        }
-        SCLCUnit unit{m_strSource, options.vSourceOptions, vHeaderTexts};
-        if (options.bDebug)
-        {
-            unit.vOptions.push_back(DEBUG_OPTION);
-        }
-        if (CCLCCompiler::Check(unit, CProgramBuilder::TargetOf(*build.pDevice), build.strLog) &&
-            CKernelBinary::WriteUnits({CCLCCompiler::UnitText(unit)},
-                                      CKernelBinary::T_CompiledObject, build.vBinary))
-        {
-            build.nStatus = CL_BUILD_SUCCESS;
-            build.nBinaryType = CL_PROGRAM_BINARY_TYPE_COMPILED_OBJECT;
-        }
-        else if (nResult == CL_SUCCESS)
-        {
-            nResult = CDiagnostics::Refuse(CL_COMPILE_PROGRAM_FAILURE, "program",
-                                           FirstLine(build.strLog));
-        }
-    }
-    return nResult;
+    return EachBuild(vDevices, pOptions, CL_INVALID_COMPILER_OPTIONS,
+                     [&](SDeviceBuild& build, const SBuildOptions& options)
+                     {
+                         SCLCUnit unit{m_strSource, options.vSourceOptions, vHeaderTexts};
+                         if (options.bDebug)
+                         {
+                             unit.vOptions.push_back(DEBUG_OPTION);
+                         }
+                         if (!CCLCCompiler::Check(unit, CProgramBuilder::TargetOf(*build.pDevice),
+                                                  build.strLog) ||
+                             !CKernelBinary::WriteUnits({CCLCCompiler::UnitText(unit)},
+                                                        CKernelBinary::T_CompiledObject,
+                                                        build.vBinary))
+                         {
+                             return CDiagnostics::Refuse(CL_COMPILE_PROGRAM_FAILURE, "program",
+                                                         FirstLine(build.strLog));
+                         }
+                         build.nStatus = CL_BUILD_SUCCESS;
+                         build.nBinaryType = CL_PROGRAM_BINARY_TYPE_COMPILED_OBJECT;
+                         return CL_SUCCESS;
+                     });
 }
 
 bool CProgram::GetUnits(const CDevice* pDevice, std::vector<std::string>& vUnits)

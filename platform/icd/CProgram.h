@@ -5,6 +5,7 @@
 #include "CProgramBuilder.h"
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -75,6 +76,11 @@ private:
     CProgram(CContext* pContext, const std::string& strSource, bool bFromSource);
     ~CProgram() override;
     const SDeviceBuild* FirstBuilt() const;
+    // Starts the builds of the devices with the options and runs fnBuild on each whose options
+    // parse (others get nInvalidOptions); the first failure is the result.
+    cl_int EachBuild(const std::vector<CDevice*>& vDevices, const char* pOptions,
+                     cl_int nInvalidOptions,
+                     const std::function<cl_int(SDeviceBuild&, const SBuildOptions&)>& fnBuild);
     // The builds of vDevices (all when empty), each reset to start again with pOptions.
     std::vector<SDeviceBuild*> StartBuilds(const std::vector<CDevice*>& vDevices,
                                            const std::string& strOptions);
