@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 using namespace XAN_Test;
 
 namespace
@@ -205,6 +207,13 @@ TEST_F(CLCLinkTest, LinkErrorsAndRefusals)
     EXPECT_EQ(CL_INVALID_BINARY, clBuildProgram(fromObject, 0, nullptr, "", nullptr, nullptr));
     EXPECT_EQ(CL_INVALID_OPERATION,
               clCompileProgram(fromObject, 0, nullptr, "", 0, nullptr, nullptr, nullptr, nullptr));
+    // An object whose unit gives its source another length than it has.
+    std::vector<char> vDamaged = ProgramBinary(object);
+    const std::string strBinary(vDamaged.begin(), vDamaged.end());
+    const size_t nSource = strBinary.find("source " + std::to_string(std::strlen(SCALE)) + "\n");
+    ASSERT_NE(std::string::npos, nSource);
+    vDamaged[nSource + 7] = vDamaged[nSource + 7] == '1' ? '2' : '1';
+    ExpectBinaryRefused(vDamaged);
     // Headers without names.
     EXPECT_EQ(CL_INVALID_VALUE,
               clCompileProgram(source, 0, nullptr, "", 1, &object, nullptr, nullptr, nullptr));
