@@ -3052,16 +3052,16 @@ CILGenerator::SValue CILGenerator::Printf(const clang::CallExpr* pCall)
         {
             Refuse(pCall, "printf: the format ends inside a conversion");
         }
-        const std::string strSpec = strFormat.substr(i, nConversion - i + 1);
+        const std::string strConversion = strFormat.substr(i, nConversion - i + 1);
         i = nConversion;
         // Flags, width, precision, a vector size and a length: never an argument's '*'.
-        if (strSpec.find_first_not_of("-+ #0123456789.vhl", 1) != strSpec.size() - 1)
+        if (strConversion.find_first_not_of("-+ #0123456789.vhl", 1) != strConversion.size() - 1)
         {
-            Refuse(pCall, "printf: the conversion " + strSpec + " is not supported");
+            Refuse(pCall, "printf: the conversion " + strConversion + " is not supported");
         }
-        if (strSpec == "%%")
+        if (strConversion == "%%")
         {
-            strSiteFormat += strSpec;
+            strSiteFormat += strConversion;
             continue;
         }
         if (nArg >= pCall->getNumArgs())
@@ -3069,7 +3069,7 @@ CILGenerator::SValue CILGenerator::Printf(const clang::CallExpr* pCall)
             Refuse(pCall, "printf: the format converts more arguments than the call has");
         }
         const clang::Expr* pArg = pCall->getArg(nArg++);
-        if (strSpec.back() == 's')
+        if (strConversion.back() == 's')
         {
             // Strings can only be literals: they are printed into the format now.
             const auto* pString = llvm::dyn_cast<clang::StringLiteral>(pArg->IgnoreParenImpCasts());
@@ -3078,15 +3078,15 @@ CILGenerator::SValue CILGenerator::Printf(const clang::CallExpr* pCall)
                 Refuse(pArg, "printf: %s needs a literal string");
             }
             const std::string strValue = pString->getString().str();
-            std::vector<char> vText(strValue.size() + strSpec.size() + 512);
-            std::snprintf(vText.data(), vText.size(), strSpec.c_str(), strValue.c_str());
+            std::vector<char> vText(strValue.size() + strConversion.size() + 512);
+            std::snprintf(vText.data(), vText.size(), strConversion.c_str(), strValue.c_str());
             for (const char c : std::string(vText.data()))
             {
                 strSiteFormat += c == '%' ? std::string("%%") : std::string(1, c);
             }
             continue;
         }
-        strSiteFormat += strSpec;
+        strSiteFormat += strConversion;
         const clang::QualType type = pArg->getType().getCanonicalType();
         const SValue value = Materialize(EmitExpr(pArg));
         vArgs.push_back(value);

@@ -132,15 +132,15 @@ std::string CPrintfFormatter::Format(const uint8_t* pRecords, size_t nBytes) con
             {
                 break;
             }
-            const std::string strSpec = strFormat.substr(i, nEnd - i + 1);
+            const std::string strConversion = strFormat.substr(i, nEnd - i + 1);
             i = nEnd;
-            if (strSpec == "%%")
+            if (strConversion == "%%")
             {
                 strText += '%';
             }
             else if (nArg < call.vSizes.size())
             {
-                strText += Conversion(strSpec, pArg, call.vSizes[nArg]);
+                strText += Conversion(strConversion, pArg, call.vSizes[nArg]);
                 pArg += (call.vSizes[nArg] + 3) / 4 * 4;
                 ++nArg;
             }
@@ -153,20 +153,20 @@ std::string CPrintfFormatter::Format(const uint8_t* pRecords, size_t nBytes) con
 // One conversion of one argument: a vector's elements joined by commas, each printed with
 // the flags, width and precision of the conversion. The element's size comes from the
 // argument, so the length modifiers only say what the source meant.
-std::string CPrintfFormatter::Conversion(const std::string& strSpec, const uint8_t* pValue,
+std::string CPrintfFormatter::Conversion(const std::string& strConversion, const uint8_t* pValue,
                                          uint32_t nSize)
 {
     std::string strFlags;
     uint32_t nLanes = 1;
     size_t i = 1;
-    while (i + 1 < strSpec.size())
+    while (i + 1 < strConversion.size())
     {
-        const char c = strSpec[i];
+        const char c = strConversion[i];
         if (c == 'v')
         {
             char* pEnd = nullptr;
-            nLanes = uint32_t(std::strtoul(strSpec.c_str() + i + 1, &pEnd, 10));
-            i = size_t(pEnd - strSpec.c_str());
+            nLanes = uint32_t(std::strtoul(strConversion.c_str() + i + 1, &pEnd, 10));
+            i = size_t(pEnd - strConversion.c_str());
         }
         else
         {
@@ -177,7 +177,7 @@ std::string CPrintfFormatter::Conversion(const std::string& strSpec, const uint8
             ++i;
         }
     }
-    const char cConversion = strSpec.back();
+    const char cConversion = strConversion.back();
     const uint32_t nElement = nLanes != 0 && nSize % nLanes == 0 ? nSize / nLanes : 0;
     std::string strText;
     char vBuffer[512];

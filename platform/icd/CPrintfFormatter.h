@@ -34,7 +34,7 @@ private:
         std::string strFormat;
     };
 
-    static std::string Conversion(const std::string& strSpec, const uint8_t* pValue,
+    static std::string Conversion(const std::string& strConversion, const uint8_t* pValue,
                                   uint32_t nSize);
 
     std::map<uint32_t, SCall> m_Calls;
