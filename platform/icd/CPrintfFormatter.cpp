@@ -177,6 +177,11 @@ std::string CPrintfFormatter::Conversion(const std::string& strConversion, const
             ++i;
         }
     }
+    // Binaries are read from anywhere: only flags, width and precision reach snprintf.
+    if (strFlags.find_first_not_of("-+ #0123456789.") != std::string::npos)
+    {
+        return strConversion;
+    }
     const char cConversion = strConversion.back();
     const uint32_t nElement = nLanes != 0 && nSize % nLanes == 0 ? nSize / nLanes : 0;
     std::string strText;

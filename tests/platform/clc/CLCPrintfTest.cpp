@@ -132,6 +132,29 @@ TEST_F(CLCPrintfTest, AFullBufferDropsTheRestAndPrintfSaysSo)
     EXPECT_EQ(((size_t(1) << 20) - 8) / 8, nLines);
 }
 
+// A binary's printf line may hold any format: what isn't flags, a width, a precision, a vector
+// size and a length prints as written, and never reaches the C library.
+TEST_F(CLCPrintfTest, ConversionsBeyondFlagsAndWidthPrintAsWritten)
+{
+    // One record: call 0 and four ints of 42.
+    const std::string strBody = "mov r0.x, cb0[14].zzzz\n"
+                                "if_logicalnz r0.x\n"
+                                "mov r1.xy, cb0[14].xyxy\n"
+                                "uav_read_add_id(11)_a64 r2.x, r1.xyxy, l0\n"
+                                "mov r2.y, l1\n"
+                                "i64add r3.xy, r1.xyxy, r2.xyxy\n"
+                                "uav_raw_store_id(11)_a64 mem0.xyzw, r3.xyxy, l2\n"
+                                "i64add r3.xy, r3.xyxy, l3\n"
+                                "uav_raw_store_id(11)_a64 mem0.x, r3.xyxy, l4\n"
+                                "endif\n";
+    const std::string strSource =
+        KernelSource("k", ";printf_fn:0:4:4:4:4:4:17:%5d|%*d|%nd|%-3d\\012\n", strBody,
+                     "dcl_literal l0, 20, 20, 20, 20\ndcl_literal l1, 0, 0, 0, 0\n"
+                     "dcl_literal l2, 0, 42, 42, 42\ndcl_literal l3, 16, 0, 16, 0\n"
+                     "dcl_literal l4, 42, 42, 42, 42\n");
+    EXPECT_EQ("   42|%*d|%nd|42 \n", Printed(strSource, 1, 1));
+}
+
 TEST_F(CLCPrintfTest, MalformedPrintfMetadataFailsTheBuild)
 {
     const char* const vLines[] = {
