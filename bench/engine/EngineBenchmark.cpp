@@ -1,9 +1,12 @@
-// Runs the same kernels on the engine (their IL in examples/kernels) and, where
-// they are installed, on Oclgrind and PoCL (the same kernels in OpenCL C), and
-// prints work-items per second with the ratios against ours.
+// Runs the same OpenCL C kernels on the engine and, where they are installed, on Oclgrind and
+// PoCL, and prints work-items per second with the ratios against ours. Our platform compiles
+// the source through the loader like the others; the engine then runs each kernel's IL from the
+// binary directly. (The benchmark doesn't link the compiler: PoCL brings an LLVM of its own.)
 //
-// Usage: EngineBenchmark <examples/kernels directory> [--quick] [kernel names]
+// Usage: EngineBenchmark [--quick] [kernel names]
 #include "CDeviceMemory.h"
+#include "CElf.h"
+#include "CElfSymbolTable.h"
 #include "CILAssembler.h"
 #include "CILEngine.h"
 #include "CILProgram.h"
@@ -14,10 +17,8 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -162,15 +163,38 @@ double Measure(const SKernel& kernel, const std::function<bool()>& fnRun)
     return double(WorkItems(kernel)) * double(nRuns) / fSeconds;
 }
 
-double MeasureEngine(const SKernel& kernel, const std::string& strDirectory)
+// A kernel's IL in our platform's binary: the text of its symbol in ".xanil".
+bool KernelIL(const std::vector<char>& vBinary, const std::string& strKernel, std::string& strIL)
 {
-    std::ifstream file(strDirectory + "/" + kernel.pName + ".il");
-    std::stringstream text;
-    text << file.rdbuf();
+    XAN_ElfUtils::CElf elf(vBinary);
+    XAN_ElfUtils::CElfSymbolTable* pSymbols = elf.IsInitialized() ? elf.GetSymbolTable() : nullptr;
+    if (pSymbols == nullptr)
+    {
+        return false;
+    }
+    auto it = pSymbols->find("__OpenCL_" + strKernel + "_xanil");
+    if (it == pSymbols->end() || it->section == nullptr)
+    {
+        return false;
+    }
+    const std::vector<char>& vData = it->section->GetData();
+    strIL.assign(vData.begin() + long(it->st_value),
+                 vData.begin() + long(it->st_value + it->st_size));
+    return true;
+}
+
+double MeasureEngine(const SKernel& kernel, const std::vector<char>& vBinary)
+{
+    std::string strIL;
+    if (!KernelIL(vBinary, kernel.pName, strIL))
+    {
+        std::fprintf(stderr, "%s: our binary has no IL for it\n", kernel.pName);
+        return 0.0;
+    }
     CILAssembler assembler;
     std::vector<unsigned int> vTokens;
     std::string strError;
-    if (!assembler.Assemble(text.str(), vTokens))
+    if (!assembler.Assemble(strIL, vTokens))
     {
         std::fprintf(stderr, "%s: %s\n", kernel.pName, assembler.GetError().ToString().c_str());
         return 0.0;
@@ -353,16 +377,22 @@ std::string Ratio(double fA, double fB)
 
 int main(int argc, char** argv)
 {
-    if (argc < 2)
+    SOpenCL ours;
+    std::vector<char> vBinary;
+    size_t nSize = 0;
+    if (!ours.Open("Nordvane") || clGetProgramInfo(ours.program, CL_PROGRAM_BINARY_SIZES,
+                                                   sizeof(nSize), &nSize, nullptr) != CL_SUCCESS)
     {
-        std::fprintf(stderr, "usage: %s <examples/kernels directory> [--quick] [kernel names]\n",
-                     argv[0]);
-        return 2;
+        std::fprintf(stderr, "our platform isn't listed by the loader, or doesn't build the "
+                             "kernels\n");
+        return 1;
     }
-    const std::string strDirectory = argv[1];
+    vBinary.resize(nSize);
+    unsigned char* pBinary = reinterpret_cast<unsigned char*>(vBinary.data());
+    clGetProgramInfo(ours.program, CL_PROGRAM_BINARIES, sizeof(pBinary), &pBinary, nullptr);
     bool bQuick = false;
     std::vector<std::string> vOnly;
-    for (int i = 2; i < argc; ++i)
+    for (int i = 1; i < argc; ++i)
     {
         if (std::strcmp(argv[i], "--quick") == 0)
         {
@@ -396,7 +426,7 @@ int main(int argc, char** argv)
         const double fOclgrind = bOclgrind ? MeasureOpenCL(oclgrind, kernel) : 0.0;
         for (int nRound = 0; nRound < 3; ++nRound)
         {
-            fOurs = std::max(fOurs, MeasureEngine(kernel, strDirectory));
+            fOurs = std::max(fOurs, MeasureEngine(kernel, vBinary));
             fPocl = std::max(fPocl, bPocl ? MeasureOpenCL(pocl, kernel) : 0.0);
         }
         std::printf("%-8s %12s %12s %12s %12s %12s\n", kernel.pName, Rate(fOurs).c_str(),

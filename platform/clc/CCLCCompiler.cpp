@@ -13,9 +13,12 @@
 #include <llvm/Support/BuryPointer.h>
 #include <llvm/Support/CrashRecoveryContext.h>
 #include <llvm/Support/MemoryBuffer.h>
+#include <llvm/Support/VirtualFileSystem.h>
 #include <llvm/Support/raw_ostream.h>
 
 #include <algorithm>
+#include <memory>
+#include <sstream>
 
 namespace XAN_Platform
 {
@@ -78,13 +81,17 @@ bool CCLCCompiler::TakeOption(const std::vector<std::string>& vWords, size_t& i,
     return false;
 }
 
-bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::string>& vOptions,
-                           bool bDebug, const SCLCTarget& target, std::string& strIL,
-                           std::string& strLog)
+namespace
+{
+// Parses a unit; null, with the diagnostics in strLog, when it has errors. Input headers are
+// files of an in-memory folder in front of the real file system, found from "." by include
+// name.
+std::unique_ptr<clang::CompilerInstance> Parse(const SCLCUnit& unit, const std::string& strName,
+                                               const SCLCTarget& target, std::string& strLog)
 {
     std::string strStandard = "-cl-std=CL1.2";
     std::vector<std::string> vArguments;
-    for (const std::string& strOption : vOptions)
+    for (const std::string& strOption : unit.vOptions)
     {
         if (StartsWith(strOption, "-cl-std="))
         {
@@ -96,15 +103,20 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
             vArguments.push_back(strOption);
         }
     }
-    vArguments.insert(vArguments.begin(),
-                      {strStandard, "-x", "cl", "-triple",
-                       target.b64Bit ? "spir64-unknown-unknown" : "spir-unknown-unknown",
-                       "-finclude-default-header", "-fdeclare-opencl-builtins",
-                       "-cl-ext=-all,+cl_khr_fp64,+cl_khr_int64_base_atomics,"
-                       "+cl_khr_global_int32_base_atomics,+cl_khr_local_int32_base_atomics,"
-                       "+cl_khr_global_int32_extended_atomics,"
-                       "+cl_khr_local_int32_extended_atomics,+cl_khr_byte_addressable_store",
-                       "-fno-builtin", SOURCE_NAME});
+    if (!unit.vHeaders.empty())
+    {
+        vArguments.push_back("-I.");
+    }
+    vArguments.insert(
+        vArguments.begin(),
+        {strStandard, "-x", "cl", "-triple",
+         target.b64Bit ? "spir64-unknown-unknown" : "spir-unknown-unknown",
+         "-finclude-default-header", "-fdeclare-opencl-builtins",
+         "-cl-ext=-all,+cl_khr_fp64,+cl_khr_int64_base_atomics,+cl_khr_int64_extended_atomics,"
+         "+cl_khr_global_int32_base_atomics,+cl_khr_local_int32_base_atomics,"
+         "+cl_khr_global_int32_extended_atomics,"
+         "+cl_khr_local_int32_extended_atomics,+cl_khr_byte_addressable_store",
+         "-fno-builtin", strName});
     std::vector<const char*> vArgumentTexts;
     for (const std::string& strArgument : vArguments)
     {
@@ -132,7 +144,7 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     {
         diagnosticStream.flush();
         strLog += strDiagnostics + "error: the build options could not be applied\n";
-        return false;
+        return nullptr;
     }
     pInvocation->getHeaderSearchOpts().ResourceDir = XAN_CLANG_RESOURCE_DIR;
     pInvocation->getFrontendOpts().Inputs.clear();
@@ -147,9 +159,24 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     {
         diagnosticStream.flush();
         strLog += strDiagnostics;
-        return false;
+        return nullptr;
     }
-    compiler.createFileManager();
+    // The real file system's own copy, so that its working folder is not the process's.
+    auto pOverlay = llvm::makeIntrusiveRefCnt<llvm::vfs::OverlayFileSystem>(
+        llvm::vfs::createPhysicalFileSystem());
+    if (!unit.vHeaders.empty())
+    {
+        auto pHeaders = llvm::makeIntrusiveRefCnt<llvm::vfs::InMemoryFileSystem>();
+        const llvm::ErrorOr<std::string> folder = pOverlay->getCurrentWorkingDirectory();
+        pHeaders->setCurrentWorkingDirectory(folder ? *folder : std::string("/"));
+        for (const auto& header : unit.vHeaders)
+        {
+            pHeaders->addFile(header.first, 0,
+                              llvm::MemoryBuffer::getMemBufferCopy(header.second, header.first));
+        }
+        pOverlay->pushOverlay(pHeaders);
+    }
+    compiler.createFileManager(pOverlay);
     compiler.createSourceManager(compiler.getFileManager());
     compiler.createPreprocessor(clang::TU_Complete);
     compiler.createASTContext();
@@ -157,7 +184,7 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     compiler.createSema(clang::TU_Complete, nullptr);
     clang::SourceManager& sourceManager = compiler.getSourceManager();
     sourceManager.setMainFileID(
-        sourceManager.createFileID(llvm::MemoryBuffer::getMemBufferCopy(strSource, SOURCE_NAME)));
+        sourceManager.createFileID(llvm::MemoryBuffer::getMemBufferCopy(unit.strSource, strName)));
     compiler.getDiagnosticClient().BeginSourceFile(compiler.getLangOpts(),
                                                    &compiler.getPreprocessor());
     llvm::CrashRecoveryContext recovery;
@@ -165,19 +192,133 @@ bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::
     {
         llvm::BuryPointer(std::move(pCompiler));
         diagnosticStream.flush();
-        strLog += strDiagnostics + std::string(SOURCE_NAME) +
+        strLog += strDiagnostics + strName +
                   ": error: the OpenCL C front end (Clang) failed on this source\n";
-        return false;
+        return nullptr;
     }
     compiler.getDiagnosticClient().EndSourceFile();
     const bool bParsed = !compiler.getDiagnostics().hasErrorOccurred();
     diagnosticStream.flush();
     strLog += strDiagnostics;
-    if (!bParsed)
+    return bParsed ? std::move(pCompiler) : nullptr;
+}
+
+// Fields of a unit's text: a word, the lengths of its parts, a line break, then the parts.
+void AddField(std::string& strText, const char* pWord, const std::vector<std::string>& vParts)
+{
+    strText += pWord;
+    for (const std::string& strPart : vParts)
     {
+        strText += " " + std::to_string(strPart.size());
+    }
+    strText += "\n";
+    for (const std::string& strPart : vParts)
+    {
+        strText += strPart;
+    }
+}
+} // namespace
+
+bool CCLCCompiler::Compile(const std::string& strSource, const std::vector<std::string>& vOptions,
+                           bool bDebug, const SCLCTarget& target, std::string& strIL,
+                           std::string& strLog)
+{
+    return Compile({SCLCUnit{strSource, vOptions, {}}}, bDebug, target, strIL, strLog);
+}
+
+bool CCLCCompiler::Compile(const std::vector<SCLCUnit>& vUnits, bool bDebug,
+                           const SCLCTarget& target, std::string& strIL, std::string& strLog)
+{
+    std::vector<std::unique_ptr<clang::CompilerInstance>> vCompilers;
+    std::vector<clang::ASTContext*> vContexts;
+    for (size_t i = 0; i < vUnits.size(); ++i)
+    {
+        const std::string strName =
+            vUnits.size() == 1 ? SOURCE_NAME : "program" + std::to_string(i + 1) + ".cl";
+        vCompilers.push_back(Parse(vUnits[i], strName, target, strLog));
+        if (!vCompilers.back())
+        {
+            return false;
+        }
+        vContexts.push_back(&vCompilers.back()->getASTContext());
+    }
+    if (vContexts.empty())
+    {
+        strLog += "error: no program to compile\n";
         return false;
     }
-    CILGenerator generator(compiler.getASTContext(), target, bDebug);
+    CILGenerator generator(vContexts, target, bDebug);
     return generator.Generate(strIL, strLog);
+}
+
+bool CCLCCompiler::Check(const SCLCUnit& unit, const SCLCTarget& target, std::string& strLog)
+{
+    return Parse(unit, SOURCE_NAME, target, strLog) != nullptr;
+}
+
+std::string CCLCCompiler::UnitText(const SCLCUnit& unit)
+{
+    std::string strText;
+    for (const std::string& strOption : unit.vOptions)
+    {
+        AddField(strText, "option", {strOption});
+    }
+    for (const auto& header : unit.vHeaders)
+    {
+        AddField(strText, "header", {header.first, header.second});
+    }
+    AddField(strText, "source", {unit.strSource});
+    return strText;
+}
+
+bool CCLCCompiler::ReadUnit(const std::string& strText, SCLCUnit& unit)
+{
+    unit = SCLCUnit();
+    size_t nAt = 0;
+    while (nAt < strText.size())
+    {
+        const size_t nEnd = strText.find('\n', nAt);
+        if (nEnd == std::string::npos)
+        {
+            return false;
+        }
+        std::istringstream line(strText.substr(nAt, nEnd - nAt));
+        nAt = nEnd + 1;
+        std::string strWord;
+        line >> strWord;
+        std::vector<std::string> vParts;
+        unsigned long long nLength = 0;
+        while (line >> nLength)
+        {
+            if (nLength > strText.size() - nAt)
+            {
+                return false;
+            }
+            vParts.push_back(strText.substr(nAt, nLength));
+            nAt += nLength;
+        }
+        if (!line.eof())
+        {
+            return false;
+        }
+        if (strWord == "option" && vParts.size() == 1)
+        {
+            unit.vOptions.push_back(vParts[0]);
+        }
+        else if (strWord == "header" && vParts.size() == 2)
+        {
+            unit.vHeaders.emplace_back(vParts[0], vParts[1]);
+        }
+        else if (strWord == "source" && vParts.size() == 1 && nAt == strText.size())
+        {
+            unit.strSource = vParts[0];
+            return true;
+        }
+        else
+        {
+            return false;
+        }
+    }
+    return false;
 }
 } // namespace XAN_Platform

@@ -2,6 +2,7 @@
 #define XAN_PLATFORM_CCLCCOMPILER_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace XAN_Platform
@@ -11,6 +12,15 @@ struct SCLCTarget
 {
     std::string strDevice; // family name, lower case, for the metadata
     bool b64Bit = true;    // 64-bit addresses and private UAV 8; else 32-bit and x1
+};
+
+// One OpenCL C source as it is compiled: its text, its compiler options and the headers it
+// was given by include name.
+struct SCLCUnit
+{
+    std::string strSource;
+    std::vector<std::string> vOptions;
+    std::vector<std::pair<std::string, std::string>> vHeaders; // include name, text
 };
 
 // Compiles OpenCL C 1.2 to the platform's IL text: Clang (linked, not spawned) parses the source
@@ -30,6 +40,17 @@ public:
     static bool Compile(const std::string& strSource, const std::vector<std::string>& vOptions,
                         bool bDebug, const SCLCTarget& target, std::string& strIL,
                         std::string& strLog);
+    // Several units linked into one program: a function that one unit declares, another may
+    // define. A single unit's source is named "program.cl" in messages, the units of a link
+    // "program1.cl", "program2.cl"...
+    static bool Compile(const std::vector<SCLCUnit>& vUnits, bool bDebug, const SCLCTarget& target,
+                        std::string& strIL, std::string& strLog);
+    // Only parses: the diagnostics of a unit compiled on its own, before it is linked.
+    static bool Check(const SCLCUnit& unit, const SCLCTarget& target, std::string& strLog);
+
+    // A unit as a compiled object keeps it, and back; false when the text is no unit.
+    static std::string UnitText(const SCLCUnit& unit);
+    static bool ReadUnit(const std::string& strText, SCLCUnit& unit);
 };
 } // namespace XAN_Platform
 

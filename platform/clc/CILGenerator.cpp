@@ -16,6 +16,39 @@ const uint32_t GLOBAL_UAV = 11;
 const uint32_t PRIVATE_UAV = 8;
 const uint32_t LDS_ID = 1;
 const char* const COMPONENTS = "xyzw";
+// The row of cb0 whose .xy hold the address of the device's lock word.
+const uint32_t LOCK_ROW = 15;
+// The row of cb0 that holds the printf buffer: its address in .xy, its size in bytes in .z.
+const uint32_t PRINTF_ROW = 14;
+
+// printf's format as a metadata comment line may hold: C escapes for the backslash, ";",
+// characters that aren't printable, blanks at the end (which comments lose) and the "c" of
+// "call" (which comments may not hold before a number).
+std::string EscapeFormat(const std::string& str)
+{
+    std::string strEscaped;
+    for (size_t i = 0; i < str.size(); ++i)
+    {
+        const char c = str[i];
+        const unsigned char u = static_cast<unsigned char>(c);
+        if (c == '\\')
+        {
+            strEscaped += "\\\\";
+        }
+        else if (c == ';' || u < 0x20 || u >= 0x7F || str.compare(i, 4, "call") == 0 ||
+                 (c == ' ' && str.find_first_not_of(' ', i) == std::string::npos))
+        {
+            char vOctal[8];
+            std::snprintf(vOctal, sizeof(vOctal), "\\%03o", u);
+            strEscaped += vOctal;
+        }
+        else
+        {
+            strEscaped += c;
+        }
+    }
+    return strEscaped;
+}
 
 std::string Hex(uint32_t n)
 {
@@ -49,17 +82,20 @@ std::string CommentText(std::string str)
 }
 } // namespace
 
-CILGenerator::CILGenerator(clang::ASTContext& context, const SCLCTarget& target, bool bDebug)
-    : m_Context(context), m_Target(target), m_bDebug(bDebug)
+CILGenerator::CILGenerator(const std::vector<clang::ASTContext*>& vUnits, const SCLCTarget& target,
+                           bool bDebug)
+    : m_vUnits(vUnits), m_pContext(vUnits.front()), m_Target(target), m_bDebug(bDebug)
 {
 }
 
 // ---------------------------------------------------------------------------------------------
 // Diagnostics.
 
-std::string CILGenerator::Where(clang::SourceLocation location) const
+std::string CILGenerator::Where(const SRefusal& refusal)
 {
-    const clang::PresumedLoc presumed = m_Context.getSourceManager().getPresumedLoc(location);
+    const clang::PresumedLoc presumed = refusal.pSources != nullptr
+                                            ? refusal.pSources->getPresumedLoc(refusal.location)
+                                            : clang::PresumedLoc();
     if (presumed.isInvalid())
     {
         return "program.cl";
@@ -72,12 +108,15 @@ std::string CILGenerator::Where(clang::SourceLocation location) const
 void CILGenerator::Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const
 {
     pStmt = pStmt != nullptr ? pStmt : m_pStatement;
-    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(), strMessage};
+    throw SRefusal{pStmt != nullptr ? pStmt->getBeginLoc() : clang::SourceLocation(),
+                   &m_pContext->getSourceManager(), strMessage};
 }
 
 void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessage) const
 {
-    throw SRefusal{pDecl != nullptr ? pDecl->getLocation() : clang::SourceLocation(), strMessage};
+    throw SRefusal{pDecl != nullptr ? pDecl->getLocation() : clang::SourceLocation(),
+                   pDecl != nullptr ? &pDecl->getASTContext().getSourceManager() : nullptr,
+                   strMessage};
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -86,7 +125,7 @@ void CILGenerator::Refuse(const clang::Decl* pDecl, const std::string& strMessag
 // A type as OpenCL C spells it, without its address space.
 std::string CILGenerator::TypeName(clang::QualType type) const
 {
-    return type.getUnqualifiedType().getAsString(m_Context.getPrintingPolicy());
+    return type.getUnqualifiedType().getAsString(m_pContext->getPrintingPolicy());
 }
 
 bool CILGenerator::IsPointer(clang::QualType type) const
@@ -151,6 +190,11 @@ CILGenerator::EElement CILGenerator::ElementOf(clang::QualType type,
     {
         type = pEnum->getDecl()->getIntegerType().getCanonicalType();
     }
+    // Copies between global and local memory are done when they return: their events are 0.
+    if (type->isEventT())
+    {
+        return E_U32;
+    }
     const auto* pBuiltin = type->getAs<clang::BuiltinType>();
     if (pBuiltin == nullptr)
     {
@@ -204,7 +248,7 @@ CILGenerator::SValue CILGenerator::ShapeOf(clang::QualType type, const clang::St
 
 uint64_t CILGenerator::TypeSize(clang::QualType type) const
 {
-    return uint64_t(m_Context.getTypeSizeInChars(type).getQuantity());
+    return uint64_t(m_pContext->getTypeSizeInChars(type).getQuantity());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -408,33 +452,16 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
                        ? Normalize(retyped)
                        : retyped;
         }
-        result = Temp(eTo, value.nLanes);
-        for (unsigned int l = 0; l < value.nLanes; ++l)
+        if (Is64(eTo))
         {
-            const std::string strDest = LaneDest(result, l);
-            if (Is64(eTo))
-            {
-                const std::string strRegister = strDest.substr(0, strDest.find('.'));
-                const bool bLow = strDest.substr(strDest.find('.') + 1) == "xy";
-                const std::string strSource = LaneSource(value, l);
-                Emit("mov " + strRegister + (bLow ? ".x" : ".z") + ", " + strSource);
-                if (IsSigned(eFrom))
-                {
-                    Emit("ishr " + strRegister + (bLow ? ".y" : ".w") + ", " + strSource + ", " +
-                         Source(Literal(E_U32, 31), 0));
-                }
-                else
-                {
-                    Emit("mov " + strRegister + (bLow ? ".y" : ".w") + ", " +
-                         Source(Literal(E_U32, 0), 0));
-                }
-            }
-            else
-            {
-                Emit("mov " + strDest + ", " + LaneSource(value, l));
-            }
+            result = Join(value, IsSigned(eFrom) ? Apply("ishr", E_I32, {value, Literal(E_U32, 31)})
+                                                 : Literal(E_U32, 0));
+            result.eElement = eTo;
+            return result;
         }
-        return Is64(eTo) ? result : Normalize(result);
+        result = Word(value, false);
+        result.eElement = eTo;
+        return Normalize(result);
     }
     const char* pOp = nullptr;
     if (eFrom == E_F32 && eTo == E_F64)
@@ -447,11 +474,11 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
     }
     else if (IsFloat(eTo) && Is64(eFrom))
     {
-        Refuse(pWhere, "conversions from 64-bit integers to floating point are not supported");
+        return eTo == E_F64 ? Int64ToDouble(value) : Int64ToFloat(value);
     }
     else if (IsFloat(eFrom) && Is64(eTo))
     {
-        Refuse(pWhere, "conversions from floating point to 64-bit integers are not supported");
+        return DoubleToInt64(Convert(value, E_F64, pWhere), IsSigned(eTo));
     }
     else if (eTo == E_F32)
     {
@@ -483,6 +510,278 @@ CILGenerator::SValue CILGenerator::Convert(const SValue& value, EElement eTo,
         }
     }
     return ElementBytes(eTo) < 4 ? Normalize(result) : result;
+}
+
+// The high or the low 32-bit word of each 64-bit lane, signed where the high word of a
+// signed value is.
+CILGenerator::SValue CILGenerator::Word(const SValue& value, bool bHigh)
+{
+    const SValue source = Materialize(value);
+    const SValue result = Temp(bHigh && IsSigned(value.eElement) ? E_I32 : E_U32, value.nLanes);
+    for (unsigned int l = 0; l < value.nLanes; ++l)
+    {
+        const std::string strSource = LaneSource(source, l);
+        const std::string strRegister = strSource.substr(0, strSource.find('.'));
+        const char cComponent = strSource[strSource.find('.') + (bHigh ? 2 : 1)];
+        Emit("mov " + LaneDest(result, l) + ", " + strRegister + "." + std::string(4, cComponent));
+    }
+    return result;
+}
+
+// hi * 2^32 + lo: the product is exact, so the sum is the one rounding.
+CILGenerator::SValue CILGenerator::Int64ToDouble(const SValue& value)
+{
+    const SValue high = Convert(Word(value, true), E_F64, nullptr);
+    const SValue low = Convert(Word(value, false), E_F64, nullptr);
+    return Apply("dadd", E_F64,
+                 {Apply("dmul", E_F64, {high, Literal(E_F64, DoubleBits(4294967296.0))}), low});
+}
+
+// Through a double, which holds magnitudes below 2^53 exactly; above, the magnitude keeps its
+// top 53 bits and folds the others into a sticky bit, so that the rounding to float, the only
+// one, still sees them.
+CILGenerator::SValue CILGenerator::Int64ToFloat(const SValue& value)
+{
+    const SValue source = Materialize(value);
+    SValue magnitude = source;
+    magnitude.eElement = E_U64;
+    const bool bSigned = IsSigned(value.eElement);
+    if (bSigned)
+    {
+        const SValue negative = Apply("i64lt", E_U64, {source, Literal(E_I64, 0)});
+        magnitude = Apply("cmov_logical", E_U64,
+                          {negative, Apply("i64negate", E_U64, {source}), magnitude});
+    }
+    const SValue rest = Apply("iand", E_U32, {Word(magnitude, false), Literal(E_U32, 0x7FF)});
+    const SValue sticky = Convert(Apply("umin", E_U32, {rest, Literal(E_U32, 1)}), E_U64, nullptr);
+    const SValue folded =
+        Apply("ior", E_U64, {Apply("u64shr", E_U64, {magnitude, Literal(E_U64, 11)}), sticky});
+    const SValue big =
+        Apply("dmul", E_F64, {Int64ToDouble(folded), Literal(E_F64, DoubleBits(2048.0))});
+    const SValue isBig = Apply("u64ge", E_U64, {magnitude, Literal(E_U64, uint64_t(1) << 53)});
+    SValue result = Convert(Apply("cmov_logical", E_F64, {isBig, big, Int64ToDouble(magnitude)}),
+                            E_F32, nullptr);
+    if (bSigned)
+    {
+        // A magnitude's float has no sign bit: the value's own goes there.
+        const SValue sign = Apply("iand", E_U32, {Word(source, true), Literal(E_U32, 0x80000000u)});
+        result = Apply("ior", E_U32, {result, sign});
+        result.eElement = E_F32;
+    }
+    return result;
+}
+
+// |value| of doubles: the sign bit cleared.
+CILGenerator::SValue CILGenerator::DoubleMagnitude(const SValue& value)
+{
+    SValue result = Apply("iand", E_U32, {AsWords(value), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
+    result.eElement = E_F64;
+    result.nLanes = value.nLanes;
+    return result;
+}
+
+// Truncated and saturated, NaN to 0, as the 32-bit conversions are: the high word is the
+// magnitude / 2^32, the low word what remains, both converted by the saturating dtou.
+CILGenerator::SValue CILGenerator::DoubleToInt64(const SValue& valueIn, bool bSigned)
+{
+    const SValue value = Materialize(valueIn);
+    const SValue wide = bSigned ? DoubleMagnitude(value) : value;
+    const SValue highWord =
+        Convert(Apply("dmul", E_F64, {wide, Literal(E_F64, DoubleBits(1.0 / 4294967296.0))}), E_U32,
+                nullptr);
+    const SValue rest = Apply("dsub", E_F64,
+                              {wide, Apply("dmul", E_F64,
+                                           {Convert(highWord, E_F64, nullptr),
+                                            Literal(E_F64, DoubleBits(4294967296.0))})});
+    SValue result = Join(Convert(rest, E_U32, nullptr), highWord);
+    if (!bSigned)
+    {
+        return result;
+    }
+    const SValue negative = Apply("dlt", E_U64, {value, Literal(E_F64, 0)});
+    const SValue positive = Apply("u64min", E_U64, {result, Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
+    const SValue negated =
+        Apply("i64negate", E_U64,
+              {Apply("u64min", E_U64, {result, Literal(E_U64, 0x8000000000000000ull)})});
+    result = Apply("cmov_logical", E_I64, {negative, negated, positive});
+    return result;
+}
+
+// A double rounded to an integral double. Below 2^52 through its truncation, a 64-bit integer,
+// and the fraction that remains; from 2^52 up (and NaN, the infinities) it is integral already.
+CILGenerator::SValue CILGenerator::RoundDouble(const SValue& valueIn, ERounding eRounding)
+{
+    const SValue value = Materialize(valueIn);
+    const SValue integer = DoubleToInt64(value, true);
+    const SValue truncated = Int64ToDouble(integer);
+    const SValue fraction = Apply("dsub", E_F64, {value, truncated});
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    auto step = [&](const SValue& mask) {
+        return Apply("cmov_logical", E_F64, {mask, constant(1.0), constant(0.0)});
+    };
+    SValue up;
+    SValue down;
+    if (eRounding == R_Up)
+    {
+        up = Apply("dlt", E_U64, {constant(0.0), fraction});
+    }
+    else if (eRounding == R_Down)
+    {
+        down = Apply("dlt", E_U64, {fraction, constant(0.0)});
+    }
+    else
+    {
+        // Halves go to the even neighbour.
+        const SValue odd =
+            Apply("i64ne", E_U64,
+                  {Apply("iand", E_U64, {integer, Literal(E_U64, 1)}), Literal(E_U64, 0)});
+        auto beyond = [&](const SValue& above, const SValue& below, double dHalf)
+        {
+            return Apply(
+                "ior", E_U64,
+                {Apply("dlt", E_U64, {above, below}),
+                 Apply("iand", E_U64, {Apply("deq", E_U64, {fraction, constant(dHalf)}), odd})});
+        };
+        up = beyond(constant(0.5), fraction, 0.5);
+        down = beyond(fraction, constant(-0.5), -0.5);
+    }
+    SValue rounded = truncated;
+    if (eRounding != R_Down)
+    {
+        rounded = Apply("dadd", E_F64, {rounded, step(up)});
+    }
+    if (eRounding != R_Up)
+    {
+        rounded = Apply("dsub", E_F64, {rounded, step(down)});
+    }
+    const SValue small =
+        Apply("dlt", E_U64, {DoubleMagnitude(value), constant(4503599627370496.0)});
+    return Apply("cmov_logical", E_F64, {small, rounded, value});
+}
+
+// 2^t of doubles t, as floats within about 1.5 ulp: t = hi + lo with hi a float, 2^hi from
+// exp_vec and 2^lo ~ 1 + lo ln 2, since lo is below 2^-17. Beyond +-200 every float result is 0
+// or infinite, which keeps lo finite.
+CILGenerator::SValue CILGenerator::Exp2Precise(const SValue& t)
+{
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    const SValue clamped =
+        Apply("dmin", E_F64, {Apply("dmax", E_F64, {t, constant(-200.0)}), constant(200.0)});
+    const SValue high = Convert(clamped, E_F32, nullptr);
+    const SValue low =
+        Convert(Apply("dsub", E_F64, {clamped, Convert(high, E_F64, nullptr)}), E_F32, nullptr);
+    const SValue power = Apply("exp_vec", E_F32, {high});
+    SValue result = Apply(
+        "mad", E_F32,
+        {power, Apply("mul", E_F32, {low, Literal(E_F32, FloatBits(0.6931471805599453f))}), power});
+    // An infinite 2^hi stays infinite whatever the sign of lo.
+    result = Apply("cmov_logical", E_F32,
+                   {Apply("eq", E_U32, {power, Literal(E_F32, 0x7F800000u)}), power, result});
+    const SValue nan = Word(Apply("dne", E_U64, {t, t}), false);
+    return Apply("cmov_logical", E_F32, {nan, Literal(E_F32, 0x7FC00000u), result});
+}
+
+// log2 of positive floats as doubles, to about 2^-50: x = m 2^e with m in [sqrt(1/2), sqrt(2)),
+// and ln m = 2 atanh(s), s = (m - 1) / (m + 1), by its series to s^17. Zero, the infinities and
+// NaN take log_vec's answer, which is exact for them.
+CILGenerator::SValue CILGenerator::Log2Precise(const SValue& x)
+{
+    auto word = [this](uint32_t n) { return Literal(E_U32, n); };
+    auto constant = [this](double d) { return Literal(E_F64, DoubleBits(d)); };
+    // Subnormals are scaled by 2^24 first.
+    const SValue subnormal = Apply("ult", E_U32, {x, word(0x00800000u)});
+    const SValue scaled =
+        Apply("cmov_logical", E_U32,
+              {subnormal, Apply("mul", E_F32, {x, Literal(E_F32, FloatBits(16777216.0f))}), x});
+    const SValue bias = Apply("cmov_logical", E_I32, {subnormal, word(127 + 24), word(127)});
+    SValue mantissa =
+        Apply("ior", E_U32, {Apply("iand", E_U32, {scaled, word(0x007FFFFFu)}), word(0x3F800000u)});
+    const SValue large = Apply("ult", E_U32, {word(0x3FB504F3u), mantissa});
+    mantissa = Apply("isub", E_U32, {mantissa, Apply("iand", E_U32, {large, word(0x00800000u)})});
+    mantissa.eElement = E_F32;
+    const SValue exponent =
+        Apply("iadd", E_I32,
+              {Apply("isub", E_I32, {Apply("ushr", E_U32, {scaled, word(23)}), bias}),
+               Apply("iand", E_U32, {large, word(1)})});
+    const SValue m = Convert(mantissa, E_F64, nullptr);
+    const SValue s =
+        Apply("ddiv", E_F64,
+              {Apply("dsub", E_F64, {m, constant(1.0)}), Apply("dadd", E_F64, {m, constant(1.0)})});
+    const SValue s2 = Apply("dmul", E_F64, {s, s});
+    SValue series = constant(1.0 / 17.0);
+    for (int n = 15; n >= 1; n -= 2)
+    {
+        series = Apply("dmad", E_F64, {s2, Materialize(series), constant(1.0 / n)});
+    }
+    const SValue logM = Apply("dmul", E_F64, {Apply("dadd", E_F64, {s, s}), series});
+    const SValue result = Apply(
+        "dmad", E_F64, {logM, constant(1.4426950408889634), Convert(exponent, E_F64, nullptr)});
+    const SValue finite = Apply("iand", E_U32,
+                                {Apply("lt", E_U32, {Literal(E_F32, 0), x}),
+                                 Apply("lt", E_U32, {x, Literal(E_F32, 0x7F800000u)})});
+    const SValue special = Convert(Apply("log_vec", E_F32, {x}), E_F64, nullptr);
+    return Apply("cmov_logical", E_F64, {Join(finite, finite), result, special});
+}
+
+// pow as 2^(y log2 |x|) in double precision, then C's special cases: the sign of odd integer
+// powers of negative x, NaN for negative x to a finite non-integer power, and 1 for y = 0,
+// x = 1, and |x| = 1 to an infinite power. powr is NaN for every negative x.
+CILGenerator::SValue CILGenerator::Power(const SValue& x, const SValue& y, bool bPowr)
+{
+    auto word = [this](uint32_t n) { return Literal(E_U32, n); };
+    auto constant = [this](float f) { return Literal(E_F32, FloatBits(f)); };
+    const SValue magnitude = Apply("abs", E_F32, {x});
+    SValue result =
+        Exp2Precise(Apply("dmul", E_F64, {Convert(y, E_F64, nullptr), Log2Precise(magnitude)}));
+    const SValue yMagnitude = Apply("abs", E_F32, {y});
+    const SValue integral = Apply("eq", E_U32, {Apply("round_z", E_F32, {y}), y});
+    const SValue odd = Apply(
+        "iand", E_U32,
+        {Apply("iand", E_U32, {integral, Apply("lt", E_U32, {yMagnitude, constant(16777216.0f)})}),
+         Apply("ine", E_U32,
+               {Apply("iand", E_U32, {Apply("ftoi", E_I32, {y}), word(1)}), word(0)})});
+    const SValue negative =
+        Apply("ine", E_U32, {Apply("iand", E_U32, {x, word(0x80000000u)}), word(0)});
+    result = Apply(
+        "ixor", E_F32,
+        {result, Apply("iand", E_U32, {Apply("iand", E_U32, {negative, odd}), word(0x80000000u)})});
+    SValue invalid = Apply("lt", E_U32, {x, constant(0.0f)});
+    if (!bPowr)
+    {
+        invalid =
+            Apply("iand", E_U32,
+                  {invalid, Apply("iand", E_U32,
+                                  {Apply("lt", E_U32, {magnitude, Literal(E_F32, 0x7F800000u)}),
+                                   Apply("ieq", E_U32, {integral, word(0)})})});
+    }
+    result = Apply("cmov_logical", E_F32, {invalid, Literal(E_F32, 0x7FC00000u), result});
+    if (bPowr)
+    {
+        return result;
+    }
+    const SValue unit = Apply(
+        "ior", E_U32,
+        {Apply("ior", E_U32,
+               {Apply("eq", E_U32, {y, constant(0.0f)}), Apply("eq", E_U32, {x, constant(1.0f)})}),
+         Apply("iand", E_U32,
+               {Apply("eq", E_U32, {magnitude, constant(1.0f)}),
+                Apply("eq", E_U32, {yMagnitude, Literal(E_F32, 0x7F800000u)})})});
+    return Apply("cmov_logical", E_F32, {unit, constant(1.0f), result});
+}
+
+// A 64-bit value per lane from its low and high words.
+CILGenerator::SValue CILGenerator::Join(const SValue& low, const SValue& high)
+{
+    const SValue result = Temp(E_U64, low.nLanes);
+    for (unsigned int l = 0; l < low.nLanes; ++l)
+    {
+        const std::string strDest = LaneDest(result, l);
+        const std::string strRegister = strDest.substr(0, strDest.find('.'));
+        const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
+        Emit("mov " + strRegister + (bFirst ? ".x" : ".z") + ", " + LaneSource(low, l));
+        Emit("mov " + strRegister + (bFirst ? ".y" : ".w") + ", " + LaneSource(high, l));
+    }
+    return result;
 }
 
 // A 32-bit value per lane that is not zero exactly where the value is not zero.
@@ -771,6 +1070,11 @@ void CILGenerator::StoreMemory(ESpace eSpace, const SValue& address, const SValu
     }
 }
 
+bool CILGenerator::IsRegisterType(clang::QualType type)
+{
+    return type->isScalarType() || type->isVectorType() || type->isEventT();
+}
+
 CILGenerator::SValue CILGenerator::Load(const SLValue& lvalue, const clang::Stmt* pWhere)
 {
     if (!lvalue.bMemory)
@@ -778,7 +1082,7 @@ CILGenerator::SValue CILGenerator::Load(const SLValue& lvalue, const clang::Stmt
         return lvalue.vLanes.empty() ? lvalue.value : Extract(lvalue.value, lvalue.vLanes);
     }
     const clang::QualType type = lvalue.type.getCanonicalType();
-    if (!type->isScalarType() && !type->isVectorType())
+    if (!IsRegisterType(type))
     {
         Refuse(pWhere, "a value of type '" + TypeName(lvalue.type) +
                            "' can't be held in registers; copy its members one by one");
@@ -807,7 +1111,7 @@ void CILGenerator::Store(const SLValue& lvalue, const SValue& value, const clang
         return;
     }
     const clang::QualType type = lvalue.type.getCanonicalType();
-    if (!type->isScalarType() && !type->isVectorType())
+    if (!IsRegisterType(type))
     {
         Refuse(pWhere, "assignment of a whole '" + TypeName(lvalue.type) +
                            "' is not supported; assign its members one by one");
@@ -911,19 +1215,45 @@ bool HasReturnBeforeEnd(const clang::Stmt* pStmt, bool bLast)
 }
 } // namespace
 
+// The body a call runs: the callee's own, or the one another unit gives a function of that name.
+const clang::FunctionDecl* CILGenerator::DefinitionOf(const clang::FunctionDecl* pCallee) const
+{
+    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
+    if (pDefinition == nullptr && IsUserFunction(pCallee) && pCallee->isExternallyVisible())
+    {
+        auto it = m_Definitions.find(pCallee->getNameAsString());
+        pDefinition = it != m_Definitions.end() ? it->second : nullptr;
+    }
+    return pDefinition != nullptr && pDefinition->hasBody() ? pDefinition : nullptr;
+}
+
+// Declared by the program rather than by the OpenCL C headers, which declare the built-ins.
+bool CILGenerator::IsUserFunction(const clang::FunctionDecl* pFunction) const
+{
+    return !pFunction->isImplicit() &&
+           !pFunction->getASTContext().getSourceManager().isInSystemHeader(
+               pFunction->getLocation());
+}
+
 void CILGenerator::CollectFunctions(const clang::FunctionDecl* pFunction, const clang::Stmt* pStmt,
                                     std::vector<const clang::FunctionDecl*>& vPath)
 {
     ForEachCall(pStmt,
                 [&](const clang::CallExpr* pCall)
                 {
+                    m_pContext = &pFunction->getASTContext();
                     const clang::FunctionDecl* pCallee = pCall->getDirectCallee();
                     if (pCallee == nullptr)
                     {
                         Refuse(pCall, "calls through function pointers are not supported");
                     }
-                    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
-                    if (pDefinition == nullptr || !pDefinition->hasBody())
+                    const clang::FunctionDecl* pDefinition = DefinitionOf(pCallee);
+                    if (pDefinition == nullptr && IsUserFunction(pCallee))
+                    {
+                        Refuse(pCall, "function '" + pCallee->getNameAsString() +
+                                          "' is declared but no program defines it");
+                    }
+                    if (pDefinition == nullptr)
                     {
                         return;
                     }
@@ -998,16 +1328,29 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
     try
     {
         std::vector<const clang::FunctionDecl*> vKernels;
-        for (const clang::Decl* pDecl : m_Context.getTranslationUnitDecl()->decls())
+        for (clang::ASTContext* pUnit : m_vUnits)
         {
-            const auto* pFunction = llvm::dyn_cast<clang::FunctionDecl>(pDecl);
-            if (pFunction != nullptr && pFunction->hasAttr<clang::OpenCLKernelAttr>() &&
-                pFunction->doesThisDeclarationHaveABody())
+            for (const clang::Decl* pDecl : pUnit->getTranslationUnitDecl()->decls())
             {
-                vKernels.push_back(pFunction);
-                SFunction& kernel = m_Functions[pFunction];
-                kernel.pDecl = pFunction;
-                kernel.bKernel = true;
+                const auto* pFunction = llvm::dyn_cast<clang::FunctionDecl>(pDecl);
+                if (pFunction == nullptr || !pFunction->doesThisDeclarationHaveABody())
+                {
+                    continue;
+                }
+                // Functions of external linkage are what other units may call.
+                if (pFunction->isExternallyVisible() &&
+                    !m_Definitions.emplace(pFunction->getNameAsString(), pFunction).second)
+                {
+                    Refuse(pFunction, "'" + pFunction->getNameAsString() +
+                                          "' is defined in more than one program");
+                }
+                if (pFunction->hasAttr<clang::OpenCLKernelAttr>())
+                {
+                    vKernels.push_back(pFunction);
+                    SFunction& kernel = m_Functions[pFunction];
+                    kernel.pDecl = pFunction;
+                    kernel.bKernel = true;
+                }
             }
         }
         if (vKernels.empty())
@@ -1026,6 +1369,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
         {
             SFunction& function = m_Functions[pDecl];
             function.nLabel = nLabel++;
+            m_pContext = &pDecl->getASTContext();
             FindAddressTaken(pDecl->getBody());
             if (function.bKernel)
             {
@@ -1067,7 +1411,7 @@ bool CILGenerator::Generate(std::string& strIL, std::string& strLog)
     }
     catch (const SRefusal& refusal)
     {
-        strLog += Where(refusal.location) + ": error: " + refusal.strMessage + "\n";
+        strLog += Where(refusal) + ": error: " + refusal.strMessage + "\n";
         return false;
     }
 }
@@ -1212,6 +1556,10 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
                  << ":1:" << nOffset << "\n";
         nOffset += uint32_t((std::max<uint64_t>(4, nItem) * nCount + 15) / 16 * 16);
     }
+    for (const std::string& strSite : m_vPrintfSites)
+    {
+        metadata << strSite;
+    }
     metadata << ";ARGEND:" << strFunction << "\n";
     nCb1Rows = nOffset / 16;
     return metadata.str();
@@ -1220,6 +1568,7 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
 void CILGenerator::GenerateFunction(SFunction& function)
 {
     m_pFunction = &function;
+    m_pContext = &function.pDecl->getASTContext();
     m_Body.str("");
     m_UsedLiterals.clear();
     m_vBreakables.clear();
@@ -1317,7 +1666,7 @@ void CILGenerator::MarkLine(clang::SourceLocation location)
     {
         return;
     }
-    const clang::SourceManager& sourceManager = m_Context.getSourceManager();
+    const clang::SourceManager& sourceManager = m_pContext->getSourceManager();
     const clang::PresumedLoc presumed =
         sourceManager.getPresumedLoc(sourceManager.getExpansionLoc(location));
     if (presumed.isInvalid())
@@ -1591,7 +1940,7 @@ void CILGenerator::InitializeMemory(ESpace eSpace, const SValue& address, clang:
     if (pList != nullptr && type->isRecordType())
     {
         const clang::RecordDecl* pRecord = type->getAs<clang::RecordType>()->getDecl();
-        const clang::ASTRecordLayout& layout = m_Context.getASTRecordLayout(pRecord);
+        const clang::ASTRecordLayout& layout = m_pContext->getASTRecordLayout(pRecord);
         unsigned int nField = 0;
         for (const clang::FieldDecl* pField : pRecord->fields())
         {
@@ -1721,7 +2070,7 @@ bool CILGenerator::EmitSwitch(const clang::SwitchStmt* pSwitch)
                 {
                     Refuse(pCase, "case ranges are not supported");
                 }
-                const llvm::APSInt value = pCase->getLHS()->EvaluateKnownConstInt(m_Context);
+                const llvm::APSInt value = pCase->getLHS()->EvaluateKnownConstInt(*m_pContext);
                 Emit("case " + std::to_string(uint32_t(value.getExtValue())));
                 pStmt = pCase->getSubStmt();
             }
@@ -1812,10 +2161,10 @@ CILGenerator::SValue CILGenerator::EmitExpr(const clang::Expr* pExpr)
     const clang::QualType type = pExpr->getType().getCanonicalType();
     // Constants fold to literals.
     if (!pExpr->isValueDependent() && (type->isIntegerType() || type->isRealFloatingType()) &&
-        !pExpr->HasSideEffects(m_Context))
+        !pExpr->HasSideEffects(*m_pContext))
     {
         clang::Expr::EvalResult result;
-        if (pExpr->EvaluateAsRValue(result, m_Context))
+        if (pExpr->EvaluateAsRValue(result, *m_pContext))
         {
             const EElement eElement = ElementOf(type, pExpr);
             if (result.Val.isInt())
@@ -1985,7 +2334,7 @@ CILGenerator::SLValue CILGenerator::EmitLValue(const clang::Expr* pExpr)
         {
             base = EmitLValue(pMember->getBase());
         }
-        const clang::ASTRecordLayout& layout = m_Context.getASTRecordLayout(pField->getParent());
+        const clang::ASTRecordLayout& layout = m_pContext->getASTRecordLayout(pField->getParent());
         lvalue.bMemory = true;
         lvalue.eSpace = base.eSpace;
         lvalue.value =
@@ -2074,6 +2423,7 @@ CILGenerator::SValue CILGenerator::EmitCast(const clang::CastExpr* pCast)
     case clang::CK_VectorSplat:
         return Splat(EmitExpr(pSub), LanesOf(type));
     case clang::CK_NullToPointer:
+    case clang::CK_ZeroToOCLOpaqueType:
         return Literal(ElementOf(type, pCast), 0);
     default:
         Refuse(pCast,
@@ -2472,7 +2822,7 @@ CILGenerator::SValue CILGenerator::EmitCall(const clang::CallExpr* pCall)
     {
         Refuse(pCall, "calls through function pointers are not supported");
     }
-    const clang::FunctionDecl* pDefinition = pCallee->getDefinition();
+    const clang::FunctionDecl* pDefinition = DefinitionOf(pCallee);
     auto it = pDefinition != nullptr ? m_Functions.find(pDefinition) : m_Functions.end();
     if (it == m_Functions.end())
     {
@@ -2506,7 +2856,7 @@ CILGenerator::SValue CILGenerator::WorkItem(const std::string& strName,
         return Convert(value, ElementOf(type, pCall), pCall);
     }
     clang::Expr::EvalResult dimension;
-    if (pCall->getNumArgs() != 1 || !pCall->getArg(0)->EvaluateAsInt(dimension, m_Context))
+    if (pCall->getNumArgs() != 1 || !pCall->getArg(0)->EvaluateAsInt(dimension, *m_pContext))
     {
         Refuse(pCall, strName + " needs a constant dimension");
     }
@@ -2556,16 +2906,16 @@ CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clan
     std::string strOp = strName.substr(strName.find('_') + 1);
     const clang::QualType pointee = pCall->getArg(0)->getType()->getPointeeType();
     const EElement eElement = ElementOf(pointee, pCall);
-    if (Is64(eElement))
-    {
-        Refuse(pCall, "64-bit atomics are not supported yet");
-    }
     const ESpace eSpace = SpaceOf(pointee);
     if (eSpace == S_Private)
     {
         Refuse(pCall, "atomics on private memory are not supported");
     }
     const SValue address = Materialize(EmitExpr(pCall->getArg(0)));
+    if (Is64(eElement))
+    {
+        return Atomic64(strOp, pCall, eElement, eSpace, address);
+    }
     SValue operand = Literal(E_U32, 1);
     SValue compare;
     if (strOp == "cmpxchg")
@@ -2605,6 +2955,222 @@ CILGenerator::SValue CILGenerator::Atomic(const std::string& strName, const clan
     return result;
 }
 
+// The work-items of the group share the elements, each taking every group-size-th from its flat
+// local id on, so the copy is done when the call returns; wait_group_events is the barrier
+// after which the whole group sees it.
+// The IL has no 64-bit atomics: the device's lock word, whose address a launch puts in cb0[15],
+// guards a plain read, change and write. The lanes of a group take the lock in turn, one per
+// pass of the loop; between groups the compare-exchange on the lock decides.
+CILGenerator::SValue CILGenerator::Atomic64(const std::string& strOp, const clang::CallExpr* pCall,
+                                            EElement eElement, ESpace eSpace, const SValue& address)
+{
+    SValue operand = Literal(eElement, 1);
+    SValue compare;
+    if (strOp == "cmpxchg")
+    {
+        compare = Materialize(EmitExpr(pCall->getArg(1)));
+        operand = Materialize(EmitExpr(pCall->getArg(2)));
+    }
+    else if (strOp != "inc" && strOp != "dec")
+    {
+        operand = Materialize(EmitExpr(pCall->getArg(1)));
+    }
+    const SValue lock = Temp(AddressElement(S_Global), 1);
+    Emit("mov " + LaneDest(lock, 0) + ", cb0[" + std::to_string(LOCK_ROW) + "]" +
+         (Is64(lock.eElement) ? ".xyxy" : ".xxxx"));
+    const SValue done = Temp(E_I32, 1);
+    const SValue taken = Temp(E_U32, 1);
+    Copy(done, Literal(E_I32, 0));
+    Emit("whileloop");
+    Emit("break_logicalnz " + LaneSource(done, 0));
+    const std::string strLockOp = MemoryOp("uav_read_cmp_xchg", "", S_Global) + " " +
+                                  LaneDest(taken, 0) + ", " + AddressOperand(lock) + ", ";
+    Emit(strLockOp + Source(Literal(E_U32, 1), 0) + ", " + Source(Literal(E_U32, 0), 0));
+    Emit("if_logicalz " + LaneSource(taken, 0));
+    const SValue old = LoadMemory(eSpace, address, eElement, 1);
+    const bool bSigned = IsSigned(eElement);
+    static const std::map<std::string, const char*> s_Ops = {
+        {"add", "i64add"}, {"inc", "i64add"}, {"sub", "i64sub"}, {"dec", "i64sub"},
+        {"and", "iand"},   {"or", "ior"},     {"xor", "ixor"}};
+    SValue changed = operand;
+    if (s_Ops.count(strOp) != 0)
+    {
+        changed = Apply(s_Ops.at(strOp), eElement, {old, operand});
+    }
+    else if (strOp == "min" || strOp == "max")
+    {
+        changed = Apply(strOp == "min" ? (bSigned ? "i64min" : "u64min")
+                                       : (bSigned ? "i64max" : "u64max"),
+                        eElement, {old, operand});
+    }
+    else if (strOp == "cmpxchg")
+    {
+        changed =
+            Apply("cmov_logical", eElement, {Apply("i64eq", E_U64, {old, compare}), operand, old});
+    }
+    else if (strOp != "xchg")
+    {
+        Refuse(pCall, "the 64-bit atomic " + strOp + " is not supported");
+    }
+    StoreMemory(eSpace, address, Materialize(changed));
+    // Releasing the lock is atomic too, so that the other groups see it.
+    Emit(MemoryOp("uav_read_xchg", "", S_Global) + " " + LaneDest(taken, 0) + ", " +
+         AddressOperand(lock) + ", " + Source(Literal(E_U32, 0), 0));
+    Copy(done, Literal(E_I32, -1));
+    Emit("endif");
+    Emit("endloop");
+    return old;
+}
+
+// printf appends a record to the launch's printf buffer: the call's number, then each argument
+// as the call passes it (after C's promotions), each padded to whole words. The format, with
+// %s of literal strings already filled in, and the arguments' sizes are a ";printf_fn" line of
+// the kernels' metadata, from which the runtime prints the records when the kernel has run. A
+// record that doesn't fit is dropped, and printf returns -1.
+CILGenerator::SValue CILGenerator::Printf(const clang::CallExpr* pCall)
+{
+    const auto* pFormat =
+        llvm::dyn_cast<clang::StringLiteral>(pCall->getArg(0)->IgnoreParenImpCasts());
+    if (pFormat == nullptr)
+    {
+        Refuse(pCall, "printf needs a literal string as its format");
+    }
+    const std::string strFormat = pFormat->getString().str();
+    std::string strSiteFormat;
+    std::vector<SValue> vArgs;
+    std::vector<uint32_t> vSizes;
+    unsigned int nArg = 1;
+    for (size_t i = 0; i < strFormat.size(); ++i)
+    {
+        if (strFormat[i] != '%')
+        {
+            strSiteFormat += strFormat[i];
+            continue;
+        }
+        const size_t nConversion = strFormat.find_first_of("diouxXfFeEgGaAcsp%", i + 1);
+        if (nConversion == std::string::npos)
+        {
+            Refuse(pCall, "printf: the format ends inside a conversion");
+        }
+        const std::string strConversion = strFormat.substr(i, nConversion - i + 1);
+        i = nConversion;
+        // Flags, width, precision, a vector size and a length: never an argument's '*'.
+        if (strConversion.find_first_not_of("-+ #0123456789.vhl", 1) != strConversion.size() - 1)
+        {
+            Refuse(pCall, "printf: the conversion " + strConversion + " is not supported");
+        }
+        if (strConversion == "%%")
+        {
+            strSiteFormat += strConversion;
+            continue;
+        }
+        if (nArg >= pCall->getNumArgs())
+        {
+            Refuse(pCall, "printf: the format converts more arguments than the call has");
+        }
+        const clang::Expr* pArg = pCall->getArg(nArg++);
+        if (strConversion.back() == 's')
+        {
+            // Strings can only be literals: they are printed into the format now.
+            const auto* pString = llvm::dyn_cast<clang::StringLiteral>(pArg->IgnoreParenImpCasts());
+            if (pString == nullptr)
+            {
+                Refuse(pArg, "printf: %s needs a literal string");
+            }
+            const std::string strValue = pString->getString().str();
+            std::vector<char> vText(strValue.size() + strConversion.size() + 512);
+            std::snprintf(vText.data(), vText.size(), strConversion.c_str(), strValue.c_str());
+            for (const char c : std::string(vText.data()))
+            {
+                strSiteFormat += c == '%' ? std::string("%%") : std::string(1, c);
+            }
+            continue;
+        }
+        strSiteFormat += strConversion;
+        const clang::QualType type = pArg->getType().getCanonicalType();
+        const SValue value = Materialize(EmitExpr(pArg));
+        vArgs.push_back(value);
+        vSizes.push_back(
+            uint32_t(TypeSize(type) / (LanesOf(type) == 3 ? 4 : 1) * (LanesOf(type) == 3 ? 3 : 1)));
+    }
+    uint32_t nRecordBytes = 4;
+    for (uint32_t nSize : vSizes)
+    {
+        nRecordBytes += (nSize + 3) / 4 * 4;
+    }
+    const uint32_t nSite = uint32_t(m_vPrintfSites.size());
+    std::string strSite =
+        ";printf_fn:" + std::to_string(nSite) + ":" + std::to_string(vSizes.size());
+    for (uint32_t nSize : vSizes)
+    {
+        strSite += ":" + std::to_string(nSize);
+    }
+    m_vPrintfSites.push_back(strSite + ":" + std::to_string(strSiteFormat.size()) + ":" +
+                             EscapeFormat(strSiteFormat) + "\n");
+
+    const SValue buffer = Temp(AddressElement(S_Global), 1);
+    Emit("mov " + LaneDest(buffer, 0) + ", cb0[" + std::to_string(PRINTF_ROW) + "]" +
+         (Is64(buffer.eElement) ? ".xyxy" : ".xxxx"));
+    // Launches without a buffer have a size of 0: no room, and no access to address 0.
+    const SValue capacity = Temp(E_U32, 1);
+    Emit("mov " + LaneDest(capacity, 0) + ", cb0[" + std::to_string(PRINTF_ROW) + "].zzzz");
+    const SValue offset = Temp(E_U32, 1);
+    Copy(offset, capacity);
+    Emit("if_logicalnz " + LaneSource(capacity, 0));
+    Emit(MemoryOp("uav_read_add", "", S_Global) + " " + LaneDest(offset, 0) + ", " +
+         AddressOperand(buffer) + ", " + Source(Literal(E_U32, nRecordBytes), 0));
+    Emit("endif");
+    const SValue full = Apply(
+        "ult", E_U32, {capacity, Apply("iadd", E_U32, {offset, Literal(E_U32, nRecordBytes)})});
+    Emit("if_logicalz " + LaneSource(full, 0));
+    const SValue record = AddressAdd(buffer, Convert(offset, buffer.eElement, pCall));
+    StoreMemory(S_Global, record, Literal(E_U32, nSite));
+    uint32_t nAt = 4;
+    for (size_t a = 0; a < vArgs.size(); ++a)
+    {
+        StoreMemory(S_Global, AddressAddConstant(record, nAt), vArgs[a]);
+        nAt += (vSizes[a] + 3) / 4 * 4;
+    }
+    Emit("endif");
+    return Apply("cmov_logical", E_I32, {full, Literal(E_I32, uint64_t(-1)), Literal(E_I32, 0)});
+}
+
+CILGenerator::SValue CILGenerator::AsyncCopy(const clang::CallExpr* pCall, bool bStrided)
+{
+    const clang::Expr* pDest = pCall->getArg(0);
+    const clang::Expr* pSource = pCall->getArg(1);
+    const SValue dest = Materialize(EmitExpr(pDest));
+    const SValue source = Materialize(EmitExpr(pSource));
+    const SValue count = Materialize(Convert(EmitExpr(pCall->getArg(2)), E_U32, pCall));
+    const SValue stride = bStrided ? Materialize(Convert(EmitExpr(pCall->getArg(3)), E_U32, pCall))
+                                   : Literal(E_U32, 1);
+    const SValue event = EmitExpr(pCall->getArg(bStrided ? 4 : 3));
+    const clang::QualType element = pDest->getType()->getPointeeType();
+    const bool bToLocal = SpaceOf(element) == S_Local;
+    const SValue index = Temp(E_U32, 1);
+    const SValue groupSize = Temp(E_U32, 1);
+    Emit("imad " + LaneDest(index, 0) + ", vTidInGrp0.zzzz, cb0[1].yyyy, vTidInGrp0.yyyy");
+    Emit("imad " + LaneDest(index, 0) + ", " + LaneSource(index, 0) +
+         ", cb0[1].xxxx, vTidInGrp0.xxxx");
+    Emit("imul " + LaneDest(groupSize, 0) + ", cb0[1].xxxx, cb0[1].yyyy");
+    Emit("imul " + LaneDest(groupSize, 0) + ", " + LaneSource(groupSize, 0) + ", cb0[1].zzzz");
+    Emit("whileloop");
+    Emit("break_logicalz " + LaneSource(Apply("ult", E_U32, {index, count}), 0));
+    const SValue strided = Apply("imul", E_U32, {index, stride});
+    const SValue from =
+        PointerArithmetic(clang::BO_Add, pSource, source, bToLocal ? strided : index, pCall);
+    const SValue to =
+        PointerArithmetic(clang::BO_Add, pDest, dest, bToLocal ? index : strided, pCall);
+    const SValue shape = ShapeOf(element, pCall);
+    StoreMemory(SpaceOf(element), to,
+                LoadMemory(SpaceOf(pSource->getType()->getPointeeType()), from, shape.eElement,
+                           shape.nLanes));
+    Emit("iadd " + LaneDest(index, 0) + ", " + LaneSource(index, 0) + ", " +
+         LaneSource(groupSize, 0));
+    Emit("endloop");
+    return event;
+}
+
 CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
                                                const std::string& strName)
 {
@@ -2628,6 +3194,19 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     if (strName.compare(0, 7, "atomic_") == 0 || strName.compare(0, 5, "atom_") == 0)
     {
         return Atomic(strName, pCall);
+    }
+    if (strName == "async_work_group_copy" || strName == "async_work_group_strided_copy")
+    {
+        return AsyncCopy(pCall, strName == "async_work_group_strided_copy");
+    }
+    if (strName == "wait_group_events")
+    {
+        Emit("fence_threads_lds_memory");
+        return Literal(E_I32, 0);
+    }
+    if (strName == "prefetch")
+    {
+        return Literal(E_I32, 0);
     }
     const clang::QualType type = pCall->getType().getCanonicalType();
     if (strName.compare(0, 5, "vload") == 0 && pCall->getNumArgs() == 2)
@@ -2662,16 +3241,16 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
             strName.find('_', 8) == std::string::npos ? strName.size() : strName.find('_', 8));
         SValue value = EmitExpr(pCall->getArg(0));
         const EElement eTo = ElementOf(type, pCall);
-        if (IsFloat(value.eElement) && !IsFloat(eTo) && value.eElement == E_F32)
+        const ERounding eRounding = strSuffix.find("_rte") != std::string::npos   ? R_Even
+                                    : strSuffix.find("_rtp") != std::string::npos ? R_Up
+                                    : strSuffix.find("_rtn") != std::string::npos ? R_Down
+                                                                                  : R_Zero;
+        if (IsFloat(value.eElement) && !IsFloat(eTo) && eRounding != R_Zero)
         {
-            const char* pRound = strSuffix.find("_rte") != std::string::npos   ? "round_nearest"
-                                 : strSuffix.find("_rtp") != std::string::npos ? "round_plusinf"
-                                 : strSuffix.find("_rtn") != std::string::npos ? "round_neginf"
-                                                                               : nullptr;
-            if (pRound != nullptr)
-            {
-                value = Apply(pRound, E_F32, {value});
-            }
+            static const char* const s_FloatRounding[] = {"round_nearest", "round_plusinf",
+                                                          "round_neginf"};
+            value = value.eElement == E_F32 ? Apply(s_FloatRounding[eRounding], E_F32, {value})
+                                            : RoundDouble(value, eRounding);
         }
         else if (strSuffix.find("_rt") != std::string::npos &&
                  strSuffix.find("_rte") == std::string::npos && IsFloat(eTo))
@@ -2711,7 +3290,7 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     }
     if (strName == "printf")
     {
-        Refuse(pCall, "printf is not supported yet");
+        return Printf(pCall);
     }
     std::vector<SValue> vArgs;
     for (const clang::Expr* pArg : pCall->arguments())
@@ -2790,13 +3369,11 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         {
             return apply(strName == "mad" ? "mad" : "fma", v);
         }
-        if (nArgs == 1 && strName == "exp")
+        if (nArgs == 1 && (strName == "exp" || strName == "exp10"))
         {
-            return apply("exp_vec", {apply("mul", {v[0], constant(1.4426950408889634)})});
-        }
-        if (nArgs == 1 && strName == "exp10")
-        {
-            return apply("exp_vec", {apply("mul", {v[0], constant(3.3219280948873622)})});
+            const double dLog2 = strName == "exp" ? 1.4426950408889634 : 3.3219280948873622;
+            return Exp2Precise(Apply(
+                "dmul", E_F64, {Convert(v[0], E_F64, pCall), Literal(E_F64, DoubleBits(dLog2))}));
         }
         if (nArgs == 1 && strName == "log")
         {
@@ -2812,7 +3389,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 2 && (strName == "pow" || strName == "powr"))
         {
-            return apply("exp_vec", {apply("mul", {v[1], apply("log_vec", {v[0]})})});
+            return Power(Materialize(v[0]), Materialize(v[1]), strName == "powr");
         }
         if (nArgs == 1 && (strName == "degrees" || strName == "radians"))
         {
@@ -2923,11 +3500,7 @@ CILGenerator::SValue CILGenerator::Math(const std::string& strFullName,
         }
         if (nArgs == 1 && strName == "fabs")
         {
-            SValue result =
-                Apply("iand", E_U32, {AsWords(v[0]), Literal(E_U64, 0x7FFFFFFFFFFFFFFFull)});
-            result.eElement = E_F64;
-            result.nLanes = nLanes;
-            return result;
+            return DoubleMagnitude(v[0]);
         }
         if (nArgs == 3 && strName == "clamp")
         {

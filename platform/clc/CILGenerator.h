@@ -27,7 +27,9 @@ namespace XAN_Platform
 class CILGenerator
 {
 public:
-    CILGenerator(clang::ASTContext& context, const SCLCTarget& target, bool bDebug);
+    // Several units make one program: a function one declares may be defined by another.
+    CILGenerator(const std::vector<clang::ASTContext*>& vUnits, const SCLCTarget& target,
+                 bool bDebug);
 
     bool Generate(std::string& strIL, std::string& strLog);
 
@@ -50,6 +52,15 @@ private:
         S_Global,
         S_Local,
         S_Private
+    };
+
+    // The rounding of a conversion to an integer: the order of the round_ instructions first.
+    enum ERounding
+    {
+        R_Even,
+        R_Up,
+        R_Down,
+        R_Zero
     };
 
     // A value in registers (or a literal): nLanes lanes of eElement.
@@ -94,6 +105,7 @@ private:
     struct SRefusal
     {
         clang::SourceLocation location;
+        const clang::SourceManager* pSources; // of the location's unit
         std::string strMessage;
     };
 
@@ -104,7 +116,9 @@ private:
     void GenerateFunction(SFunction& function);
     std::string ProgramText();
     std::string KernelMetadata(const SFunction& function, uint32_t& nCb1Rows);
-    std::string Where(clang::SourceLocation location) const;
+    static std::string Where(const SRefusal& refusal);
+    const clang::FunctionDecl* DefinitionOf(const clang::FunctionDecl* pCallee) const;
+    bool IsUserFunction(const clang::FunctionDecl* pFunction) const;
     [[noreturn]] void Refuse(const clang::Stmt* pStmt, const std::string& strMessage) const;
     [[noreturn]] void Refuse(const clang::Decl* pDecl, const std::string& strMessage) const;
 
@@ -140,6 +154,16 @@ private:
     SValue Normalize(const SValue& value);
     SValue Convert(const SValue& value, EElement eTo, const clang::Stmt* pWhere);
     SValue ToCondition(const SValue& value);
+    SValue Word(const SValue& value, bool bHigh);
+    SValue Join(const SValue& low, const SValue& high);
+    SValue Int64ToDouble(const SValue& value);
+    SValue Int64ToFloat(const SValue& value);
+    SValue DoubleToInt64(const SValue& value, bool bSigned);
+    SValue DoubleMagnitude(const SValue& value);
+    SValue Exp2Precise(const SValue& t);
+    SValue Log2Precise(const SValue& x);
+    SValue Power(const SValue& x, const SValue& y, bool bPowr);
+    SValue RoundDouble(const SValue& value, ERounding eRounding);
     SValue CompareResult(const SValue& mask, clang::QualType type);
     void Copy(const SValue& dest, const SValue& source);
     SValue Extract(const SValue& value, const std::vector<unsigned>& vLanes);
@@ -155,6 +179,8 @@ private:
     void StoreIndexedWords(const SValue& address, const SValue& words);
     SValue LoadMemory(ESpace eSpace, const SValue& address, EElement eElement, unsigned int nLanes);
     void StoreMemory(ESpace eSpace, const SValue& address, const SValue& value);
+    // Scalars, vectors and events: what a register holds.
+    static bool IsRegisterType(clang::QualType type);
     SValue Load(const SLValue& lvalue, const clang::Stmt* pWhere);
     void Store(const SLValue& lvalue, const SValue& value, const clang::Stmt* pWhere);
     uint32_t AllocatePrivate(uint64_t nBytes);
@@ -195,12 +221,18 @@ private:
     SValue EmitBuiltin(const clang::CallExpr* pCall, const std::string& strName);
     SValue WorkItem(const std::string& strName, const clang::CallExpr* pCall);
     SValue Atomic(const std::string& strName, const clang::CallExpr* pCall);
+    SValue Atomic64(const std::string& strOp, const clang::CallExpr* pCall, EElement eElement,
+                    ESpace eSpace, const SValue& address);
+    SValue Printf(const clang::CallExpr* pCall);
+    SValue AsyncCopy(const clang::CallExpr* pCall, bool bStrided);
     SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
                 const clang::CallExpr* pCall);
     SValue IncrementDecrement(const clang::UnaryOperator* pUnary);
     uint64_t TypeSize(clang::QualType type) const;
 
-    clang::ASTContext& m_Context;
+    std::vector<clang::ASTContext*> m_vUnits;
+    clang::ASTContext* m_pContext; // of the function being lowered
+    std::map<std::string, const clang::FunctionDecl*> m_Definitions; // external, by name
     SCLCTarget m_Target;
     bool m_bDebug;
 
@@ -209,6 +241,7 @@ private:
     std::set<const clang::VarDecl*> m_AddressTaken;
     std::map<const clang::VarDecl*, SVariable> m_Variables;
     std::map<std::vector<uint32_t>, uint32_t> m_Literals;
+    std::vector<std::string> m_vPrintfSites; // the ";printf_fn" lines, by call number
 
     // The function being generated.
     SFunction* m_pFunction = nullptr;

@@ -61,7 +61,13 @@ public:
     // Every mapped buffer in address order; a launch works on such a snapshot.
     std::vector<std::shared_ptr<CDeviceBuffer>> Snapshot() const;
 
+    // The device's lock words: below every buffer, at an address that never changes, for the
+    // atomics that the IL has no instruction for (compiled kernels lock around them).
+    uint64_t GetLockAddress() const { return m_nBase - 2 * ALIGNMENT; }
+    uint8_t* GetLockData() { return m_vLock; }
+
 private:
+    alignas(8) uint8_t m_vLock[ALIGNMENT] = {};
     uint64_t m_nBase;
     uint64_t m_nLimit;
     mutable std::mutex m_Mutex;

@@ -190,7 +190,14 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
     // The buffers stay alive until the launch ends, even if they are released
     // meanwhile.
     const std::vector<std::shared_ptr<CDeviceBuffer>> vBuffers = memory.Snapshot();
-    state.vMemory.reserve(vBuffers.size());
+    state.vMemory.reserve(vBuffers.size() + 1);
+    state.vMemory.push_back(
+        {memory.GetLockAddress(), CDeviceMemory::ALIGNMENT, memory.GetLockData()});
+    state.vConstantBuffers[0][LOCK_ROW * 4] = uint32_t(memory.GetLockAddress());
+    state.vConstantBuffers[0][LOCK_ROW * 4 + 1] = uint32_t(memory.GetLockAddress() >> 32);
+    state.vConstantBuffers[0][PRINTF_ROW * 4] = uint32_t(desc.nPrintfAddress);
+    state.vConstantBuffers[0][PRINTF_ROW * 4 + 1] = uint32_t(desc.nPrintfAddress >> 32);
+    state.vConstantBuffers[0][PRINTF_ROW * 4 + 2] = desc.nPrintfBytes;
     for (const std::shared_ptr<CDeviceBuffer>& pBuffer : vBuffers)
     {
         state.vMemory.push_back({pBuffer->GetAddress(), pBuffer->GetSize(), pBuffer->GetData()});

@@ -34,6 +34,10 @@ struct SLaunchDesc
     uint32_t nMaxGroupSize = 256;     // the largest group a null local size may pick
     uint64_t nInstructionBudget = DEFAULT_INSTRUCTION_BUDGET; // per launch, counted per group
     uint32_t nThreads = 0; // 0: every core; 1: one thread, for full determinism
+    // The buffer that compiled kernels append their printf records to (0: none), whose address
+    // and size a launch puts in row PRINTF_ROW of constant buffer 0.
+    uint64_t nPrintfAddress = 0;
+    uint32_t nPrintfBytes = 0;
     // Records what the launch executes; a traced launch runs on the calling thread.
     CExecutionTrace* pTrace = nullptr;
 
@@ -71,6 +75,12 @@ public:
     // the largest divisor of the global size that keeps the group within nMaxGroupSize.
     static void ChooseLocalSize(uint32_t nWorkDim, const uint64_t vGlobalSize[3],
                                 uint32_t nMaxGroupSize, uint64_t vLocalSize[3]);
+
+    // The row of constant buffer 0 whose .xy a launch sets to CDeviceMemory's lock address.
+    static const uint32_t LOCK_ROW = 15;
+    // The row of constant buffer 0 that holds SLaunchDesc's printf buffer: .xy its address, .z
+    // its size.
+    static const uint32_t PRINTF_ROW = 14;
 
     // The 16 rows of constant buffer 0 for a launch geometry.
     static std::vector<uint32_t> BuildRuntimeConstants(uint32_t nWorkDim,

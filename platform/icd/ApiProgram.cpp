@@ -4,6 +4,8 @@
 #include "CProgram.h"
 #include "ICDApi.h"
 
+#include <functional>
+
 namespace XAN_Platform
 {
 namespace Api
@@ -41,6 +43,48 @@ cl_int GetDevices(const CContext* pContext, cl_uint nCount, const cl_device_id* 
         vDevices.push_back(pDevice);
     }
     return CL_SUCCESS;
+}
+
+// clBuildProgram and clCompileProgram: the program, the notification and the devices are
+// checked, fnBuild builds for the devices (an empty list: all of the program's), and the
+// notification says that the build is done when the call returns.
+cl_int BuildProgram(cl_program program, cl_uint nCount, const cl_device_id* pList,
+                    PFNProgramNotify pfnNotify, void* pUserData,
+                    const std::function<cl_int(CProgram&, const std::vector<CDevice*>&)>& fnBuild)
+{
+    CProgram* pProgram = CCLObject::Find<CProgram>(program);
+    if (pProgram == nullptr)
+    {
+        return BadHandle(CL_INVALID_PROGRAM, "program", program);
+    }
+    if (pfnNotify == nullptr && pUserData != nullptr)
+    {
+        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
+    }
+    return Guarded(
+        [&]
+        {
+            std::vector<CDevice*> vDevices;
+            cl_int nError = GetDevices(pProgram->GetContext(), nCount, pList, vDevices);
+            for (const CDevice* pDevice : vDevices)
+            {
+                if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
+                {
+                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
+                                                  "a device the program isn't for");
+                }
+            }
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            nError = fnBuild(*pProgram, vDevices);
+            if (pfnNotify != nullptr)
+            {
+                pfnNotify(program, pUserData);
+            }
+            return nError;
+        });
 }
 } // namespace
 
@@ -143,39 +187,101 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
                       void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
                       void* user_data)
 {
-    CProgram* pProgram = CCLObject::Find<CProgram>(program);
-    if (pProgram == nullptr)
-    {
-        return BadHandle(CL_INVALID_PROGRAM, "program", program);
-    }
-    if (pfn_notify == nullptr && user_data != nullptr)
-    {
-        return CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
-    }
-    return Guarded(
-        [&]
+    return BuildProgram(program, num_devices, device_list, pfn_notify, user_data,
+                        [options](CProgram& built, const std::vector<CDevice*>& vDevices)
+                        { return built.Build(vDevices, options); });
+}
+
+cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
+                        const char* options, cl_uint num_input_headers,
+                        const cl_program* input_headers, const char** header_include_names,
+                        void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                        void* user_data)
+{
+    return BuildProgram(
+        program, num_devices, device_list, pfn_notify, user_data,
+        [&](CProgram& compiled, const std::vector<CDevice*>& vDevices)
         {
-            std::vector<CDevice*> vDevices;
-            cl_int nError = GetDevices(pProgram->GetContext(), num_devices, device_list, vDevices);
-            for (const CDevice* pDevice : vDevices)
+            if ((num_input_headers == 0) != (input_headers == nullptr) ||
+                (num_input_headers == 0) != (header_include_names == nullptr))
             {
-                if (nError == CL_SUCCESS && !pProgram->HasDevice(pDevice))
+                return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
+                                            "the count, the headers and their names disagree "
+                                            "on being empty");
+            }
+            std::vector<std::pair<std::string, CProgram*>> vHeaders;
+            for (cl_uint i = 0; i < num_input_headers; ++i)
+            {
+                CProgram* pHeader = CCLObject::Find<CProgram>(input_headers[i]);
+                if (pHeader == nullptr || pHeader->GetContext() != compiled.GetContext())
                 {
-                    nError = CDiagnostics::Refuse(CL_INVALID_DEVICE, "device_list",
-                                                  "a device the program isn't for");
+                    return CDiagnostics::Refuse(CL_INVALID_VALUE, "input_headers",
+                                                "a header that is no program of the context");
                 }
+                if (header_include_names[i] == nullptr || *header_include_names[i] == '\0')
+                {
+                    return CDiagnostics::Refuse(CL_INVALID_VALUE, "header_include_names",
+                                                "a null or empty name");
+                }
+                vHeaders.emplace_back(header_include_names[i], pHeader);
             }
-            if (nError != CL_SUCCESS)
+            return compiled.Compile(vDevices, options, vHeaders);
+        });
+}
+
+cl_program clLinkProgram(cl_context context, cl_uint num_devices, const cl_device_id* device_list,
+                         const char* options, cl_uint num_input_programs,
+                         const cl_program* input_programs,
+                         void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                         void* user_data, cl_int* errcode_ret)
+{
+    return GuardedCreate(
+        errcode_ret,
+        [&]() -> cl_program
+        {
+            CContext* pContext =
+                FindOr<CContext>(context, CL_INVALID_CONTEXT, "context", errcode_ret);
+            if (pContext == nullptr)
             {
-                return nError;
+                return nullptr;
             }
-            // The build is done when the call returns; the notification says so.
-            nError = pProgram->Build(vDevices, options);
-            if (pfn_notify != nullptr)
+            cl_int nError = CL_SUCCESS;
+            if (pfn_notify == nullptr && user_data != nullptr)
             {
-                pfn_notify(program, user_data);
+                nError =
+                    CDiagnostics::Refuse(CL_INVALID_VALUE, "user_data", "given without pfn_notify");
             }
-            return nError;
+            else if (num_input_programs == 0 || input_programs == nullptr)
+            {
+                nError = CDiagnostics::Refuse(CL_INVALID_VALUE, "input_programs", "none given");
+            }
+            std::vector<CProgram*> vInputs;
+            for (cl_uint i = 0; nError == CL_SUCCESS && i < num_input_programs; ++i)
+            {
+                CProgram* pInput = CCLObject::Find<CProgram>(input_programs[i]);
+                if (pInput == nullptr || pInput->GetContext() != pContext)
+                {
+                    nError = CDiagnostics::Refuse(CL_INVALID_PROGRAM, "input_programs",
+                                                  "a program that isn't of the context");
+                }
+                vInputs.push_back(pInput);
+            }
+            std::vector<CDevice*> vDevices;
+            if (nError == CL_SUCCESS)
+            {
+                nError = GetDevices(pContext, num_devices, device_list, vDevices);
+            }
+            CProgram* pProgram = nError == CL_SUCCESS
+                                     ? CProgram::Link(pContext, vDevices, options, vInputs, nError)
+                                     : nullptr;
+            SetError(errcode_ret, nError);
+            cl_program linked =
+                pProgram != nullptr ? static_cast<cl_program>(pProgram->GetHandle()) : nullptr;
+            if (linked != nullptr && pfn_notify != nullptr)
+            {
+                pfn_notify(linked, user_data);
+            }
+            return linked;
         });
 }
 

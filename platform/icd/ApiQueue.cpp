@@ -10,6 +10,7 @@
 #include "CKernelImage.h"
 #include "CMemObject.h"
 #include "CPlatform.h"
+#include "CPrintfBuffer.h"
 #include "CProgram.h"
 #include "ICDApi.h"
 
@@ -504,8 +505,12 @@ cl_int EnqueueKernel(cl_command_queue command_queue, cl_kernel kernel, cl_uint w
                 CL_COMMAND_NDRANGE_KERNEL, num_events_in_wait_list, event_wait_list, event, false,
                 [pHold, pImage, desc, vMemory, pContext, pMemory]
                 {
+                    CPrintfBuffer printfBuffer(pImage->GetPrintf(), *pMemory);
+                    SLaunchDesc launch = desc;
+                    printfBuffer.Attach(launch);
                     const SLaunchResult result =
-                        CILEngine::Launch(pImage->GetProgram(), *pMemory, desc);
+                        CILEngine::Launch(pImage->GetProgram(), *pMemory, launch);
+                    printfBuffer.Flush();
                     if (result.eStatus != LS_Success)
                     {
                         pContext->Notify("kernel " + pImage->GetName() + ": " + result.strMessage);

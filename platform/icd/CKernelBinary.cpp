@@ -3,11 +3,11 @@
 #include "CElf.h"
 #include "CElfSymbolTable.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace XAN_Platform
 {
-using XAN_ElfUtils::CElf;
 using XAN_ElfUtils::CElfSection;
 using XAN_ElfUtils::CElfSymbolTable;
 
@@ -17,6 +17,8 @@ namespace
 {
 const char* const SYMBOL_PREFIX = "__OpenCL_";
 const char* const METADATA_SUFFIX = "_metadata";
+const char* const UNIT_PREFIX = "__OpenCL_unit_";
+const char* const UNIT_SECTION = ".clc";
 const size_t HEADER_BYTES = 32;
 
 void AddData(CElfSymbolTable& symbols, CElfSection& section, const std::string& strSymbol,
@@ -74,9 +76,73 @@ bool CKernelBinary::Write(const std::vector<SKernel>& vKernels, const std::strin
     return elf.Store(vImage);
 }
 
+bool CKernelBinary::WriteUnits(const std::vector<std::string>& vUnits, EType eType,
+                               std::vector<char>& vImage)
+{
+    CElf elf(eType == T_Library ? ET_DYN : ET_REL);
+    CElfSymbolTable* pSymbols = elf.GetSymbolTable();
+    CElfSection* pUnits = elf.AddSection(UNIT_SECTION, SHT_PROGBITS, 0, 0, 1, 0);
+    if (!elf.IsInitialized() || pSymbols == nullptr || pUnits == nullptr)
+    {
+        return false;
+    }
+    for (size_t i = 0; i < vUnits.size(); ++i)
+    {
+        AddData(*pSymbols, *pUnits, UNIT_PREFIX + std::to_string(i), vUnits[i].data(),
+                vUnits[i].size());
+    }
+    return elf.Store(vImage);
+}
+
+bool CKernelBinary::ReadUnits(const CElf& elf, std::string& strError)
+{
+    m_eType = elf.GetType() == ET_DYN ? T_Library : T_CompiledObject;
+    const CElfSymbolTable* pSymbols = elf.GetSymbolTable();
+    const CElfSection* pUnits = elf.GetSection(UNIT_SECTION);
+    if (pSymbols == nullptr)
+    {
+        strError = "the compiled object has no symbol table";
+        return false;
+    }
+    std::vector<std::pair<std::string, std::string>> vNamed;
+    for (auto it = pSymbols->begin(); it != pSymbols->end(); ++it)
+    {
+        if (it->name.compare(0, std::strlen(UNIT_PREFIX), UNIT_PREFIX) != 0)
+        {
+            continue;
+        }
+        if (it->section != pUnits ||
+            !XAN_ElfUtils::RangeInside(it->st_value, it->st_size, pUnits->GetData().size()))
+        {
+            strError = "symbol " + it->name + " lies outside section " + UNIT_SECTION;
+            return false;
+        }
+        vNamed.emplace_back(it->name,
+                            std::string(pUnits->GetData().data() + it->st_value, it->st_size));
+    }
+    // Units link in the order they were written.
+    std::sort(vNamed.begin(), vNamed.end(),
+              [](const auto& a, const auto& b) {
+                  return a.first.size() != b.first.size() ? a.first.size() < b.first.size()
+                                                          : a.first < b.first;
+              });
+    for (const auto& named : vNamed)
+    {
+        m_vUnits.push_back(named.second);
+    }
+    if (m_vUnits.empty())
+    {
+        strError = "the compiled object holds no unit (__OpenCL_unit_<n> symbols)";
+        return false;
+    }
+    return true;
+}
+
 bool CKernelBinary::Read(const std::vector<char>& vImage, std::string& strError)
 {
     m_vKernels.clear();
+    m_vUnits.clear();
+    m_eType = T_Executable;
     m_bHasDebugIL = false;
     m_strDebugIL.clear();
     CElf elf(vImage);
@@ -84,6 +150,10 @@ bool CKernelBinary::Read(const std::vector<char>& vImage, std::string& strError)
     {
         strError = "the binary is not an ELF image that can be read: " + elf.GetLastError();
         return false;
+    }
+    if (elf.GetSection(UNIT_SECTION) != nullptr)
+    {
+        return ReadUnits(elf, strError);
     }
     const CElfSymbolTable* pSymbols = elf.GetSymbolTable();
     if (pSymbols == nullptr || elf.GetSection(".symtab") != pSymbols)

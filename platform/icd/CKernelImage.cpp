@@ -202,6 +202,12 @@ std::unique_ptr<CKernelImage> CKernelImage::Create(const std::string& strName,
         return nullptr;
     }
     const std::string strWhere = "kernel " + strName + ": ";
+    std::string strError;
+    if (!pImage->m_Printf.Read(strMetadata, strError))
+    {
+        strLog += strWhere + strError + "\n";
+        return nullptr;
+    }
     CILAssembler assembler;
     std::vector<unsigned int> vTokens;
     if (!assembler.Assemble(strIL, vTokens))
@@ -209,7 +215,6 @@ std::unique_ptr<CKernelImage> CKernelImage::Create(const std::string& strName,
         strLog += strWhere + "error: " + assembler.GetError().ToString() + "\n";
         return nullptr;
     }
-    std::string strError;
     pImage->m_pProgram = CILProgram::Load(vTokens.data(), vTokens.size(), strError);
     if (!pImage->m_pProgram)
     {

@@ -1,6 +1,8 @@
 #ifndef XAN_PLATFORM_CKERNELIMAGE_H
 #define XAN_PLATFORM_CKERNELIMAGE_H
 
+#include "CPrintfFormatter.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -65,6 +67,7 @@ public:
     uint32_t GetPrivateBytes() const { return m_nPrivateBytes; }
     uint32_t GetArgBufferBytes() const { return m_nArgBufferBytes; }
     bool Is64BitABI() const { return m_b64BitABI; }
+    const CPrintfFormatter& GetPrintf() const { return m_Printf; }
 
 private:
     CKernelImage() = default;
@@ -81,6 +84,7 @@ private:
     uint32_t m_nPrivateBytes = 0;
     uint32_t m_nArgBufferBytes = 0;
     bool m_b64BitABI = false;
+    CPrintfFormatter m_Printf;
 };
 } // namespace XAN_Platform
 

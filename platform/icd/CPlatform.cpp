@@ -18,7 +18,10 @@ const char* const CPlatform::OBJECT_METADATA_EXTENSION = "cl_xan_object_metadata
 namespace
 {
 // The extensions every device of both platforms has.
-const char* const BASE_EXTENSIONS = "cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64";
+const char* const BASE_EXTENSIONS =
+    "cl_khr_icd cl_khr_byte_addressable_store cl_khr_fp64 cl_khr_global_int32_base_atomics "
+    "cl_khr_global_int32_extended_atomics cl_khr_local_int32_base_atomics "
+    "cl_khr_local_int32_extended_atomics cl_khr_int64_base_atomics cl_khr_int64_extended_atomics";
 } // namespace
 
 CPlatform::CPlatform(const CPlatformSettings& settings, bool bNordvane)

@@ -5,6 +5,7 @@
 #include "CProgramBuilder.h"
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -30,11 +31,21 @@ public:
                                       const std::vector<std::vector<char>>& vBinaries,
                                       cl_int* pStatus, cl_int& nError);
 
+    // Links compiled objects and libraries of the context for each device (all of the context's
+    // when vDevices is empty). The program exists even when the link fails, with its log;
+    // nError says how it went.
+    static CProgram* Link(CContext* pContext, const std::vector<CDevice*>& vDevices,
+                          const char* pOptions, const std::vector<CProgram*>& vInputs,
+                          cl_int& nError);
+
     CContext* GetContext() const { return m_pContext.Get(); }
     bool HasDevice(const CDevice* pDevice) const;
 
     // vDevices empty: every device of the program.
     cl_int Build(const std::vector<CDevice*>& vDevices, const char* pOptions);
+    // Compiles OpenCL C source to a compiled object per device, with headers by include name.
+    cl_int Compile(const std::vector<CDevice*>& vDevices, const char* pOptions,
+                   const std::vector<std::pair<std::string, CProgram*>>& vHeaders);
 
     // The kernel's image for each device that built it; CL_INVALID_PROGRAM_EXECUTABLE when
     // no device did, CL_INVALID_KERNEL_NAME when none has the kernel.
@@ -54,6 +65,7 @@ private:
     {
         CDevice* pDevice = nullptr;
         cl_build_status nStatus = CL_BUILD_NONE;
+        cl_program_binary_type nBinaryType = CL_PROGRAM_BINARY_TYPE_NONE;
         std::string strOptions;
         std::string strLog;
         std::vector<char> vBinary;
@@ -64,6 +76,16 @@ private:
     CProgram(CContext* pContext, const std::string& strSource, bool bFromSource);
     ~CProgram() override;
     const SDeviceBuild* FirstBuilt() const;
+    // Starts the builds of the devices with the options and runs fnBuild on each whose options
+    // parse (others get nInvalidOptions); the first failure is the result.
+    cl_int EachBuild(const std::vector<CDevice*>& vDevices, const char* pOptions,
+                     cl_int nInvalidOptions,
+                     const std::function<cl_int(SDeviceBuild&, const SBuildOptions&)>& fnBuild);
+    // The builds of vDevices (all when empty), each reset to start again with pOptions.
+    std::vector<SDeviceBuild*> StartBuilds(const std::vector<CDevice*>& vDevices,
+                                           const std::string& strOptions);
+    // The units of the device's compiled object or library; false when it has none.
+    bool GetUnits(const CDevice* pDevice, std::vector<std::string>& vUnits);
 
     CRef<CContext> m_pContext;
     std::string m_strSource;

@@ -361,20 +361,76 @@ bool CProgramBuilder::ParseOptions(const std::string& strOptions, const std::str
     return true;
 }
 
+bool CProgramBuilder::ParseLinkOptions(const std::string& strOptions,
+                                       const std::string& strEnvironment, SBuildOptions& options,
+                                       bool& bLibrary, std::string& strLog)
+{
+    options = SBuildOptions();
+    bLibrary = false;
+    static const char* const s_LinkOptions[] = {
+        "-enable-link-options",          "-cl-denorms-are-zero", "-cl-no-signed-zeros",
+        "-cl-unsafe-math-optimizations", "-cl-finite-math-only", "-cl-fast-relaxed-math"};
+    const std::vector<std::string> vWords = SplitWords(strOptions);
+    for (const std::string& strWord : vWords)
+    {
+        if (strWord == "-create-library")
+        {
+            bLibrary = true;
+        }
+        else if (strWord == "-g")
+        {
+            options.bDebug = true;
+        }
+        else if (strWord == "-ignore-env")
+        {
+            options.bIgnoreEnv = true;
+        }
+        else if (std::none_of(std::begin(s_LinkOptions), std::end(s_LinkOptions),
+                              [&strWord](const char* pOption) { return strWord == pOption; }))
+        {
+            strLog += "error: unknown link option \"" + strWord + "\"\n";
+            return false;
+        }
+    }
+    // Of the environment's options only -g means something to a link.
+    const std::vector<std::string> vEnvironment = SplitWords(strEnvironment);
+    options.bDebug = options.bDebug ||
+                     (!options.bIgnoreEnv && std::find(vEnvironment.begin(), vEnvironment.end(),
+                                                       "-g") != vEnvironment.end());
+    return true;
+}
+
+SCLCTarget CProgramBuilder::TargetOf(const CDevice& device)
+{
+    return SCLCTarget{Lower(device.GetName()), device.Is64Bit()};
+}
+
 bool CProgramBuilder::BuildSource(const std::string& strSource, const SBuildOptions& options,
                                   const CDevice& device, std::vector<char>& vBinary,
                                   KernelImages& vKernels, std::string& strLog)
 {
     const std::vector<std::string> vFirst = SplitWords(strSource.substr(0, 256));
-    const bool bIL =
-        !vFirst.empty() && (StartsWith(vFirst[0], "il_") || StartsWith(vFirst[0], "mdef"));
-    std::string strIL = strSource;
-    if (!bIL && !CCLCCompiler::Compile(strSource, options.vSourceOptions, options.bDebug,
-                                       SCLCTarget{Lower(device.GetName()), device.Is64Bit()}, strIL,
-                                       strLog))
+    if (!vFirst.empty() && (StartsWith(vFirst[0], "il_") || StartsWith(vFirst[0], "mdef")))
     {
-        return false;
+        return BuildIL(strSource, options, device, vBinary, vKernels, strLog);
     }
+    return BuildUnits({SCLCUnit{strSource, options.vSourceOptions, {}}}, options, device, vBinary,
+                      vKernels, strLog);
+}
+
+bool CProgramBuilder::BuildUnits(const std::vector<SCLCUnit>& vUnits, const SBuildOptions& options,
+                                 const CDevice& device, std::vector<char>& vBinary,
+                                 KernelImages& vKernels, std::string& strLog)
+{
+    std::string strIL;
+    return CCLCCompiler::Compile(vUnits, options.bDebug, TargetOf(device), strIL, strLog) &&
+           BuildIL(strIL, options, device, vBinary, vKernels, strLog);
+}
+
+bool CProgramBuilder::BuildIL(const std::string& strIL, const SBuildOptions& options,
+                              const CDevice& device, std::vector<char>& vBinary,
+                              KernelImages& vKernels, std::string& strLog)
+{
     CILAssembler assembler;
     std::vector<unsigned int> vTokens;
     std::vector<unsigned int> vElementLines;

@@ -1,6 +1,8 @@
 #ifndef XAN_PLATFORM_CPROGRAMBUILDER_H
 #define XAN_PLATFORM_CPROGRAMBUILDER_H
 
+#include "CCLCCompiler.h"
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,12 +36,30 @@ public:
     static bool ParseOptions(const std::string& strOptions, const std::string& strEnvironment,
                              SBuildOptions& options, std::string& strLog);
 
+    // Link options: -create-library sets bLibrary; -g, -ignore-env and the -cl- math flags a
+    // link accepts; from the environment only -g.
+    static bool ParseLinkOptions(const std::string& strOptions, const std::string& strEnvironment,
+                                 SBuildOptions& options, bool& bLibrary, std::string& strLog);
+
+    // The compiler's target for the device.
+    static SCLCTarget TargetOf(const CDevice& device);
+
     static bool BuildSource(const std::string& strSource, const SBuildOptions& options,
                             const CDevice& device, std::vector<char>& vBinary,
                             KernelImages& vKernels, std::string& strLog);
 
+    // OpenCL C units linked into one executable.
+    static bool BuildUnits(const std::vector<SCLCUnit>& vUnits, const SBuildOptions& options,
+                           const CDevice& device, std::vector<char>& vBinary,
+                           KernelImages& vKernels, std::string& strLog);
+
     static bool BuildBinary(const std::vector<char>& vBinary, const SBuildOptions& options,
                             const CDevice& device, KernelImages& vKernels, std::string& strLog);
+
+private:
+    static bool BuildIL(const std::string& strIL, const SBuildOptions& options,
+                        const CDevice& device, std::vector<char>& vBinary, KernelImages& vKernels,
+                        std::string& strLog);
 };
 } // namespace XAN_Platform
 

@@ -216,6 +216,16 @@ cl_int clBuildProgram(cl_program program, cl_uint num_devices, const cl_device_i
                       const char* options,
                       void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
                       void* user_data);
+cl_int clCompileProgram(cl_program program, cl_uint num_devices, const cl_device_id* device_list,
+                        const char* options, cl_uint num_input_headers,
+                        const cl_program* input_headers, const char** header_include_names,
+                        void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                        void* user_data);
+cl_program clLinkProgram(cl_context context, cl_uint num_devices, const cl_device_id* device_list,
+                         const char* options, cl_uint num_input_programs,
+                         const cl_program* input_programs,
+                         void(CL_CALLBACK* pfn_notify)(cl_program program, void* user_data),
+                         void* user_data, cl_int* errcode_ret);
 cl_int clGetProgramInfo(cl_program program, cl_program_info param_name, size_t param_value_size,
                         void* param_value, size_t* param_value_size_ret);
 cl_int clGetProgramBuildInfo(cl_program program, cl_device_id device,

@@ -173,8 +173,8 @@ cl_icd_dispatch MakeDispatch()
     Reported<&clCreateImage>(d.clCreateImage, "clCreateImage");
     Unsupported<&cl_icd_dispatch::clCreateProgramWithBuiltInKernels, CL_INVALID_VALUE>(
         d, "clCreateProgramWithBuiltInKernels");
-    Unsupported<&cl_icd_dispatch::clCompileProgram>(d, "clCompileProgram");
-    Unsupported<&cl_icd_dispatch::clLinkProgram>(d, "clLinkProgram");
+    Reported<&clCompileProgram>(d.clCompileProgram, "clCompileProgram");
+    Reported<&clLinkProgram>(d.clLinkProgram, "clLinkProgram");
     Reported<&clUnloadPlatformCompiler>(d.clUnloadPlatformCompiler, "clUnloadPlatformCompiler");
     Reported<&clGetKernelArgInfo>(d.clGetKernelArgInfo, "clGetKernelArgInfo");
     Reported<&clEnqueueFillBuffer>(d.clEnqueueFillBuffer, "clEnqueueFillBuffer");

@@ -46,6 +46,21 @@ std::string DescribeEnqueueError(cl_int nError)
     }
 }
 
+// The OpenCL C text of a program, empty for one made from binaries or IL.
+std::string ProgramSource(cl_program program)
+{
+    size_t nSize = 0;
+    if (clGetProgramInfo(program, CL_PROGRAM_SOURCE, 0, nullptr, &nSize) != CL_SUCCESS ||
+        nSize == 0)
+    {
+        return std::string();
+    }
+    std::string strSource(nSize, '\0');
+    clGetProgramInfo(program, CL_PROGRAM_SOURCE, nSize, &strSource[0], nullptr);
+    strSource.resize(nSize - 1);
+    return strSource;
+}
+
 std::string Plural(uint64_t nCount, const std::string& strWord)
 {
     return std::to_string(nCount) + " " + strWord + (nCount == 1 ? "" : "s");
@@ -77,6 +92,7 @@ bool CDebugSession::Run(cl_context context, cl_device_id device, cl_command_queu
             cl_program program = nullptr;
             clGetKernelInfo(kernel, CL_KERNEL_PROGRAM, sizeof(program), &program, nullptr);
             m_IL.Load(program, m_strILError);
+            m_Source.Build(m_IL, ProgramSource(program));
             m_bILRead = true;
         }
         const cl_int nError = m_Library.xanclDebugEnqueueNDRangeKernel(
@@ -450,7 +466,9 @@ void CDebugSession::ReportStop(const std::string& strReason, uint32_t nBreakpoin
         {
             strText = "Interrupted, ";
         }
+        const std::string strSource = m_Source.SourceLine(m_nLine);
         strText += "line " + std::to_string(m_nLine) + ": " + stop.strInstruction + "\n" +
+                   (strSource.empty() ? "" : "  source: " + strSource + "\n") +
                    "  active: " + std::to_string(nActive) + " of " +
                    Plural(stop.vActive.size(), "work-item") + "\n";
         for (const SDisplay& display : m_vDisplays)
@@ -746,12 +764,31 @@ void CDebugSession::Print(const SCommand& command, const std::string& strPrefix)
     }
     std::vector<RegisterValue> vValues;
     std::string strError;
-    if (!GetValues(command.strRegister, vValues, strError))
+    if (GetValues(command.strRegister, vValues, strError))
+    {
+        Out(strPrefix + FormatRegister(command, vValues, GetMask()));
+        return;
+    }
+    // Not a register: a source variable of -g IL, shown with the register that holds it.
+    SCommand variable = command;
+    std::string strComponents;
+    std::string strVariableError;
+    if (!m_Source.FindVariable(command.strRegister, m_nLine, variable.strRegister, strComponents,
+                               strVariableError))
+    {
+        Fail(m_Source.SourceLine(m_nLine).empty() ? strError : strVariableError);
+        return;
+    }
+    if (command.format.strComponents == "xyzw")
+    {
+        variable.format.strComponents = strComponents;
+    }
+    if (!GetValues(variable.strRegister, vValues, strError))
     {
         Fail(strError);
         return;
     }
-    Out(strPrefix + FormatRegister(command, vValues, GetMask()));
+    Out(strPrefix + command.strRegister + ": " + FormatRegister(variable, vValues, GetMask()));
 }
 
 void CDebugSession::SelectWorkItem(const SCommand& command)

@@ -8,6 +8,7 @@
 #include "CLaunchRunner.h"
 #include "CLineReader.h"
 #include "CProgress.h"
+#include "CSourceMap.h"
 #include "CWorkItemSpace.h"
 
 #include <cstdint>
@@ -104,6 +105,7 @@ private:
     SSessionOptions m_Options;
     CWorkItemSpace m_Space;
     CDebugILText m_IL;
+    CSourceMap m_Source;
     bool m_bILRead = false;
     std::string m_strILError;
     std::string m_strEnqueueError;

@@ -61,7 +61,8 @@ const SEntry ENTRIES[] = {
     {CMD_Print, "print[/FMT] REG[.xyzw] [@all] [--full]\n    The register of the selected "
                 "work-item; with @all of every work-item, summed up as\n    distinct values "
                 "with their counts and work-items; --full lists every work-item.\n    FMT: d "
-                "signed (default), u unsigned, x hexadecimal, f float."},
+                "signed (default), u unsigned, x hexadecimal, f float.\n    REG may be a "
+                "variable of OpenCL C compiled with -g: the register that holds it here."},
     {CMD_Display, "display[/FMT] REG[.xyzw] [@all]\n    Prints the register at every stop."},
     {CMD_Undisplay, "undisplay [N...]\n    Stops displaying N, or everything."},
     {CMD_InfoDisplay, "info display\n    Lists what is displayed."},

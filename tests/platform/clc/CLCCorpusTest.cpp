@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <numeric>
 #include <random>
 
@@ -172,13 +173,18 @@ enum ECompare
 {
     CMP_Exact,
     CMP_Float,
-    CMP_Double
+    CMP_Double,
+    CMP_Host // depends on the order in which atomics ran: checked against the host reference only
 };
 
 void ExpectClose(const std::vector<uint8_t>& vExpected, const std::vector<uint8_t>& vActual,
                  ECompare eCompare, const std::string& strWhat)
 {
     ASSERT_EQ(vExpected.size(), vActual.size()) << strWhat;
+    if (eCompare == CMP_Host)
+    {
+        return;
+    }
     if (eCompare == CMP_Exact)
     {
         EXPECT_TRUE(vExpected == vActual) << strWhat;
@@ -188,6 +194,11 @@ void ExpectClose(const std::vector<uint8_t>& vExpected, const std::vector<uint8_
     {
         for (size_t i = 0; i < expected.size(); ++i)
         {
+            // Equal infinities, and NaN against NaN whatever its bits, agree.
+            if (expected[i] == actual[i] || (std::isnan(expected[i]) && std::isnan(actual[i])))
+            {
+                continue;
+            }
             const double dTolerance = 1e-5 * std::max(1.0, std::fabs(double(expected[i])));
             ASSERT_NEAR(double(expected[i]), double(actual[i]), dTolerance)
                 << strWhat << " element " << i;
@@ -248,6 +259,20 @@ template <class T> std::vector<T> RandomValues(size_t nCount, T low, T high, uns
     }
     return v;
 }
+// A conversion with saturation: NaN to 0, the ends of the range beyond it.
+template <class T> T Saturated(double x)
+{
+    if (std::isnan(x))
+    {
+        return 0;
+    }
+    if (x >= std::ldexp(1.0, std::numeric_limits<T>::digits))
+    {
+        return std::numeric_limits<T>::max();
+    }
+    return x < double(std::numeric_limits<T>::min()) ? std::numeric_limits<T>::min() : T(x);
+}
+
 // What sort8 leaves: each run of eight values sorted.
 std::vector<int32_t> SortedByEights(std::vector<int32_t> v)
 {
@@ -590,6 +615,299 @@ TEST(CLCCorpusTest, WideCharDoubleAndLongVectors)
         EXPECT_EQ(0.25 + 2.0, e[i * 2 + 1]);
         EXPECT_EQ((int64_t(i) << 40) + 3, f[i * 2]);
         EXPECT_EQ(-int64_t(i) + 4, f[i * 2 + 1]);
+    }
+}
+
+TEST(CLCCorpusTest, ConversionsBetween64BitIntegersAndFloatingPoint)
+{
+    // Around the places where rounding goes wrong: beyond 2^53, where bits below a double's
+    // precision still decide a float's rounding, halves, the ends of the ranges.
+    const std::vector<int64_t> l = {0,
+                                    -1,
+                                    (int64_t(1) << 53) + 1,
+                                    (int64_t(1) << 62) + (int64_t(1) << 38) + 1,
+                                    -((int64_t(1) << 62) + (int64_t(1) << 38)),
+                                    (int64_t(1) << 24) + 1,
+                                    INT64_MIN,
+                                    INT64_MAX,
+                                    123456789012345,
+                                    -987654321,
+                                    (int64_t(1) << 40) + (int64_t(1) << 16),
+                                    (int64_t(1) << 40) + (int64_t(1) << 16) + 1,
+                                    7,
+                                    -7,
+                                    INT64_MAX - 1023,
+                                    -(int64_t(1) << 55) - 3};
+    const std::vector<uint64_t> u = {0,
+                                     1,
+                                     UINT64_MAX,
+                                     (uint64_t(1) << 63) + (uint64_t(1) << 39) + 1,
+                                     (uint64_t(1) << 63) + (uint64_t(1) << 39),
+                                     (uint64_t(1) << 53) + 1,
+                                     (uint64_t(1) << 32) - 1,
+                                     uint64_t(1) << 32,
+                                     12345678901234567890u,
+                                     (uint64_t(1) << 24) + 1,
+                                     42,
+                                     (uint64_t(1) << 54) + 3,
+                                     (uint64_t(1) << 40) + (uint64_t(1) << 16) + 1,
+                                     UINT64_MAX - 2048,
+                                     999,
+                                     uint64_t(1) << 63};
+    const std::vector<double> d = {
+        0.0,   2.5,        -2.5,        3.5,    -3.5,    0.49999999999999994,
+        -0.75, 1e15 + 0.5, -1e15 - 0.5, 9.0e18, -9.0e18, 4503599627370497.0,
+        1.25,  -1.25,      123.5,       -1e-300};
+    const std::vector<float> f = {0.0f,        2.5f,   -3.5f, 0.75f, 1.7e19f, -1.7e19f,
+                                  123456.7f,   -1e-3f, 1e9f,  -1e9f, 5.5f,    -5.5f,
+                                  16777216.0f, 3e18f,  -0.5f, 1.5f};
+    const size_t n = l.size();
+    const auto vOut =
+        RunEverywhere({"convert64.cl",
+                       "convert64",
+                       {Buffer(l), Buffer(u), Buffer(d), Buffer(f),
+                        Buffer(std::vector<float>(2 * n)), Buffer(std::vector<double>(2 * n)),
+                        Buffer(std::vector<int64_t>(2 * n)), Buffer(std::vector<uint64_t>(2 * n)),
+                        Buffer(std::vector<int64_t>(4 * n)), Buffer(std::vector<int32_t>(4 * n))},
+                       {n},
+                       {},
+                       ""},
+                      {});
+    ASSERT_EQ(10u, vOut.size());
+    const std::vector<float> lf = Values<float>(vOut[4]);
+    const std::vector<double> ld = Values<double>(vOut[5]);
+    const std::vector<int64_t> dl = Values<int64_t>(vOut[6]);
+    const std::vector<uint64_t> du = Values<uint64_t>(vOut[7]);
+    const std::vector<int64_t> rounded = Values<int64_t>(vOut[8]);
+    const std::vector<int32_t> ri = Values<int32_t>(vOut[9]);
+    for (size_t i = 0; i < n; ++i)
+    {
+        EXPECT_EQ(float(l[i]), lf[2 * i]) << i;
+        EXPECT_EQ(float(u[i]), lf[2 * i + 1]) << i;
+        EXPECT_EQ(double(l[i]), ld[2 * i]) << i;
+        EXPECT_EQ(double(u[i]), ld[2 * i + 1]) << i;
+        EXPECT_EQ(int64_t(d[i]), dl[2 * i]) << i;
+        EXPECT_EQ(Saturated<int64_t>(f[i] * 1e10f), dl[2 * i + 1]) << i;
+        EXPECT_EQ(Saturated<uint64_t>(d[i]), du[2 * i]) << i;
+        EXPECT_EQ(uint64_t(std::fabs(f[i])), du[2 * i + 1]) << i;
+        EXPECT_EQ(int64_t(std::nearbyint(d[i])), rounded[4 * i]) << i;
+        EXPECT_EQ(int64_t(std::ceil(d[i])), rounded[4 * i + 1]) << i;
+        EXPECT_EQ(int64_t(std::floor(d[i])), rounded[4 * i + 2]) << i;
+        EXPECT_EQ(Saturated<int64_t>(std::nearbyint(f[i])), rounded[4 * i + 3]) << i;
+        const double vInts[4] = {d[i], -d[i], d[i] * 0.5, double(i) + 0.5};
+        for (int k = 0; k < 4; ++k)
+        {
+            EXPECT_EQ(Saturated<int32_t>(std::nearbyint(vInts[k])), ri[4 * i + k]) << i << "." << k;
+        }
+    }
+}
+
+TEST(CLCCorpusTest, AsyncCopiesBetweenGlobalAndLocalMemory)
+{
+    const int nGroups = 4;
+    const int nSize = 16;
+    const std::vector<float> in = RandomValues<float>(nGroups * nSize, -10, 10, 21);
+    auto vOut = RunEverywhere({"async.cl",
+                               "async_tile",
+                               {Buffer(in), Buffer(std::vector<float>(in.size())),
+                                Buffer(std::vector<float>(nGroups * nSize)),
+                                Local(nSize * sizeof(float)), Value<int32_t>(nGroups)},
+                               {size_t(nGroups * nSize)},
+                               {size_t(nSize)},
+                               ""},
+                              {CMP_Exact, CMP_Float, CMP_Float});
+    ASSERT_EQ(5u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[1]);
+    const std::vector<float> columns = Values<float>(vOut[2]);
+    for (int g = 0; g < nGroups; ++g)
+    {
+        for (int l = 0; l < nSize; ++l)
+        {
+            const float* pRow = &in[size_t(g * nSize)];
+            const float fLeft = l > 0 ? pRow[l - 1] : 0.0f;
+            const float fRight = l + 1 < nSize ? pRow[l + 1] : 0.0f;
+            const float fExpected = fLeft + pRow[l] * 2.0f + fRight;
+            EXPECT_EQ(fExpected, out[size_t(g * nSize + l)]) << g << "." << l;
+            // The strided copy puts a group's element l at l * width + group.
+            EXPECT_EQ(fExpected, columns[size_t(l * nGroups + g)]) << g << "." << l;
+        }
+    }
+
+    const std::vector<int32_t> pairs = RandomValues<int32_t>(nGroups * nSize * 4, -1000, 1000, 22);
+    vOut = RunEverywhere({"async.cl",
+                          "async_gather",
+                          {Buffer(pairs), Buffer(std::vector<int32_t>(nGroups * nSize * 2)),
+                           Local(nSize * 2 * sizeof(int32_t))},
+                          {size_t(nGroups * nSize)},
+                          {size_t(nSize)},
+                          ""},
+                         {});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<int32_t> gathered = Values<int32_t>(vOut[1]);
+    for (int g = 0; g < nGroups; ++g)
+    {
+        for (int l = 0; l < nSize; ++l)
+        {
+            const size_t nFrom = size_t((g * nSize * 2 + (nSize - 1 - l) * 2) * 2);
+            const size_t nTo = size_t((g * nSize + l) * 2);
+            EXPECT_EQ(pairs[nFrom] * 3, gathered[nTo]) << g << "." << l;
+            EXPECT_EQ(pairs[nFrom + 1] * 3, gathered[nTo + 1]) << g << "." << l;
+        }
+    }
+}
+
+TEST(CLCCorpusTest, ExponentialsLogarithmsAndPowersWithinTheirErrorBounds)
+{
+    const size_t n = 256;
+    std::vector<float> x = RandomValues<float>(n, -80.0f, 80.0f, 23);
+    std::vector<float> y = RandomValues<float>(n, -1000.0f, 1000.0f, 24);
+    // Small magnitudes, where the logarithms' relative error shows, and values close to 1.
+    for (size_t i = 0; i < 32; ++i)
+    {
+        y[i] = std::ldexp(y[i], -int(i) * 4);
+        y[i + 32] = 1.0f + y[i + 32] * 1e-6f;
+    }
+    const auto vOut = RunEverywhere({"precision.cl",
+                                     "precision",
+                                     {Buffer(x), Buffer(y), Buffer(std::vector<float>(7 * n))},
+                                     {n},
+                                     {},
+                                     ""},
+                                    {CMP_Exact, CMP_Exact, CMP_Float});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[2]);
+    // The distance from the exact result in units of the last place of the float nearest it.
+    const auto ulps = [](float fActual, double dExact)
+    {
+        const float fNearest = float(dExact);
+        if (std::isinf(fNearest))
+        {
+            return fActual == fNearest ? 0.0 : INFINITY;
+        }
+        const double dUlp =
+            double(std::nextafter(std::fabs(fNearest), INFINITY)) - double(std::fabs(fNearest));
+        return std::fabs(double(fActual) - dExact) / dUlp;
+    };
+    struct SBound
+    {
+        const char* pName;
+        double dUlps;
+    };
+    const SBound bounds[] = {{"exp", 3},   {"exp10", 3}, {"log", 3},
+                             {"log10", 3}, {"pow", 16},  {"pow with an integer exponent", 16},
+                             {"exp2", 3}};
+    for (size_t i = 0; i < n; ++i)
+    {
+        const double a = x[i];
+        const double b = y[i];
+        const double vExact[7] = {std::exp(a),
+                                  std::pow(10.0, double(x[i] * 0.375f)),
+                                  std::log(std::fabs(b)),
+                                  std::log10(std::fabs(b)),
+                                  std::pow(std::fabs(b), double(x[i] * 0.125f)),
+                                  std::pow(b, double(int(i % 9) - 4)),
+                                  std::exp2(a)};
+        for (size_t k = 0; k < 7; ++k)
+        {
+            EXPECT_LE(ulps(out[7 * i + k], vExact[k]), bounds[k].dUlps)
+                << bounds[k].pName << " at " << x[i] << ", " << y[i] << ": " << out[7 * i + k];
+        }
+    }
+}
+
+TEST(CLCCorpusTest, PowSpecialCases)
+{
+    const float fInf = INFINITY;
+    const float fNaN = NAN;
+    const std::vector<std::pair<float, float>> vCases = {
+        {0.0f, -1.0f},        {-0.0f, -1.0f}, {-0.0f, -2.0f}, {-0.0f, 3.0f}, {-2.0f, 3.0f},
+        {-2.0f, 0.5f},        {1.0f, fNaN},   {fNaN, 0.0f},   {-1.0f, fInf}, {0.5f, -fInf},
+        {2.0f, -fInf},        {-fInf, -3.0f}, {-fInf, 3.0f},  {-fInf, 0.5f}, {fInf, -1.0f},
+        {-8.0f, 1.0f / 3.0f}, {4.0f, 0.5f},   {2.0f, 10.0f},  {fNaN, 1.0f},  {-3.0f, -2.0f}};
+    std::vector<float> x;
+    std::vector<float> y;
+    for (const auto& c : vCases)
+    {
+        x.push_back(c.first);
+        y.push_back(c.second);
+    }
+    const auto vOut = RunEverywhere({"precision.cl",
+                                     "pow_cases",
+                                     {Buffer(x), Buffer(y), Buffer(std::vector<float>(x.size()))},
+                                     {x.size() / 4},
+                                     {},
+                                     ""},
+                                    {CMP_Exact, CMP_Exact, CMP_Exact});
+    ASSERT_EQ(3u, vOut.size());
+    const std::vector<float> out = Values<float>(vOut[2]);
+    for (size_t i = 0; i < x.size(); ++i)
+    {
+        const float fExpected = std::pow(x[i], y[i]);
+        if (std::isnan(fExpected))
+        {
+            EXPECT_TRUE(std::isnan(out[i])) << "pow(" << x[i] << ", " << y[i] << ") = " << out[i];
+        }
+        else
+        {
+            uint32_t nExpected = 0;
+            uint32_t nActual = 0;
+            std::memcpy(&nExpected, &fExpected, sizeof(nExpected));
+            std::memcpy(&nActual, &out[i], sizeof(nActual));
+            EXPECT_EQ(nExpected, nActual) << "pow(" << x[i] << ", " << y[i] << ") = " << out[i];
+        }
+    }
+}
+
+TEST(CLCCorpusTest, SixtyFourBitAtomicsOnGlobalAndLocalMemory)
+{
+    const size_t n = 512;
+    const size_t nGroup = 64;
+    std::vector<int64_t> in = RandomValues<int64_t>(n, -(int64_t(1) << 50), int64_t(1) << 50, 25);
+    in[3] = INT64_MAX / 4;
+    std::vector<int64_t> totals(11, 0);
+    totals[1] = INT64_MIN;
+    totals[2] = INT64_MAX;
+    totals[5] = -1;
+    const auto vOut = RunEverywhere(
+        {"atomics64.cl",
+         "atomics64",
+         {Buffer(in), Buffer(totals), Buffer(std::vector<uint64_t>(n)), Local(2 * sizeof(int64_t))},
+         {n},
+         {nGroup},
+         ""},
+        {CMP_Exact, CMP_Exact, CMP_Host});
+    ASSERT_EQ(4u, vOut.size());
+    const std::vector<int64_t> out = Values<int64_t>(vOut[1]);
+    std::vector<uint64_t> tickets = Values<uint64_t>(vOut[2]);
+    uint64_t nSum = 0;
+    int64_t nXor = 0;
+    int64_t nOr = 0;
+    int64_t nAnd = -1;
+    uint64_t nShifted = 0;
+    for (int64_t x : in)
+    {
+        nSum += uint64_t(x);
+        nXor ^= x;
+        nOr |= x & 0x0F0F0F0F0F0F0F0FLL;
+        nAnd &= x | 0x00FF00FF00FF00FFLL;
+        nShifted += uint64_t(x >> 8);
+    }
+    EXPECT_EQ(int64_t(nSum), out[0]);
+    EXPECT_EQ(*std::max_element(in.begin(), in.end()), out[1]);
+    EXPECT_EQ(*std::min_element(in.begin(), in.end()), out[2]);
+    EXPECT_EQ(nXor, out[3]);
+    EXPECT_EQ(nOr, out[4]);
+    EXPECT_EQ(nAnd, out[5]);
+    EXPECT_EQ(-int64_t(nSum), out[6]);
+    EXPECT_EQ(int64_t(n), out[7]);
+    EXPECT_EQ(int64_t(nShifted), out[8]);
+    EXPECT_EQ(int64_t(nSum), out[9]);
+    EXPECT_EQ(out[1], out[10]);
+    // Every work-item drew a ticket of its own.
+    std::sort(tickets.begin(), tickets.end());
+    for (size_t i = 0; i < n; ++i)
+    {
+        ASSERT_EQ(i, tickets[i]);
     }
 }
 
