@@ -5,10 +5,13 @@
 #include "ShaderDebuggerHost.h"
 #include "ShaderDebuggerIL/ShaderDebuggerIL.h"
 #include "ShaderDebuggerIL/ShaderDebuggerShaderIL.h"
+
 #include "ShaderDebuggerIL/ShaderDebuggerUtilsIL.h"
 #include "ShaderUtils/IL/ILFormat.h"
 #include "ShaderUtils/IL/ILShaderUtils.h"
+#include <algorithm>
 
+#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <iterator>
@@ -880,9 +883,22 @@ bool CShaderDebuggerShaderIL::FlushRegPCMap(RegPCMap& regPCMap, bool bForce)
     m_ExecuteList.clear();
     PatchPoint pp;
     pp.pc = m_nCurrentInstruction;
+    // One run per register, not per written mask: a capture holds the whole register, so r1.x
+    // and r1.y written on the way are read together.
     for (const std::pair<const Register, ProgramCounter>& entry : regPCMap)
     {
-        if (IsTracked(entry.first))
+        if (!IsTracked(entry.first))
+        {
+            continue;
+        }
+        std::vector<Register>::iterator it =
+            std::find_if(pp.m_registers.begin(), pp.m_registers.end(),
+                         [&entry](const Register& reg) { return reg.reg == entry.first.reg; });
+        if (it != pp.m_registers.end())
+        {
+            it->mask |= entry.first.mask;
+        }
+        else
         {
             pp.m_registers.push_back(entry.first);
         }
