@@ -1,0 +1,323 @@
+#include "CTpfInterpProgram.h"
+
+#include "TpfInterpOps.h"
+
+namespace XAN_Platform
+{
+namespace
+{
+const std::uint32_t OP_BREAK = 2, OP_BREAKC = 3, OP_CONTINUE = 7, OP_CONTINUEC = 8, OP_ELSE = 18,
+                    OP_ENDIF = 21, OP_ENDLOOP = 22, OP_IF = 31, OP_LOOP = 48, OP_LABEL = 44;
+const std::uint32_t TPF_INTERP_NO_OPCODE = 0xFFFFFFFFu;
+const std::uint32_t OP_DCL_INPUT = 95, OP_DCL_INPUT_PS_SIV = 100, OP_DCL_OUTPUT = 101,
+                    OP_DCL_OUTPUT_SIV = 103, OP_DCL_TEMPS = 104, OP_DCL_INDEXABLE_TEMP = 105,
+                    OP_DCL_THREAD_GROUP = 155, OP_DCL_TGSM_RAW = 159, OP_DCL_TGSM_STRUCTURED = 160;
+const std::uint32_t OPERAND_TEMP = 0, OPERAND_INPUT = 1, OPERAND_OUTPUT = 2, OPERAND_INDEXABLE = 3,
+                    OPERAND_IMM32 = 4, OPERAND_CB = 8, OPERAND_ICB = 9, OPERAND_ODEPTH = 12,
+                    OPERAND_NULL = 13, OPERAND_OMASK = 15, OPERAND_RESOURCE = 7, OPERAND_UAV = 30,
+                    OPERAND_TGSM = 31, OPERAND_THREAD_ID = 32, OPERAND_THREAD_ID_FLAT = 36;
+const std::uint32_t MAX_INPUTS = 32;
+
+bool IsExecutable(const TpfInstruction& instruction)
+{
+    if (instruction.nOpcode == TPF_OPCODE_CUSTOMDATA || instruction.nOpcode == OP_LABEL)
+    {
+        return false;
+    }
+    // Declarations and the hull-shader phase markers carry no work of their own.
+    const TpfOpcodeInfo* pInfo = instruction.pInfo;
+    if (pInfo == nullptr)
+    {
+        return true;
+    }
+    const std::string strName = pInfo->pName;
+    return strName.compare(0, 4, "dcl_") != 0 && strName.compare(0, 3, "hs_") != 0;
+}
+
+// Whether the operand is one the interpreter can read or write in its place.
+bool IsRunnableOperand(const TpfOperand& operand, ETpfInterpKind eKind, size_t nPlace)
+{
+    const bool bMemory =
+        eKind == TPF_OP_LOAD_RAW || eKind == TPF_OP_STORE_RAW || eKind == TPF_OP_ATOMIC;
+    switch (operand.nType)
+    {
+    case OPERAND_TEMP:
+    case OPERAND_INPUT:
+    case OPERAND_OUTPUT:
+    case OPERAND_INDEXABLE:
+    case OPERAND_IMM32:
+    case OPERAND_CB:
+    case OPERAND_ICB:
+    case OPERAND_ODEPTH:
+    case OPERAND_NULL:
+    case OPERAND_OMASK:
+        return true;
+    case OPERAND_RESOURCE:
+        return eKind == TPF_OP_LOAD_RAW && nPlace == 2;
+    case OPERAND_UAV:
+    case OPERAND_TGSM:
+        return bMemory && nPlace == (eKind == TPF_OP_LOAD_RAW ? 2 : 0);
+    default:
+        // Thread-ID registers take no index dimension or one.
+        return operand.nType >= OPERAND_THREAD_ID && operand.nType <= OPERAND_THREAD_ID_FLAT &&
+               operand.nType != 35 && operand.vIndices.size() <= 1;
+    }
+}
+} // namespace
+
+bool CTpfInterpProgram::Fail(std::uint32_t nInstruction, const std::string& strMessage)
+{
+    m_strError = Describe(nInstruction) + ": " + strMessage;
+    return false;
+}
+
+std::string CTpfInterpProgram::Describe(std::uint32_t nInstruction) const
+{
+    std::string strText = "instruction " + std::to_string(nInstruction);
+    if (nInstruction < m_vInstructions.size())
+    {
+        const TpfInstruction& decoded = m_vInstructions[nInstruction].decoded;
+        strText += decoded.pInfo != nullptr ? " '" + std::string(decoded.pInfo->pName) + "'"
+                                            : " (opcode " + std::to_string(decoded.nOpcode) + ")";
+    }
+    return strText;
+}
+
+bool CTpfInterpProgram::Load(const std::uint32_t* pTokens, size_t nTokens)
+{
+    *this = CTpfInterpProgram();
+    TpfProgram program;
+    CTpfDecoder decoder;
+    if (pTokens == nullptr || !decoder.DecodeProgram(pTokens, nTokens, program))
+    {
+        m_strError = pTokens == nullptr ? "no program" : decoder.GetError();
+        return false;
+    }
+    m_nProgramType = program.nVersionToken >> 16;
+    if (m_nProgramType != 0 && m_nProgramType != 1 && m_nProgramType != 5)
+    {
+        m_strError = "program type " + std::to_string(m_nProgramType) +
+                     " is none of pixel, vertex and compute";
+        return false;
+    }
+    for (TpfInstruction& decoded : program.vInstructions)
+    {
+        if (!IsExecutable(decoded))
+        {
+            if (!Declare(decoded))
+            {
+                return false;
+            }
+            continue;
+        }
+        TpfInterpInstruction instruction;
+        instruction.decoded = std::move(decoded);
+        m_vInstructions.push_back(std::move(instruction));
+        if (!Admit(m_vInstructions.back()))
+        {
+            return false;
+        }
+    }
+    return MatchFlow();
+}
+
+bool CTpfInterpProgram::Declare(const TpfInstruction& instruction)
+{
+    if (instruction.nOpcode == TPF_OPCODE_CUSTOMDATA)
+    {
+        if (instruction.nCustomDataClass == TPF_CUSTOMDATA_ICB)
+        {
+            m_vImmediates.assign(instruction.vTokens.begin() + 2, instruction.vTokens.end());
+        }
+        return true;
+    }
+    if (!instruction.bDecoded)
+    {
+        m_strError = "declaration with opcode " + std::to_string(instruction.nOpcode) +
+                     " at token " + std::to_string(instruction.nOffset) + " isn't known";
+        return false;
+    }
+    const std::vector<TpfItem>& vItems = instruction.vItems;
+    const std::uint32_t nOpcode = instruction.nOpcode;
+    if (nOpcode == OP_DCL_TEMPS)
+    {
+        m_nTemps = vItems[0].nWord;
+    }
+    else if (nOpcode == OP_DCL_INDEXABLE_TEMP)
+    {
+        m_mapIndexableTemps[vItems[0].nWord] = vItems[0].nWord2;
+    }
+    else if (nOpcode == OP_DCL_THREAD_GROUP)
+    {
+        for (int i = 0; i < 3; ++i)
+        {
+            m_anGroupSize[i] = vItems[i].nWord;
+        }
+    }
+    else if (nOpcode == OP_DCL_TGSM_RAW || nOpcode == OP_DCL_TGSM_STRUCTURED)
+    {
+        const TpfOperand& operand = vItems[0].operand;
+        const std::uint64_t nBytes = nOpcode == OP_DCL_TGSM_RAW
+                                         ? vItems[1].nWord
+                                         : std::uint64_t(vItems[1].nWord) * vItems[2].nWord;
+        if (operand.vIndices.empty() || nBytes > 32768)
+        {
+            m_strError = "group-shared memory beyond 32768 bytes";
+            return false;
+        }
+        m_mapGroupShared[static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)] =
+            static_cast<std::uint32_t>(nBytes);
+    }
+    else if (nOpcode >= OP_DCL_INPUT && nOpcode <= OP_DCL_OUTPUT_SIV)
+    {
+        const TpfOperand& operand = vItems[0].operand;
+        const std::uint32_t nValue =
+            vItems.size() > 1 && vItems[1].cShape == 'v' ? vItems[1].nWord : 0;
+        if (operand.nType == OPERAND_INPUT && !operand.vIndices.empty() &&
+            operand.vIndices.back().nImmediate < MAX_INPUTS && nOpcode <= OP_DCL_INPUT_PS_SIV)
+        {
+            m_mapInputs[static_cast<std::uint32_t>(operand.vIndices.back().nImmediate)] = nValue;
+        }
+        if (operand.nType == OPERAND_OUTPUT && !operand.vIndices.empty() &&
+            operand.vIndices[0].nImmediate < MAX_INPUTS && nOpcode >= OP_DCL_OUTPUT)
+        {
+            m_mapOutputs[static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)] =
+                operand.GetComponentMask();
+        }
+    }
+    return true;
+}
+
+bool CTpfInterpProgram::Admit(TpfInterpInstruction& instruction)
+{
+    const std::uint32_t nNumber = static_cast<std::uint32_t>(m_vInstructions.size() - 1);
+    const TpfInstruction& decoded = instruction.decoded;
+    instruction.pOp = FindTpfInterpOp(decoded.nOpcode);
+    if (decoded.pInfo == nullptr)
+    {
+        return Fail(nNumber, "unknown opcode");
+    }
+    if (instruction.pOp == nullptr)
+    {
+        return Fail(nNumber, "not supported by the interpreter");
+    }
+    if (!decoded.bDecoded)
+    {
+        return Fail(nNumber, "its tokens don't match its operands");
+    }
+    const std::vector<const TpfOperand*> vOperands = decoded.GetOperands();
+    for (size_t nPlace = 0; nPlace < vOperands.size(); ++nPlace)
+    {
+        const TpfOperand& operand = *vOperands[nPlace];
+        if (!IsRunnableOperand(operand, instruction.pOp->eKind, nPlace))
+        {
+            const char* pName = GetTpfOperandTypeName(operand.nType);
+            return Fail(nNumber, "operand " + std::to_string(nPlace) + " of type " +
+                                     (pName != nullptr ? pName : std::to_string(operand.nType)) +
+                                     " not supported by the interpreter");
+        }
+        if (operand.nType == OPERAND_TEMP &&
+            (operand.vIndices.size() != 1 || operand.vIndices[0].nRep != TPF_INDEX_IMM32 ||
+             operand.vIndices[0].nImmediate >= m_nTemps))
+        {
+            return Fail(nNumber, "temp register beyond dcl_temps " + std::to_string(m_nTemps));
+        }
+        if (operand.nType == OPERAND_INDEXABLE &&
+            (operand.vIndices.size() != 2 || m_mapIndexableTemps.count(static_cast<std::uint32_t>(
+                                                 operand.vIndices[0].nImmediate)) == 0))
+        {
+            return Fail(nNumber, "indexable temp without its declaration");
+        }
+        if (operand.nType == OPERAND_TGSM && !operand.vIndices.empty() &&
+            m_mapGroupShared.count(static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)) == 0)
+        {
+            return Fail(nNumber, "group-shared memory without its declaration");
+        }
+    }
+    return true;
+}
+
+bool CTpfInterpProgram::MatchFlow()
+{
+    // Open `if`, `else` and `loop` instructions, innermost last.
+    std::vector<std::uint32_t> vOpen;
+    for (std::uint32_t n = 0; n < m_vInstructions.size(); ++n)
+    {
+        TpfInterpInstruction& instruction = m_vInstructions[n];
+        const std::uint32_t nOpcode = instruction.decoded.nOpcode;
+        const std::uint32_t nTopOpcode =
+            vOpen.empty() ? TPF_INTERP_NO_OPCODE : m_vInstructions[vOpen.back()].decoded.nOpcode;
+        if (nOpcode == OP_IF || nOpcode == OP_LOOP)
+        {
+            vOpen.push_back(n);
+        }
+        else if (nOpcode == OP_ELSE)
+        {
+            if (nTopOpcode != OP_IF)
+            {
+                return Fail(n, "unbalanced flow: no open 'if'");
+            }
+            m_vInstructions[vOpen.back()].nElse = n;
+            instruction.nStart = vOpen.back();
+            vOpen.back() = n;
+        }
+        else if (nOpcode == OP_ENDIF)
+        {
+            if (nTopOpcode != OP_IF && nTopOpcode != OP_ELSE)
+            {
+                return Fail(n, "unbalanced flow: no open 'if'");
+            }
+            TpfInterpInstruction& open = m_vInstructions[vOpen.back()];
+            open.nEnd = n;
+            if (nTopOpcode == OP_IF)
+            {
+                open.nElse = n;
+            }
+            else
+            {
+                m_vInstructions[open.nStart].nEnd = n;
+            }
+            vOpen.pop_back();
+        }
+        else if (nOpcode == OP_ENDLOOP)
+        {
+            if (nTopOpcode != OP_LOOP)
+            {
+                return Fail(n, "unbalanced flow: no open 'loop'");
+            }
+            m_vInstructions[vOpen.back()].nEnd = n;
+            instruction.nStart = vOpen.back();
+            vOpen.pop_back();
+        }
+        else if (nOpcode == OP_BREAK || nOpcode == OP_BREAKC || nOpcode == OP_CONTINUE ||
+                 nOpcode == OP_CONTINUEC)
+        {
+            size_t nLoop = vOpen.size();
+            while (nLoop > 0 && m_vInstructions[vOpen[nLoop - 1]].decoded.nOpcode != OP_LOOP)
+            {
+                --nLoop;
+            }
+            if (nLoop == 0)
+            {
+                return Fail(n, "unbalanced flow: outside any 'loop'");
+            }
+            instruction.nStart = vOpen[nLoop - 1];
+        }
+    }
+    if (!vOpen.empty())
+    {
+        return Fail(vOpen.back(), "unbalanced flow: never closed");
+    }
+    // `break` and `continue` learn their loop's end now that every loop has one.
+    for (TpfInterpInstruction& instruction : m_vInstructions)
+    {
+        const std::uint32_t nOpcode = instruction.decoded.nOpcode;
+        if (nOpcode == OP_BREAK || nOpcode == OP_BREAKC || nOpcode == OP_CONTINUE ||
+            nOpcode == OP_CONTINUEC || nOpcode == OP_ENDLOOP)
+        {
+            instruction.nEnd = m_vInstructions[instruction.nStart].nEnd;
+        }
+    }
+    return true;
+}
+} // namespace XAN_Platform

@@ -1,0 +1,585 @@
+#include "CTpfInterpThread.h"
+
+#include "TpfInterpOps.h"
+
+#include <cstring>
+
+namespace XAN_Platform
+{
+namespace
+{
+const std::uint32_t OP_BREAK = 2, OP_BREAKC = 3, OP_CONTINUE = 7, OP_CONTINUEC = 8, OP_DP2 = 15,
+                    OP_ELSE = 18, OP_ENDIF = 21, OP_ENDLOOP = 22, OP_IF = 31, OP_LOOP = 48,
+                    OP_RET = 62, OP_RETC = 63, OP_SYNC = 190;
+const std::uint32_t OPERAND_TEMP = 0, OPERAND_INPUT = 1, OPERAND_OUTPUT = 2, OPERAND_INDEXABLE = 3,
+                    OPERAND_IMM32 = 4, OPERAND_CB = 8, OPERAND_ICB = 9, OPERAND_ODEPTH = 12,
+                    OPERAND_OMASK = 15, OPERAND_UAV = 30, OPERAND_TGSM = 31, OPERAND_THREAD_ID = 32;
+const std::uint32_t REGISTER_COUNT = 32;
+const std::uint32_t TEST_NONZERO_BIT = 1u << 18;
+const std::uint32_t SATURATE_BIT = 1u << 13;
+const std::uint32_t EXTENDED_MODIFIER = 1;
+
+std::uint32_t ReadWord(const std::vector<std::uint8_t>& vMemory, std::uint64_t nAddress)
+{
+    std::uint32_t nWord = 0;
+    if (nAddress + 4 <= vMemory.size())
+    {
+        std::memcpy(&nWord, vMemory.data() + nAddress, 4);
+    }
+    return nWord;
+}
+
+void WriteWord(std::vector<std::uint8_t>& vMemory, std::uint64_t nAddress, std::uint32_t nWord)
+{
+    if (nAddress + 4 <= vMemory.size())
+    {
+        std::memcpy(vMemory.data() + nAddress, &nWord, 4);
+    }
+}
+
+// A read operand's components from the register's four: swizzle, one selected, or a scalar.
+TpfValue4 Select(const TpfOperand& operand, const TpfValue4& value)
+{
+    TpfValue4 result;
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        unsigned int nFrom = c;
+        if (operand.nForm != 2)
+        {
+            nFrom = 0;
+        }
+        else if (operand.nMode == 1)
+        {
+            nFrom = (operand.nSelect >> (2 * c)) & 3;
+        }
+        else if (operand.nMode == 2)
+        {
+            nFrom = operand.nSelect & 3;
+        }
+        result.v[c] = value.v[nFrom];
+    }
+    return result;
+}
+
+std::uint32_t WriteMask(const TpfOperand& operand)
+{
+    if (operand.nForm == 1)
+    {
+        return 1;
+    }
+    return operand.nForm == 2 && operand.nMode == 0 ? operand.nSelect & 0xF : 0;
+}
+
+bool Saturates(const TpfInstruction& decoded)
+{
+    return decoded.pInfo->eControls == TPF_CTL_SAT && (decoded.vTokens[0] & SATURATE_BIT) != 0;
+}
+} // namespace
+
+CTpfInterpThread::CTpfInterpThread(const CTpfInterpProgram& program, const TpfInterpShared& shared,
+                                   TpfThreadResult& result)
+    : m_program(program), m_shared(shared), m_result(result), m_vTemps(program.GetTempCount()),
+      m_vInputs(REGISTER_COUNT)
+{
+    for (const auto& entry : program.GetIndexableTemps())
+    {
+        m_mapIndexable[entry.first].resize(entry.second);
+    }
+    m_result = TpfThreadResult();
+    m_result.vOutputs.resize(REGISTER_COUNT);
+}
+
+void CTpfInterpThread::SetInput(std::uint32_t nRegister, const TpfValue4& value)
+{
+    if (nRegister < REGISTER_COUNT)
+    {
+        m_vInputs[nRegister] = value;
+    }
+}
+
+void CTpfInterpThread::SetThreadIDs(const TpfValue4& threadID, const TpfValue4& groupID,
+                                    const TpfValue4& inGroupID, std::uint32_t nFlat)
+{
+    m_aThreadIDs[0] = threadID;
+    m_aThreadIDs[1] = groupID;
+    m_aThreadIDs[2] = inGroupID;
+    m_aThreadIDs[3].v[0] = nFlat;
+}
+
+bool CTpfInterpThread::Fail(std::uint32_t nInstruction, const std::string& strMessage)
+{
+    m_strError = m_program.Describe(nInstruction) + ": " + strMessage;
+    return false;
+}
+
+bool CTpfInterpThread::Run()
+{
+    m_bPaused = false;
+    while (!m_bDone && !m_bPaused)
+    {
+        if (!Step())
+        {
+            return false;
+        }
+    }
+    if (m_bDone)
+    {
+        m_result.vTemps = m_vTemps;
+    }
+    return true;
+}
+
+bool CTpfInterpThread::Step()
+{
+    const std::vector<TpfInterpInstruction>& vInstructions = m_program.GetInstructions();
+    const std::uint32_t n = m_nPc;
+    if (n >= vInstructions.size())
+    {
+        m_bDone = true; // running off the end returns
+        return true;
+    }
+    if (++m_nSteps > m_shared.nStepLimit)
+    {
+        return Fail(n,
+                    "the thread ran past " + std::to_string(m_shared.nStepLimit) + " instructions");
+    }
+    m_pWritten = nullptr;
+    if (m_shared.bTrace)
+    {
+        TpfTraceStep step;
+        step.nInstruction = n;
+        step.vLoops = m_vLoops;
+        m_result.vTrace.push_back(step);
+        m_pWritten = &m_result.vTrace.back().vWritten;
+    }
+    std::uint32_t nNext = n + 1;
+    if (!Execute(vInstructions[n], nNext))
+    {
+        return false;
+    }
+    if (m_shared.pBounded != nullptr)
+    {
+        Bound(n, nNext);
+    }
+    m_nPc = nNext;
+    return true;
+}
+
+void CTpfInterpThread::Bound(std::uint32_t nInstruction, std::uint32_t nNext)
+{
+    const TpfBoundedTarget& target = *m_shared.pBounded;
+    TpfBoundedResult& bounded = m_result.bounded;
+    if (nInstruction == target.nInstruction)
+    {
+        const TpfInstruction& decoded = m_program.GetInstructions()[nInstruction].decoded;
+        size_t nDestination = 0;
+        for (const TpfItem& item : decoded.vItems)
+        {
+            if (item.cShape != 'd' || nDestination >= 2)
+            {
+                continue;
+            }
+            const std::uint32_t nType = item.operand.nType;
+            // Indexable temps and memory aren't captured, as the patched shaders don't.
+            if (nType == OPERAND_TEMP || nType == OPERAND_OUTPUT || nType == OPERAND_ODEPTH ||
+                nType == OPERAND_OMASK)
+            {
+                bounded.abCaptured[nDestination] = true;
+                bounded.aCapture[nDestination] = *Locate(item.operand);
+            }
+            ++nDestination;
+        }
+    }
+    if (m_bDone)
+    {
+        return;
+    }
+    if (nNext == target.nInstruction + 1)
+    {
+        bounded.bFlag = true;
+    }
+    if (target.bStopAfterTarget && nNext >= m_shared.nBoundedEnd)
+    {
+        m_bDone = true;
+    }
+}
+
+void CTpfInterpThread::BeginPass(std::uint32_t& nNext, bool bRecord)
+{
+    TpfLoopPass& loop = m_vLoops.back();
+    nNext = loop.nStart + 1;
+    if (m_shared.pBounded != nullptr)
+    {
+        const auto it = m_shared.mapPassLimits.find(loop.nStart);
+        if (it != m_shared.mapPassLimits.end())
+        {
+            if (m_shared.pBounded->bStopAfterTarget && loop.nPass > it->second)
+            {
+                nNext = loop.nEnd + 1;
+                m_vLoops.pop_back();
+                return;
+            }
+            m_result.bounded.bFlag = false;
+        }
+    }
+    if (m_shared.bTrace && bRecord)
+    {
+        TpfTraceStep step;
+        step.nInstruction = loop.nStart;
+        step.vLoops = m_vLoops;
+        m_result.vTrace.push_back(step);
+    }
+}
+
+bool CTpfInterpThread::IsTrue(const TpfInstruction& decoded)
+{
+    const bool bNonZero = ReadSource(*decoded.GetOperands()[0], true).v[0] != 0;
+    return bNonZero == ((decoded.vTokens[0] & TEST_NONZERO_BIT) != 0);
+}
+
+bool CTpfInterpThread::ExecuteFlow(const TpfInterpInstruction& instruction, std::uint32_t& nNext)
+{
+    const TpfInstruction& decoded = instruction.decoded;
+    const std::uint32_t nOpcode = decoded.nOpcode;
+    // The conditional forms act as their plain kin when the test holds.
+    if ((nOpcode == OP_BREAKC || nOpcode == OP_CONTINUEC || nOpcode == OP_RETC) && !IsTrue(decoded))
+    {
+        return true;
+    }
+    const bool bLeavesLoop = nOpcode == OP_BREAK || nOpcode == OP_BREAKC ||
+                             nOpcode == OP_CONTINUE || nOpcode == OP_CONTINUEC ||
+                             nOpcode == OP_ENDLOOP;
+    if (bLeavesLoop && (m_vLoops.empty() || m_vLoops.back().nStart != instruction.nStart))
+    {
+        return Fail(m_nPc, "reached outside its loop");
+    }
+    switch (nOpcode)
+    {
+    case OP_IF:
+        if (!IsTrue(decoded))
+        {
+            nNext = instruction.nElse + 1;
+        }
+        break;
+    case OP_ELSE:
+        nNext = instruction.nEnd + 1;
+        break;
+    case OP_LOOP:
+        m_vLoops.push_back({m_nPc, instruction.nEnd, 0});
+        if (m_shared.bTrace)
+        {
+            m_result.vTrace.back().vLoops = m_vLoops;
+        }
+        BeginPass(nNext, false);
+        break;
+    case OP_BREAK:
+    case OP_BREAKC:
+        nNext = instruction.nEnd + 1;
+        m_vLoops.pop_back();
+        break;
+    case OP_CONTINUE:
+    case OP_CONTINUEC:
+    case OP_ENDLOOP:
+        ++m_vLoops.back().nPass;
+        m_pWritten = nullptr; // the trace grows by the loop's head
+        BeginPass(nNext, true);
+        break;
+    case OP_RET:
+    case OP_RETC:
+        m_bDone = true;
+        break;
+    default:
+        break;
+    }
+    return true;
+}
+
+bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uint32_t& nNext)
+{
+    const TpfInstruction& decoded = instruction.decoded;
+    const TpfInterpOp& op = *instruction.pOp;
+    const std::vector<const TpfOperand*> vOperands = decoded.GetOperands();
+    size_t nDestinations = 0;
+    while (nDestinations < decoded.vItems.size() && decoded.vItems[nDestinations].cShape == 'd')
+    {
+        ++nDestinations;
+    }
+    const bool bSaturate = Saturates(decoded);
+    switch (op.eKind)
+    {
+    case TPF_OP_FLOW:
+        return ExecuteFlow(instruction, nNext);
+    case TPF_OP_NONE:
+        m_bPaused = decoded.nOpcode == OP_SYNC;
+        return true;
+    case TPF_OP_DISCARD:
+        if (IsTrue(decoded))
+        {
+            m_result.bDiscarded = true;
+            m_bDone = true;
+        }
+        return true;
+    case TPF_OP_LOAD_RAW:
+    case TPF_OP_STORE_RAW:
+    case TPF_OP_ATOMIC:
+        return ExecuteMemory(instruction);
+    default:
+        break;
+    }
+    // Sources are all read before any destination is written, so that they may overlap.
+    std::vector<TpfValue4> vSources;
+    for (size_t n = nDestinations; n < vOperands.size(); ++n)
+    {
+        vSources.push_back(ReadSource(*vOperands[n], op.bIntegerModifiers));
+    }
+    TpfValue4 aResults[2];
+    if (op.eKind == TPF_OP_DOT)
+    {
+        const unsigned int nCount = decoded.nOpcode - OP_DP2 + 2;
+        float fSum = 0.0f;
+        for (unsigned int c = 0; c < nCount; ++c)
+        {
+            fSum += TpfBitsToFloat(vSources[0].v[c]) * TpfBitsToFloat(vSources[1].v[c]);
+        }
+        for (std::uint32_t& nValue : aResults[0].v)
+        {
+            nValue = TpfFloatToBits(fSum);
+        }
+    }
+    else
+    {
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            std::uint32_t anLane[4] = {0, 0, 0, 0};
+            for (size_t n = 0; n < vSources.size() && n < 4; ++n)
+            {
+                anLane[n] = vSources[n].v[c];
+            }
+            if (op.eKind == TPF_OP_LANE2)
+            {
+                op.pLane2(anLane, aResults[0].v[c], aResults[1].v[c]);
+            }
+            else
+            {
+                aResults[0].v[c] = op.pLane(anLane);
+            }
+        }
+    }
+    for (size_t n = 0; n < nDestinations && n < 2; ++n)
+    {
+        WriteDestination(*vOperands[n], aResults[n], bSaturate);
+    }
+    return true;
+}
+
+std::vector<std::uint8_t>* CTpfInterpThread::LocateMemory(const TpfOperand& operand)
+{
+    if (operand.vIndices.empty())
+    {
+        return nullptr;
+    }
+    const std::uint32_t nSlot = ReadIndex(operand.vIndices[0]);
+    if (operand.nType == OPERAND_TGSM)
+    {
+        const auto it = m_shared.pGroupShared->find(nSlot);
+        return it != m_shared.pGroupShared->end() ? &it->second : nullptr;
+    }
+    if (operand.nType == OPERAND_UAV)
+    {
+        const auto it = m_shared.pBindings->mapRawUAVs.find(nSlot);
+        return it != m_shared.pBindings->mapRawUAVs.end() ? it->second : nullptr;
+    }
+    const auto it = m_shared.pBindings->mapRawResources.find(nSlot);
+    // A resource is only read; the interpreter never writes through this pointer.
+    return it != m_shared.pBindings->mapRawResources.end()
+               ? const_cast<std::vector<std::uint8_t>*>(it->second)
+               : nullptr;
+}
+
+bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
+{
+    const TpfInstruction& decoded = instruction.decoded;
+    const std::vector<const TpfOperand*> vOperands = decoded.GetOperands();
+    const std::uint64_t nAddress = ReadSource(*vOperands[1], true).v[0];
+    switch (instruction.pOp->eKind)
+    {
+    case TPF_OP_LOAD_RAW:
+    {
+        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[2]);
+        TpfValue4 words;
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            words.v[c] = pMemory != nullptr ? ReadWord(*pMemory, nAddress + 4 * c) : 0;
+        }
+        WriteDestination(*vOperands[0], Select(*vOperands[2], words), false);
+        return true;
+    }
+    case TPF_OP_STORE_RAW:
+    {
+        const TpfValue4 value = ReadSource(*vOperands[2], true);
+        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[0]);
+        const std::uint32_t nMask = WriteMask(*vOperands[0]);
+        for (unsigned int c = 0; c < 4 && pMemory != nullptr; ++c)
+        {
+            if ((nMask & (1u << c)) != 0)
+            {
+                WriteWord(*pMemory, nAddress + 4 * c, value.v[c]);
+            }
+        }
+        return true;
+    }
+    default:
+    {
+        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[0]);
+        if (pMemory != nullptr)
+        {
+            const std::uint32_t anLane[2] = {ReadWord(*pMemory, nAddress),
+                                             ReadSource(*vOperands[2], true).v[0]};
+            WriteWord(*pMemory, nAddress, instruction.pOp->pLane(anLane));
+        }
+        return true;
+    }
+    }
+}
+
+std::uint32_t CTpfInterpThread::ReadIndex(const TpfIndex& index)
+{
+    std::uint32_t nValue = static_cast<std::uint32_t>(index.nImmediate);
+    if (!index.vRelative.empty())
+    {
+        nValue += ReadSource(index.vRelative[0], true).v[0];
+    }
+    return nValue;
+}
+
+TpfValue4* CTpfInterpThread::Locate(const TpfOperand& operand)
+{
+    std::uint32_t anIndex[2] = {0, 0};
+    for (size_t n = 0; n < operand.vIndices.size() && n < 2; ++n)
+    {
+        anIndex[n] = ReadIndex(operand.vIndices[n]);
+    }
+    switch (operand.nType)
+    {
+    case OPERAND_TEMP:
+        return anIndex[0] < m_vTemps.size() ? &m_vTemps[anIndex[0]] : nullptr;
+    case OPERAND_INPUT:
+        return anIndex[0] < m_vInputs.size() ? &m_vInputs[anIndex[0]] : nullptr;
+    case OPERAND_OUTPUT:
+        return anIndex[0] < m_result.vOutputs.size() ? &m_result.vOutputs[anIndex[0]] : nullptr;
+    case OPERAND_INDEXABLE:
+    {
+        const auto it = m_mapIndexable.find(anIndex[0]);
+        return it != m_mapIndexable.end() && anIndex[1] < it->second.size()
+                   ? &it->second[anIndex[1]]
+                   : nullptr;
+    }
+    case OPERAND_ODEPTH:
+        return &m_depth;
+    case OPERAND_OMASK:
+        return &m_sampleMask;
+    default:
+        if (operand.nType >= OPERAND_THREAD_ID && operand.nType < OPERAND_THREAD_ID + 5)
+        {
+            // vThreadID 32, vThreadGroupID 33, vThreadIDInGroup 34, flattened 36.
+            const std::uint32_t nWhich = operand.nType - OPERAND_THREAD_ID;
+            return &m_aThreadIDs[nWhich == 4 ? 3 : nWhich];
+        }
+        return nullptr;
+    }
+}
+
+TpfValue4 CTpfInterpThread::ReadSource(const TpfOperand& operand, bool bIntegerModifiers)
+{
+    TpfValue4 value;
+    if (operand.nType == OPERAND_IMM32)
+    {
+        for (unsigned int c = 0; c < 4; ++c)
+        {
+            value.v[c] = static_cast<std::uint32_t>(
+                operand.vImmediates.empty()
+                    ? 0
+                    : operand.vImmediates[operand.vImmediates.size() == 4 ? c : 0]);
+        }
+        return value;
+    }
+    if (operand.nType == OPERAND_CB || operand.nType == OPERAND_ICB)
+    {
+        const std::vector<std::uint32_t>* pWords = &m_program.GetImmediateConstants();
+        std::uint32_t nRow = operand.vIndices.empty() ? 0 : ReadIndex(operand.vIndices[0]);
+        if (operand.nType == OPERAND_CB)
+        {
+            const auto& mapBuffers = m_shared.pBindings->mapConstantBuffers;
+            const auto it = mapBuffers.find(nRow);
+            pWords = it != mapBuffers.end() ? &it->second : nullptr;
+            nRow = operand.vIndices.size() > 1 ? ReadIndex(operand.vIndices[1]) : 0;
+        }
+        for (unsigned int c = 0; c < 4 && pWords != nullptr; ++c)
+        {
+            const std::uint64_t nPlace = std::uint64_t(nRow) * 4 + c;
+            value.v[c] = nPlace < pWords->size() ? (*pWords)[nPlace] : 0;
+        }
+    }
+    else if (const TpfValue4* pRegister = Locate(operand))
+    {
+        value = *pRegister;
+    }
+    value = Select(operand, value);
+    if (!operand.bExtended || (operand.nExtendedToken & 0x3F) != EXTENDED_MODIFIER)
+    {
+        return value;
+    }
+    const std::uint32_t nModifier = (operand.nExtendedToken >> 6) & 0xFF;
+    for (std::uint32_t& nValue : value.v)
+    {
+        if ((nModifier & 2) != 0)
+        {
+            nValue = bIntegerModifiers
+                         ? (static_cast<std::int32_t>(nValue) < 0 ? 0u - nValue : nValue)
+                         : nValue & 0x7FFFFFFFu;
+        }
+        if ((nModifier & 1) != 0)
+        {
+            nValue = bIntegerModifiers ? 0u - nValue : nValue ^ 0x80000000u;
+        }
+    }
+    return value;
+}
+
+void CTpfInterpThread::WriteDestination(const TpfOperand& operand, const TpfValue4& value,
+                                        bool bSaturate)
+{
+    TpfValue4* pRegister = Locate(operand);
+    const std::uint32_t nMask = WriteMask(operand);
+    if (pRegister == nullptr || nMask == 0)
+    {
+        return;
+    }
+    for (unsigned int c = 0; c < 4; ++c)
+    {
+        if ((nMask & (1u << c)) != 0)
+        {
+            pRegister->v[c] =
+                bSaturate ? TpfFloatToBits(TpfSaturate(TpfBitsToFloat(value.v[c]))) : value.v[c];
+        }
+    }
+    if (operand.nType == OPERAND_ODEPTH)
+    {
+        m_result.nDepth = m_depth.v[0];
+    }
+    if (operand.nType == OPERAND_OMASK)
+    {
+        m_result.nSampleMask = m_sampleMask.v[0];
+    }
+    if (m_pWritten != nullptr)
+    {
+        TpfWrittenRegister written;
+        written.nType = operand.nType;
+        written.nIndex = operand.vIndices.empty() ? 0 : ReadIndex(operand.vIndices[0]);
+        written.nElement = operand.vIndices.size() > 1 ? ReadIndex(operand.vIndices[1]) : 0;
+        written.nMask = nMask;
+        written.value = *pRegister;
+        m_pWritten->push_back(written);
+    }
+}
+} // namespace XAN_Platform
