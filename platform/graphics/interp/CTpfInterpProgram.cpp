@@ -1,26 +1,16 @@
 #include "CTpfInterpProgram.h"
 
 #include "TpfInterpOps.h"
+#include "TpfInterpTypes.h"
 
 namespace XAN_Platform
 {
 namespace
 {
-const std::uint32_t OP_BREAK = 2, OP_BREAKC = 3, OP_CONTINUE = 7, OP_CONTINUEC = 8, OP_ELSE = 18,
-                    OP_ENDIF = 21, OP_ENDLOOP = 22, OP_IF = 31, OP_LOOP = 48, OP_LABEL = 44;
-const std::uint32_t TPF_INTERP_NO_OPCODE = 0xFFFFFFFFu;
-const std::uint32_t OP_DCL_INPUT = 95, OP_DCL_INPUT_PS_SIV = 100, OP_DCL_OUTPUT = 101,
-                    OP_DCL_OUTPUT_SIV = 103, OP_DCL_TEMPS = 104, OP_DCL_INDEXABLE_TEMP = 105,
-                    OP_DCL_THREAD_GROUP = 155, OP_DCL_TGSM_RAW = 159, OP_DCL_TGSM_STRUCTURED = 160;
-const std::uint32_t OPERAND_TEMP = 0, OPERAND_INPUT = 1, OPERAND_OUTPUT = 2, OPERAND_INDEXABLE = 3,
-                    OPERAND_IMM32 = 4, OPERAND_CB = 8, OPERAND_ICB = 9, OPERAND_ODEPTH = 12,
-                    OPERAND_NULL = 13, OPERAND_OMASK = 15, OPERAND_RESOURCE = 7, OPERAND_UAV = 30,
-                    OPERAND_TGSM = 31, OPERAND_THREAD_ID = 32, OPERAND_THREAD_ID_FLAT = 36;
-const std::uint32_t MAX_INPUTS = 32;
 
 bool IsExecutable(const TpfInstruction& instruction)
 {
-    if (instruction.nOpcode == TPF_OPCODE_CUSTOMDATA || instruction.nOpcode == OP_LABEL)
+    if (instruction.nOpcode == TPF_OPCODE_CUSTOMDATA || instruction.nOpcode == TPF_OP_LABEL)
     {
         return false;
     }
@@ -41,26 +31,27 @@ bool IsRunnableOperand(const TpfOperand& operand, ETpfInterpKind eKind, size_t n
         eKind == TPF_OP_LOAD_RAW || eKind == TPF_OP_STORE_RAW || eKind == TPF_OP_ATOMIC;
     switch (operand.nType)
     {
-    case OPERAND_TEMP:
-    case OPERAND_INPUT:
-    case OPERAND_OUTPUT:
-    case OPERAND_INDEXABLE:
-    case OPERAND_IMM32:
-    case OPERAND_CB:
-    case OPERAND_ICB:
-    case OPERAND_ODEPTH:
-    case OPERAND_NULL:
-    case OPERAND_OMASK:
+    case TPF_OPERAND_TEMP:
+    case TPF_OPERAND_INPUT:
+    case TPF_OPERAND_OUTPUT:
+    case TPF_OPERAND_INDEXABLE:
+    case TPF_OPERAND_IMMEDIATE:
+    case TPF_OPERAND_CONSTANT_BUFFER:
+    case TPF_OPERAND_IMMEDIATE_BUFFER:
+    case TPF_OPERAND_DEPTH:
+    case TPF_OPERAND_NULL:
+    case TPF_OPERAND_SAMPLE_MASK:
         return true;
-    case OPERAND_RESOURCE:
+    case TPF_OPERAND_RESOURCE:
         return eKind == TPF_OP_LOAD_RAW && nPlace == 2;
-    case OPERAND_UAV:
-    case OPERAND_TGSM:
+    case TPF_OPERAND_UAV:
+    case TPF_OPERAND_GROUP_SHARED:
         return bMemory && nPlace == (eKind == TPF_OP_LOAD_RAW ? 2 : 0);
     default:
         // Thread-ID registers take no index dimension or one.
-        return operand.nType >= OPERAND_THREAD_ID && operand.nType <= OPERAND_THREAD_ID_FLAT &&
-               operand.nType != 35 && operand.vIndices.size() <= 1;
+        return operand.nType >= TPF_OPERAND_THREAD_ID &&
+               operand.nType <= TPF_OPERAND_THREAD_ID_FLAT &&
+               operand.nType != TPF_OPERAND_COVERAGE && operand.vIndices.size() <= 1;
     }
 }
 } // namespace
@@ -139,25 +130,25 @@ bool CTpfInterpProgram::Declare(const TpfInstruction& instruction)
     }
     const std::vector<TpfItem>& vItems = instruction.vItems;
     const std::uint32_t nOpcode = instruction.nOpcode;
-    if (nOpcode == OP_DCL_TEMPS)
+    if (nOpcode == TPF_OP_DCL_TEMPS)
     {
         m_nTemps = vItems[0].nWord;
     }
-    else if (nOpcode == OP_DCL_INDEXABLE_TEMP)
+    else if (nOpcode == TPF_OP_DCL_INDEXABLE_TEMP)
     {
         m_mapIndexableTemps[vItems[0].nWord] = vItems[0].nWord2;
     }
-    else if (nOpcode == OP_DCL_THREAD_GROUP)
+    else if (nOpcode == TPF_OP_DCL_THREAD_GROUP)
     {
         for (int i = 0; i < 3; ++i)
         {
             m_anGroupSize[i] = vItems[i].nWord;
         }
     }
-    else if (nOpcode == OP_DCL_TGSM_RAW || nOpcode == OP_DCL_TGSM_STRUCTURED)
+    else if (nOpcode == TPF_OP_DCL_TGSM_RAW || nOpcode == TPF_OP_DCL_TGSM_STRUCTURED)
     {
         const TpfOperand& operand = vItems[0].operand;
-        const std::uint64_t nBytes = nOpcode == OP_DCL_TGSM_RAW
+        const std::uint64_t nBytes = nOpcode == TPF_OP_DCL_TGSM_RAW
                                          ? vItems[1].nWord
                                          : std::uint64_t(vItems[1].nWord) * vItems[2].nWord;
         if (operand.vIndices.empty() || nBytes > 32768)
@@ -168,18 +159,19 @@ bool CTpfInterpProgram::Declare(const TpfInstruction& instruction)
         m_mapGroupShared[static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)] =
             static_cast<std::uint32_t>(nBytes);
     }
-    else if (nOpcode >= OP_DCL_INPUT && nOpcode <= OP_DCL_OUTPUT_SIV)
+    else if (nOpcode >= TPF_OP_DCL_INPUT && nOpcode <= TPF_OP_DCL_OUTPUT_SIV)
     {
         const TpfOperand& operand = vItems[0].operand;
         const std::uint32_t nValue =
             vItems.size() > 1 && vItems[1].cShape == 'v' ? vItems[1].nWord : 0;
-        if (operand.nType == OPERAND_INPUT && !operand.vIndices.empty() &&
-            operand.vIndices.back().nImmediate < MAX_INPUTS && nOpcode <= OP_DCL_INPUT_PS_SIV)
+        if (operand.nType == TPF_OPERAND_INPUT && !operand.vIndices.empty() &&
+            operand.vIndices.back().nImmediate < TPF_INTERP_REGISTERS &&
+            nOpcode <= TPF_OP_DCL_INPUT_PS_SIV)
         {
             m_mapInputs[static_cast<std::uint32_t>(operand.vIndices.back().nImmediate)] = nValue;
         }
-        if (operand.nType == OPERAND_OUTPUT && !operand.vIndices.empty() &&
-            operand.vIndices[0].nImmediate < MAX_INPUTS && nOpcode >= OP_DCL_OUTPUT)
+        if (operand.nType == TPF_OPERAND_OUTPUT && !operand.vIndices.empty() &&
+            operand.vIndices[0].nImmediate < TPF_INTERP_REGISTERS && nOpcode >= TPF_OP_DCL_OUTPUT)
         {
             m_mapOutputs[static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)] =
                 operand.GetComponentMask();
@@ -216,19 +208,19 @@ bool CTpfInterpProgram::Admit(TpfInterpInstruction& instruction)
                                      (pName != nullptr ? pName : std::to_string(operand.nType)) +
                                      " not supported by the interpreter");
         }
-        if (operand.nType == OPERAND_TEMP &&
+        if (operand.nType == TPF_OPERAND_TEMP &&
             (operand.vIndices.size() != 1 || operand.vIndices[0].nRep != TPF_INDEX_IMM32 ||
              operand.vIndices[0].nImmediate >= m_nTemps))
         {
             return Fail(nNumber, "temp register beyond dcl_temps " + std::to_string(m_nTemps));
         }
-        if (operand.nType == OPERAND_INDEXABLE &&
+        if (operand.nType == TPF_OPERAND_INDEXABLE &&
             (operand.vIndices.size() != 2 || m_mapIndexableTemps.count(static_cast<std::uint32_t>(
                                                  operand.vIndices[0].nImmediate)) == 0))
         {
             return Fail(nNumber, "indexable temp without its declaration");
         }
-        if (operand.nType == OPERAND_TGSM && !operand.vIndices.empty() &&
+        if (operand.nType == TPF_OPERAND_GROUP_SHARED && !operand.vIndices.empty() &&
             m_mapGroupShared.count(static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)) == 0)
         {
             return Fail(nNumber, "group-shared memory without its declaration");
@@ -246,14 +238,14 @@ bool CTpfInterpProgram::MatchFlow()
         TpfInterpInstruction& instruction = m_vInstructions[n];
         const std::uint32_t nOpcode = instruction.decoded.nOpcode;
         const std::uint32_t nTopOpcode =
-            vOpen.empty() ? TPF_INTERP_NO_OPCODE : m_vInstructions[vOpen.back()].decoded.nOpcode;
-        if (nOpcode == OP_IF || nOpcode == OP_LOOP)
+            vOpen.empty() ? TPF_INTERP_NONE : m_vInstructions[vOpen.back()].decoded.nOpcode;
+        if (nOpcode == TPF_OP_IF || nOpcode == TPF_OP_LOOP)
         {
             vOpen.push_back(n);
         }
-        else if (nOpcode == OP_ELSE)
+        else if (nOpcode == TPF_OP_ELSE)
         {
-            if (nTopOpcode != OP_IF)
+            if (nTopOpcode != TPF_OP_IF)
             {
                 return Fail(n, "unbalanced flow: no open 'if'");
             }
@@ -261,15 +253,15 @@ bool CTpfInterpProgram::MatchFlow()
             instruction.nStart = vOpen.back();
             vOpen.back() = n;
         }
-        else if (nOpcode == OP_ENDIF)
+        else if (nOpcode == TPF_OP_ENDIF)
         {
-            if (nTopOpcode != OP_IF && nTopOpcode != OP_ELSE)
+            if (nTopOpcode != TPF_OP_IF && nTopOpcode != TPF_OP_ELSE)
             {
                 return Fail(n, "unbalanced flow: no open 'if'");
             }
             TpfInterpInstruction& open = m_vInstructions[vOpen.back()];
             open.nEnd = n;
-            if (nTopOpcode == OP_IF)
+            if (nTopOpcode == TPF_OP_IF)
             {
                 open.nElse = n;
             }
@@ -279,9 +271,9 @@ bool CTpfInterpProgram::MatchFlow()
             }
             vOpen.pop_back();
         }
-        else if (nOpcode == OP_ENDLOOP)
+        else if (nOpcode == TPF_OP_ENDLOOP)
         {
-            if (nTopOpcode != OP_LOOP)
+            if (nTopOpcode != TPF_OP_LOOP)
             {
                 return Fail(n, "unbalanced flow: no open 'loop'");
             }
@@ -289,11 +281,11 @@ bool CTpfInterpProgram::MatchFlow()
             instruction.nStart = vOpen.back();
             vOpen.pop_back();
         }
-        else if (nOpcode == OP_BREAK || nOpcode == OP_BREAKC || nOpcode == OP_CONTINUE ||
-                 nOpcode == OP_CONTINUEC)
+        else if (nOpcode == TPF_OP_BREAK || nOpcode == TPF_OP_BREAKC ||
+                 nOpcode == TPF_OP_CONTINUE || nOpcode == TPF_OP_CONTINUEC)
         {
             size_t nLoop = vOpen.size();
-            while (nLoop > 0 && m_vInstructions[vOpen[nLoop - 1]].decoded.nOpcode != OP_LOOP)
+            while (nLoop > 0 && m_vInstructions[vOpen[nLoop - 1]].decoded.nOpcode != TPF_OP_LOOP)
             {
                 --nLoop;
             }
@@ -312,8 +304,8 @@ bool CTpfInterpProgram::MatchFlow()
     for (TpfInterpInstruction& instruction : m_vInstructions)
     {
         const std::uint32_t nOpcode = instruction.decoded.nOpcode;
-        if (nOpcode == OP_BREAK || nOpcode == OP_BREAKC || nOpcode == OP_CONTINUE ||
-            nOpcode == OP_CONTINUEC || nOpcode == OP_ENDLOOP)
+        if (nOpcode == TPF_OP_BREAK || nOpcode == TPF_OP_BREAKC || nOpcode == TPF_OP_CONTINUE ||
+            nOpcode == TPF_OP_CONTINUEC || nOpcode == TPF_OP_ENDLOOP)
         {
             instruction.nEnd = m_vInstructions[instruction.nStart].nEnd;
         }

@@ -8,13 +8,6 @@ namespace XAN_Platform
 {
 namespace
 {
-const std::uint32_t OP_BREAK = 2, OP_BREAKC = 3, OP_CONTINUE = 7, OP_CONTINUEC = 8, OP_DP2 = 15,
-                    OP_ELSE = 18, OP_ENDIF = 21, OP_ENDLOOP = 22, OP_IF = 31, OP_LOOP = 48,
-                    OP_RET = 62, OP_RETC = 63, OP_SYNC = 190;
-const std::uint32_t OPERAND_TEMP = 0, OPERAND_INPUT = 1, OPERAND_OUTPUT = 2, OPERAND_INDEXABLE = 3,
-                    OPERAND_IMM32 = 4, OPERAND_CB = 8, OPERAND_ICB = 9, OPERAND_ODEPTH = 12,
-                    OPERAND_OMASK = 15, OPERAND_UAV = 30, OPERAND_TGSM = 31, OPERAND_THREAD_ID = 32;
-const std::uint32_t REGISTER_COUNT = 32;
 const std::uint32_t TEST_NONZERO_BIT = 1u << 18;
 const std::uint32_t SATURATE_BIT = 1u << 13;
 const std::uint32_t EXTENDED_MODIFIER = 1;
@@ -79,19 +72,19 @@ bool Saturates(const TpfInstruction& decoded)
 CTpfInterpThread::CTpfInterpThread(const CTpfInterpProgram& program, const TpfInterpShared& shared,
                                    TpfThreadResult& result)
     : m_program(program), m_shared(shared), m_result(result), m_vTemps(program.GetTempCount()),
-      m_vInputs(REGISTER_COUNT)
+      m_vInputs(TPF_INTERP_REGISTERS)
 {
     for (const auto& entry : program.GetIndexableTemps())
     {
         m_mapIndexable[entry.first].resize(entry.second);
     }
     m_result = TpfThreadResult();
-    m_result.vOutputs.resize(REGISTER_COUNT);
+    m_result.vOutputs.resize(TPF_INTERP_REGISTERS);
 }
 
 void CTpfInterpThread::SetInput(std::uint32_t nRegister, const TpfValue4& value)
 {
-    if (nRegister < REGISTER_COUNT)
+    if (nRegister < TPF_INTERP_REGISTERS)
     {
         m_vInputs[nRegister] = value;
     }
@@ -181,11 +174,14 @@ void CTpfInterpThread::Bound(std::uint32_t nInstruction, std::uint32_t nNext)
             }
             const std::uint32_t nType = item.operand.nType;
             // Indexable temps and memory aren't captured, as the patched shaders don't.
-            if (nType == OPERAND_TEMP || nType == OPERAND_OUTPUT || nType == OPERAND_ODEPTH ||
-                nType == OPERAND_OMASK)
+            if (nType == TPF_OPERAND_TEMP || nType == TPF_OPERAND_OUTPUT ||
+                nType == TPF_OPERAND_DEPTH || nType == TPF_OPERAND_SAMPLE_MASK)
             {
-                bounded.abCaptured[nDestination] = true;
-                bounded.aCapture[nDestination] = *Locate(item.operand);
+                if (const TpfValue4* pRegister = Locate(item.operand))
+                {
+                    bounded.abCaptured[nDestination] = true;
+                    bounded.aCapture[nDestination] = *pRegister;
+                }
             }
             ++nDestination;
         }
@@ -242,29 +238,30 @@ bool CTpfInterpThread::ExecuteFlow(const TpfInterpInstruction& instruction, std:
     const TpfInstruction& decoded = instruction.decoded;
     const std::uint32_t nOpcode = decoded.nOpcode;
     // The conditional forms act as their plain kin when the test holds.
-    if ((nOpcode == OP_BREAKC || nOpcode == OP_CONTINUEC || nOpcode == OP_RETC) && !IsTrue(decoded))
+    if ((nOpcode == TPF_OP_BREAKC || nOpcode == TPF_OP_CONTINUEC || nOpcode == TPF_OP_RETC) &&
+        !IsTrue(decoded))
     {
         return true;
     }
-    const bool bLeavesLoop = nOpcode == OP_BREAK || nOpcode == OP_BREAKC ||
-                             nOpcode == OP_CONTINUE || nOpcode == OP_CONTINUEC ||
-                             nOpcode == OP_ENDLOOP;
+    const bool bLeavesLoop = nOpcode == TPF_OP_BREAK || nOpcode == TPF_OP_BREAKC ||
+                             nOpcode == TPF_OP_CONTINUE || nOpcode == TPF_OP_CONTINUEC ||
+                             nOpcode == TPF_OP_ENDLOOP;
     if (bLeavesLoop && (m_vLoops.empty() || m_vLoops.back().nStart != instruction.nStart))
     {
         return Fail(m_nPc, "reached outside its loop");
     }
     switch (nOpcode)
     {
-    case OP_IF:
+    case TPF_OP_IF:
         if (!IsTrue(decoded))
         {
             nNext = instruction.nElse + 1;
         }
         break;
-    case OP_ELSE:
+    case TPF_OP_ELSE:
         nNext = instruction.nEnd + 1;
         break;
-    case OP_LOOP:
+    case TPF_OP_LOOP:
         m_vLoops.push_back({m_nPc, instruction.nEnd, 0});
         if (m_shared.bTrace)
         {
@@ -272,20 +269,20 @@ bool CTpfInterpThread::ExecuteFlow(const TpfInterpInstruction& instruction, std:
         }
         BeginPass(nNext, false);
         break;
-    case OP_BREAK:
-    case OP_BREAKC:
+    case TPF_OP_BREAK:
+    case TPF_OP_BREAKC:
         nNext = instruction.nEnd + 1;
         m_vLoops.pop_back();
         break;
-    case OP_CONTINUE:
-    case OP_CONTINUEC:
-    case OP_ENDLOOP:
+    case TPF_OP_CONTINUE:
+    case TPF_OP_CONTINUEC:
+    case TPF_OP_ENDLOOP:
         ++m_vLoops.back().nPass;
         m_pWritten = nullptr; // the trace grows by the loop's head
         BeginPass(nNext, true);
         break;
-    case OP_RET:
-    case OP_RETC:
+    case TPF_OP_RET:
+    case TPF_OP_RETC:
         m_bDone = true;
         break;
     default:
@@ -310,7 +307,7 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
     case TPF_OP_FLOW:
         return ExecuteFlow(instruction, nNext);
     case TPF_OP_NONE:
-        m_bPaused = decoded.nOpcode == OP_SYNC;
+        m_bPaused = decoded.nOpcode == TPF_OP_SYNC;
         return true;
     case TPF_OP_DISCARD:
         if (IsTrue(decoded))
@@ -335,9 +332,10 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
     TpfValue4 aResults[2];
     if (op.eKind == TPF_OP_DOT)
     {
-        const unsigned int nCount = decoded.nOpcode - OP_DP2 + 2;
-        float fSum = 0.0f;
-        for (unsigned int c = 0; c < nCount; ++c)
+        const unsigned int nCount = decoded.nOpcode - TPF_OP_DP2 + 2;
+        // Summed from the first product on, left to right, so that a -0 product stays -0.
+        float fSum = TpfBitsToFloat(vSources[0].v[0]) * TpfBitsToFloat(vSources[1].v[0]);
+        for (unsigned int c = 1; c < nCount; ++c)
         {
             fSum += TpfBitsToFloat(vSources[0].v[c]) * TpfBitsToFloat(vSources[1].v[c]);
         }
@@ -372,28 +370,32 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
     return true;
 }
 
-std::vector<std::uint8_t>* CTpfInterpThread::LocateMemory(const TpfOperand& operand)
+std::vector<std::uint8_t>* CTpfInterpThread::LocateWritable(const TpfOperand& operand)
 {
     if (operand.vIndices.empty())
     {
         return nullptr;
     }
     const std::uint32_t nSlot = ReadIndex(operand.vIndices[0]);
-    if (operand.nType == OPERAND_TGSM)
+    if (operand.nType == TPF_OPERAND_GROUP_SHARED)
     {
         const auto it = m_shared.pGroupShared->find(nSlot);
         return it != m_shared.pGroupShared->end() ? &it->second : nullptr;
     }
-    if (operand.nType == OPERAND_UAV)
-    {
-        const auto it = m_shared.pBindings->mapRawUAVs.find(nSlot);
-        return it != m_shared.pBindings->mapRawUAVs.end() ? it->second : nullptr;
-    }
-    const auto it = m_shared.pBindings->mapRawResources.find(nSlot);
-    // A resource is only read; the interpreter never writes through this pointer.
-    return it != m_shared.pBindings->mapRawResources.end()
-               ? const_cast<std::vector<std::uint8_t>*>(it->second)
+    const auto it = m_shared.pBindings->mapRawUAVs.find(nSlot);
+    return operand.nType == TPF_OPERAND_UAV && it != m_shared.pBindings->mapRawUAVs.end()
+               ? it->second
                : nullptr;
+}
+
+const std::vector<std::uint8_t>* CTpfInterpThread::LocateReadable(const TpfOperand& operand)
+{
+    if (operand.nType != TPF_OPERAND_RESOURCE || operand.vIndices.empty())
+    {
+        return LocateWritable(operand);
+    }
+    const auto it = m_shared.pBindings->mapRawResources.find(ReadIndex(operand.vIndices[0]));
+    return it != m_shared.pBindings->mapRawResources.end() ? it->second : nullptr;
 }
 
 bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
@@ -405,7 +407,7 @@ bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
     {
     case TPF_OP_LOAD_RAW:
     {
-        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[2]);
+        const std::vector<std::uint8_t>* pMemory = LocateReadable(*vOperands[2]);
         TpfValue4 words;
         for (unsigned int c = 0; c < 4; ++c)
         {
@@ -417,7 +419,7 @@ bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
     case TPF_OP_STORE_RAW:
     {
         const TpfValue4 value = ReadSource(*vOperands[2], true);
-        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[0]);
+        std::vector<std::uint8_t>* pMemory = LocateWritable(*vOperands[0]);
         const std::uint32_t nMask = WriteMask(*vOperands[0]);
         for (unsigned int c = 0; c < 4 && pMemory != nullptr; ++c)
         {
@@ -430,7 +432,7 @@ bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
     }
     default:
     {
-        std::vector<std::uint8_t>* pMemory = LocateMemory(*vOperands[0]);
+        std::vector<std::uint8_t>* pMemory = LocateWritable(*vOperands[0]);
         if (pMemory != nullptr)
         {
             const std::uint32_t anLane[2] = {ReadWord(*pMemory, nAddress),
@@ -461,28 +463,28 @@ TpfValue4* CTpfInterpThread::Locate(const TpfOperand& operand)
     }
     switch (operand.nType)
     {
-    case OPERAND_TEMP:
+    case TPF_OPERAND_TEMP:
         return anIndex[0] < m_vTemps.size() ? &m_vTemps[anIndex[0]] : nullptr;
-    case OPERAND_INPUT:
+    case TPF_OPERAND_INPUT:
         return anIndex[0] < m_vInputs.size() ? &m_vInputs[anIndex[0]] : nullptr;
-    case OPERAND_OUTPUT:
+    case TPF_OPERAND_OUTPUT:
         return anIndex[0] < m_result.vOutputs.size() ? &m_result.vOutputs[anIndex[0]] : nullptr;
-    case OPERAND_INDEXABLE:
+    case TPF_OPERAND_INDEXABLE:
     {
         const auto it = m_mapIndexable.find(anIndex[0]);
         return it != m_mapIndexable.end() && anIndex[1] < it->second.size()
                    ? &it->second[anIndex[1]]
                    : nullptr;
     }
-    case OPERAND_ODEPTH:
+    case TPF_OPERAND_DEPTH:
         return &m_depth;
-    case OPERAND_OMASK:
+    case TPF_OPERAND_SAMPLE_MASK:
         return &m_sampleMask;
     default:
-        if (operand.nType >= OPERAND_THREAD_ID && operand.nType < OPERAND_THREAD_ID + 5)
+        if (operand.nType >= TPF_OPERAND_THREAD_ID && operand.nType < TPF_OPERAND_THREAD_ID + 5)
         {
             // vThreadID 32, vThreadGroupID 33, vThreadIDInGroup 34, flattened 36.
-            const std::uint32_t nWhich = operand.nType - OPERAND_THREAD_ID;
+            const std::uint32_t nWhich = operand.nType - TPF_OPERAND_THREAD_ID;
             return &m_aThreadIDs[nWhich == 4 ? 3 : nWhich];
         }
         return nullptr;
@@ -492,7 +494,7 @@ TpfValue4* CTpfInterpThread::Locate(const TpfOperand& operand)
 TpfValue4 CTpfInterpThread::ReadSource(const TpfOperand& operand, bool bIntegerModifiers)
 {
     TpfValue4 value;
-    if (operand.nType == OPERAND_IMM32)
+    if (operand.nType == TPF_OPERAND_IMMEDIATE)
     {
         for (unsigned int c = 0; c < 4; ++c)
         {
@@ -503,11 +505,12 @@ TpfValue4 CTpfInterpThread::ReadSource(const TpfOperand& operand, bool bIntegerM
         }
         return value;
     }
-    if (operand.nType == OPERAND_CB || operand.nType == OPERAND_ICB)
+    if (operand.nType == TPF_OPERAND_CONSTANT_BUFFER ||
+        operand.nType == TPF_OPERAND_IMMEDIATE_BUFFER)
     {
         const std::vector<std::uint32_t>* pWords = &m_program.GetImmediateConstants();
         std::uint32_t nRow = operand.vIndices.empty() ? 0 : ReadIndex(operand.vIndices[0]);
-        if (operand.nType == OPERAND_CB)
+        if (operand.nType == TPF_OPERAND_CONSTANT_BUFFER)
         {
             const auto& mapBuffers = m_shared.pBindings->mapConstantBuffers;
             const auto it = mapBuffers.find(nRow);
@@ -563,11 +566,11 @@ void CTpfInterpThread::WriteDestination(const TpfOperand& operand, const TpfValu
                 bSaturate ? TpfFloatToBits(TpfSaturate(TpfBitsToFloat(value.v[c]))) : value.v[c];
         }
     }
-    if (operand.nType == OPERAND_ODEPTH)
+    if (operand.nType == TPF_OPERAND_DEPTH)
     {
         m_result.nDepth = m_depth.v[0];
     }
-    if (operand.nType == OPERAND_OMASK)
+    if (operand.nType == TPF_OPERAND_SAMPLE_MASK)
     {
         m_result.nSampleMask = m_sampleMask.v[0];
     }

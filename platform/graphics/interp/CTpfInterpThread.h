@@ -59,8 +59,10 @@ private:
     std::uint32_t ReadIndex(const TpfIndex& index);
     TpfValue4 ReadSource(const TpfOperand& operand, bool bIntegerModifiers);
     void WriteDestination(const TpfOperand& operand, const TpfValue4& value, bool bSaturate);
-    // The buffer that a memory operand names, or null.
-    std::vector<std::uint8_t>* LocateMemory(const TpfOperand& operand);
+    // The memory that an operand of u# or g# names, or null.
+    std::vector<std::uint8_t>* LocateWritable(const TpfOperand& operand);
+    // The same, and t# for the loads.
+    const std::vector<std::uint8_t>* LocateReadable(const TpfOperand& operand);
     bool IsTrue(const TpfInstruction& decoded);
     bool Fail(std::uint32_t nInstruction, const std::string& strMessage);
 

@@ -10,7 +10,6 @@ namespace XAN_Platform
 namespace
 {
 const std::uint32_t PROGRAM_PIXEL = 0, PROGRAM_VERTEX = 1, PROGRAM_COMPUTE = 5;
-const std::uint32_t OP_LOOP = 48;
 const std::uint32_t SV_POSITION = 1, SV_VERTEX_ID = 6, SV_IS_FRONT_FACE = 9;
 // Results are kept per thread: a dispatch beyond this many threads is refused rather than
 // exhausting memory.
@@ -128,7 +127,7 @@ bool CTpfInterpreter::Prepare(std::uint32_t nProgramType, TpfBindings& bindings,
         m_shared.nBoundedEnd = nTarget + 1;
         for (std::uint32_t n = 0; n <= nTarget; ++n)
         {
-            if (vInstructions[n].decoded.nOpcode == OP_LOOP && vInstructions[n].nEnd > nTarget)
+            if (vInstructions[n].decoded.nOpcode == TPF_OP_LOOP && vInstructions[n].nEnd > nTarget)
             {
                 const size_t nDepth = m_shared.mapPassLimits.size();
                 m_shared.mapPassLimits[n] =

@@ -8,6 +8,60 @@
 
 namespace XAN_Platform
 {
+// Opcodes that the interpreter treats by name.
+enum ETpfInterpOpcode : std::uint32_t
+{
+    TPF_OP_BREAK = 2,
+    TPF_OP_BREAKC = 3,
+    TPF_OP_CONTINUE = 7,
+    TPF_OP_CONTINUEC = 8,
+    TPF_OP_DP2 = 15,
+    TPF_OP_ELSE = 18,
+    TPF_OP_ENDIF = 21,
+    TPF_OP_ENDLOOP = 22,
+    TPF_OP_IF = 31,
+    TPF_OP_LABEL = 44,
+    TPF_OP_LOOP = 48,
+    TPF_OP_RET = 62,
+    TPF_OP_RETC = 63,
+    TPF_OP_SYNC = 190,
+    TPF_OP_DCL_INPUT = 95,
+    TPF_OP_DCL_INPUT_PS_SIV = 100,
+    TPF_OP_DCL_OUTPUT = 101,
+    TPF_OP_DCL_OUTPUT_SIV = 103,
+    TPF_OP_DCL_TEMPS = 104,
+    TPF_OP_DCL_INDEXABLE_TEMP = 105,
+    TPF_OP_DCL_THREAD_GROUP = 155,
+    TPF_OP_DCL_TGSM_RAW = 159,
+    TPF_OP_DCL_TGSM_STRUCTURED = 160,
+};
+
+// Input and output registers a thread has.
+const std::uint32_t TPF_INTERP_REGISTERS = 32;
+
+// Operand types that the interpreter reads or writes.
+enum ETpfInterpOperand : std::uint32_t
+{
+    TPF_OPERAND_TEMP = 0,
+    TPF_OPERAND_INPUT = 1,
+    TPF_OPERAND_OUTPUT = 2,
+    TPF_OPERAND_INDEXABLE = 3,
+    TPF_OPERAND_IMMEDIATE = 4,
+    TPF_OPERAND_RESOURCE = 7,
+    TPF_OPERAND_CONSTANT_BUFFER = 8,
+    TPF_OPERAND_IMMEDIATE_BUFFER = 9,
+    TPF_OPERAND_DEPTH = 12,
+    TPF_OPERAND_NULL = 13,
+    TPF_OPERAND_SAMPLE_MASK = 15,
+    TPF_OPERAND_UAV = 30,
+    TPF_OPERAND_GROUP_SHARED = 31,
+    TPF_OPERAND_THREAD_ID = 32,
+    TPF_OPERAND_GROUP_ID = 33,
+    TPF_OPERAND_THREAD_ID_IN_GROUP = 34,
+    TPF_OPERAND_COVERAGE = 35,
+    TPF_OPERAND_THREAD_ID_FLAT = 36,
+};
+
 enum ETpfInterpKind
 {
     TPF_OP_LANE,      // one result per component from the sources' same component
