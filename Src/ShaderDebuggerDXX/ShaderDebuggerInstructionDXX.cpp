@@ -252,6 +252,13 @@ const DXXOpCodeInfo* FindOpCode(std::uint32_t nOpCode)
     return NULL;
 }
 
+// A column of an opcode's row, or the value of an opcode without one.
+template <class T> T Column(std::uint32_t nOpCode, T DXXOpCodeInfo::*pColumn, T none)
+{
+    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
+    return pInfo != NULL ? pInfo->*pColumn : none;
+}
+
 const std::uint32_t OPCODE_TOKEN_EXTENDED = 0x80000000u;
 const std::uint32_t OPCODE_DCL_OUTPUT_SIV = 103;
 const std::uint32_t OPCODE_FCALL = 120;
@@ -351,62 +358,52 @@ void AppendNumbered(std::string& strList, const char* pPrefix,
 
 std::uint32_t GetOpCodeShaderMask(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nShaderMask : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nShaderMask, 0u);
 }
 
 std::uint32_t GetOpCodeCategory(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nCategory : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nCategory, 0u);
 }
 
 bool IsDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bIsDeclaration;
+    return Column(nOpCode, &DXXOpCodeInfo::bIsDeclaration, false);
 }
 
 bool IsInputDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bDeclaresInput;
+    return Column(nOpCode, &DXXOpCodeInfo::bDeclaresInput, false);
 }
 
 bool IsOutputDeclaration(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL && pInfo->bDeclaresOutput;
+    return Column(nOpCode, &DXXOpCodeInfo::bDeclaresOutput, false);
 }
 
 std::uint32_t GetOpCodeDataType(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nDataType : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nDataType, 0u);
 }
 
 std::uint32_t GetOpCodeDestRegCount(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nDestCount : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nDestCount, 0u);
 }
 
 std::uint32_t GetOpCodeSrcRegCount(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->nSrcCount : 0;
+    return Column(nOpCode, &DXXOpCodeInfo::nSrcCount, 0u);
 }
 
 const char* GetOpCodeName(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->pName : "Unknown OpCode";
+    return Column(nOpCode, &DXXOpCodeInfo::pName, static_cast<const char*>("Unknown OpCode"));
 }
 
 const char* GetOpCodeKeywords(std::uint32_t nOpCode)
 {
-    const DXXOpCodeInfo* pInfo = FindOpCode(nOpCode);
-    return pInfo != NULL ? pInfo->pKeywords : "";
+    return Column(nOpCode, &DXXOpCodeInfo::pKeywords, static_cast<const char*>(""));
 }
 
 bool IsFlowControl(std::uint32_t nOpCode)

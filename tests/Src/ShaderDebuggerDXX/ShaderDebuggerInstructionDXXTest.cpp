@@ -19,14 +19,6 @@ using namespace XAN_ShaderDebugger;
 using XAN_Test::CRecordingHost;
 using XAN_Test::TpfCorpusProgram;
 
-namespace XAN_Test
-{
-void PrintTo(const TpfCorpusProgram& program, std::ostream* pStream)
-{
-    *pStream << program.strName;
-}
-} // namespace XAN_Test
-
 namespace
 {
 // The instruction texts of golden/codec_cases.txt by case name, assembled by the toolkit.
@@ -262,17 +254,51 @@ TEST(OperandDXX, EncodeAndLength)
     EXPECT_EQ(0u, GetOperandLength(&dwBadRep, 1));
 }
 
-// Keyword list 5 names the registers a corpus shader declares.
-TEST(KeywordsDXX, LastListNamesTheDeclaredRegisters)
+// The registers that a program's declarations name, read with the codec.
+DXXDeclaredRegisters DeclaredRegisters(const std::vector<std::uint32_t>& vProgram)
 {
     DXXDeclaredRegisters registers;
-    registers.nTemps = 2;
-    registers.vUAVs = {0};
-    registers.vGroupShared = {0, 1};
-    const std::vector<std::string> vLists = GetShaderKeywordsDXX(ST_Compute, 5, registers);
+    CInputTokenStream<std::uint32_t> stream(NULL, vProgram.data() + 2, vProgram.size() - 2);
+    CShaderDebuggerInstructionDXX instruction(NULL);
+    while (instruction.ReadInstruction(stream))
+    {
+        const std::uint32_t nOpCode = instruction.GetOpCode();
+        const std::uint32_t nNumber = instruction.GetLength() > 2 ? instruction.GetTokens()[2] : 0;
+        if (nOpCode == 104)
+        {
+            instruction.ReadToken(registers.nTemps);
+        }
+        else if (nOpCode == 161 || nOpCode == 162)
+        {
+            registers.vResources.push_back(nNumber);
+        }
+        else if (IsUAVDeclaration(nOpCode))
+        {
+            registers.vUAVs.push_back(nNumber);
+        }
+        else if (nOpCode == 159 || nOpCode == 160)
+        {
+            registers.vGroupShared.push_back(nNumber);
+        }
+    }
+    return registers;
+}
+
+// Keyword list 5 names the registers a corpus shader declares; the instruction lists hold the
+// rows of the stage only.
+TEST(KeywordsDXX, LastListNamesTheDeclaredRegisters)
+{
+    std::vector<std::uint32_t> vProgram;
+    for (const TpfCorpusProgram& program : XAN_Test::LoadTpfCorpus())
+    {
+        vProgram = program.strName == "cs_5_0_groupshared.tpf" ? program.vTokens : vProgram;
+    }
+    ASSERT_FALSE(vProgram.empty());
+    const std::vector<std::string> vLists =
+        GetShaderKeywordsDXX(ST_Compute, 5, DeclaredRegisters(vProgram));
     ASSERT_EQ(5u, vLists.size());
-    EXPECT_EQ("r0 r1 null l icb this vThreadID vThreadGroupID vThreadIDInGroupFlattened "
-              "vThreadIDInGroup u0 g0 g1 ",
+    EXPECT_EQ("r0 r1 r2 null l icb this vThreadID vThreadGroupID vThreadIDInGroupFlattened "
+              "vThreadIDInGroup t0 t1 u0 u1 u2 g0 g1 ",
               vLists[4]);
     EXPECT_NE(std::string::npos, vLists[0].find("cs_5_0 "));
     EXPECT_NE(std::string::npos, vLists[1].find("store_raw "));
@@ -369,16 +395,7 @@ TEST_P(CorpusDXXTest, DecodesAsTheToolkitReads)
                                          output.GetStream() + output.GetTokensWritten()));
 }
 
-std::string ProgramName(const ::testing::TestParamInfo<TpfCorpusProgram>& info)
-{
-    std::string strName = info.param.strName.substr(0, info.param.strName.size() - 4);
-    for (char& c : strName)
-    {
-        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    }
-    return strName;
-}
-
 INSTANTIATE_TEST_SUITE_P(Corpus, CorpusDXXTest, ::testing::ValuesIn(XAN_Test::LoadTpfCorpus()),
-                         ProgramName);
+                         [](const ::testing::TestParamInfo<TpfCorpusProgram>& info)
+                         { return XAN_Test::TpfCorpusTestName(info.param); });
 } // namespace
