@@ -7,14 +7,6 @@
 #include <cstring>
 #include <sstream>
 
-namespace XAN_Test
-{
-void PrintTo(const TpfCorpusProgram& program, std::ostream* pStream)
-{
-    *pStream << program.strName;
-}
-} // namespace XAN_Test
-
 using namespace XAN_Platform;
 using XAN_Test::FormatValue4;
 using XAN_Test::TpfInterpCase;
@@ -308,5 +300,7 @@ TEST_P(TpfInterpCorpusTest, RunsOrIsRefusedByName)
 }
 
 INSTANTIATE_TEST_SUITE_P(Corpus, TpfInterpCorpusTest,
-                         ::testing::ValuesIn(XAN_Test::LoadTpfCorpus()));
+                         ::testing::ValuesIn(XAN_Test::LoadTpfCorpus()),
+                         [](const ::testing::TestParamInfo<XAN_Test::TpfCorpusProgram>& info)
+                         { return XAN_Test::TpfCorpusTestName(info.param); });
 } // namespace
