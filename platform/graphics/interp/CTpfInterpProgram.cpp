@@ -7,6 +7,9 @@ namespace XAN_Platform
 {
 namespace
 {
+const std::uint32_t MAX_TEMPS = 4096;
+const std::uint64_t MAX_GROUP_THREADS = 1024;
+const std::uint64_t MAX_GROUP_SHARED_BYTES = 32768;
 
 bool IsExecutable(const TpfInstruction& instruction)
 {
@@ -56,6 +59,12 @@ bool IsRunnableOperand(const TpfOperand& operand, ETpfInterpKind eKind, size_t n
 }
 } // namespace
 
+bool CTpfInterpProgram::Refuse(const std::string& strMessage)
+{
+    m_strError = strMessage;
+    return false;
+}
+
 bool CTpfInterpProgram::Fail(std::uint32_t nInstruction, const std::string& strMessage)
 {
     m_strError = Describe(nInstruction) + ": " + strMessage;
@@ -87,9 +96,8 @@ bool CTpfInterpProgram::Load(const std::uint32_t* pTokens, size_t nTokens)
     m_nProgramType = program.nVersionToken >> 16;
     if (m_nProgramType != 0 && m_nProgramType != 1 && m_nProgramType != 5)
     {
-        m_strError = "program type " + std::to_string(m_nProgramType) +
-                     " is none of pixel, vertex and compute";
-        return false;
+        return Refuse("program type " + std::to_string(m_nProgramType) +
+                      " is none of pixel, vertex and compute");
     }
     for (TpfInstruction& decoded : program.vInstructions)
     {
@@ -124,37 +132,41 @@ bool CTpfInterpProgram::Declare(const TpfInstruction& instruction)
     }
     if (!instruction.bDecoded)
     {
-        m_strError = "declaration with opcode " + std::to_string(instruction.nOpcode) +
-                     " at token " + std::to_string(instruction.nOffset) + " isn't known";
-        return false;
+        return Refuse("declaration with opcode " + std::to_string(instruction.nOpcode) +
+                      " at token " + std::to_string(instruction.nOffset) + " isn't known");
     }
     const std::vector<TpfItem>& vItems = instruction.vItems;
     const std::uint32_t nOpcode = instruction.nOpcode;
+    // The hardware's limits bound what a thread allocates, whatever a hostile program declares.
     if (nOpcode == TPF_OP_DCL_TEMPS)
     {
         m_nTemps = vItems[0].nWord;
+        return m_nTemps <= MAX_TEMPS || Refuse("dcl_temps beyond 4096");
     }
-    else if (nOpcode == TPF_OP_DCL_INDEXABLE_TEMP)
+    if (nOpcode == TPF_OP_DCL_INDEXABLE_TEMP)
     {
         m_mapIndexableTemps[vItems[0].nWord] = vItems[0].nWord2;
+        return vItems[0].nWord2 <= MAX_TEMPS || Refuse("an indexable temp beyond 4096 registers");
     }
-    else if (nOpcode == TPF_OP_DCL_THREAD_GROUP)
+    if (nOpcode == TPF_OP_DCL_THREAD_GROUP)
     {
         for (int i = 0; i < 3; ++i)
         {
             m_anGroupSize[i] = vItems[i].nWord;
         }
+        return std::uint64_t(m_anGroupSize[0]) * m_anGroupSize[1] * m_anGroupSize[2] <=
+                   MAX_GROUP_THREADS ||
+               Refuse("a thread group beyond 1024 threads");
     }
-    else if (nOpcode == TPF_OP_DCL_TGSM_RAW || nOpcode == TPF_OP_DCL_TGSM_STRUCTURED)
+    if (nOpcode == TPF_OP_DCL_TGSM_RAW || nOpcode == TPF_OP_DCL_TGSM_STRUCTURED)
     {
         const TpfOperand& operand = vItems[0].operand;
         const std::uint64_t nBytes = nOpcode == TPF_OP_DCL_TGSM_RAW
                                          ? vItems[1].nWord
                                          : std::uint64_t(vItems[1].nWord) * vItems[2].nWord;
-        if (operand.vIndices.empty() || nBytes > 32768)
+        if (operand.vIndices.empty() || nBytes > MAX_GROUP_SHARED_BYTES)
         {
-            m_strError = "group-shared memory beyond 32768 bytes";
-            return false;
+            return Refuse("group-shared memory beyond 32768 bytes");
         }
         m_mapGroupShared[static_cast<std::uint32_t>(operand.vIndices[0].nImmediate)] =
             static_cast<std::uint32_t>(nBytes);

@@ -58,6 +58,7 @@ private:
     bool Admit(TpfInterpInstruction& instruction);
     bool MatchFlow();
     bool Fail(std::uint32_t nInstruction, const std::string& strMessage);
+    bool Refuse(const std::string& strMessage);
 
     std::string m_strError;
     std::uint32_t m_nProgramType = 0;
