@@ -2,6 +2,7 @@
 
 #include "TpfInterpOps.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace XAN_Platform
@@ -229,7 +230,7 @@ void CTpfInterpThread::BeginPass(std::uint32_t& nNext, bool bRecord)
 
 bool CTpfInterpThread::IsTrue(const TpfInstruction& decoded)
 {
-    const bool bNonZero = ReadSource(*decoded.GetOperands()[0], true).v[0] != 0;
+    const bool bNonZero = ReadSource(decoded.vItems[0].operand, true).v[0] != 0;
     return bNonZero == ((decoded.vTokens[0] & TEST_NONZERO_BIT) != 0);
 }
 
@@ -295,7 +296,8 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
 {
     const TpfInstruction& decoded = instruction.decoded;
     const TpfInterpOp& op = *instruction.pOp;
-    const std::vector<const TpfOperand*> vOperands = decoded.GetOperands();
+    // The instructions that run have operands only, destinations first.
+    const std::vector<TpfItem>& vItems = decoded.vItems;
     size_t nDestinations = 0;
     while (nDestinations < decoded.vItems.size() && decoded.vItems[nDestinations].cShape == 'd')
     {
@@ -324,20 +326,21 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
         break;
     }
     // Sources are all read before any destination is written, so that they may overlap.
-    std::vector<TpfValue4> vSources;
-    for (size_t n = nDestinations; n < vOperands.size(); ++n)
+    TpfValue4 aSources[4];
+    const size_t nSources = std::min<size_t>(vItems.size() - nDestinations, 4);
+    for (size_t n = 0; n < nSources; ++n)
     {
-        vSources.push_back(ReadSource(*vOperands[n], op.bIntegerModifiers));
+        aSources[n] = ReadSource(vItems[nDestinations + n].operand, op.bIntegerModifiers);
     }
     TpfValue4 aResults[2];
     if (op.eKind == TPF_OP_DOT)
     {
         const unsigned int nCount = decoded.nOpcode - TPF_OP_DP2 + 2;
         // Summed from the first product on, left to right, so that a -0 product stays -0.
-        float fSum = TpfBitsToFloat(vSources[0].v[0]) * TpfBitsToFloat(vSources[1].v[0]);
+        float fSum = TpfBitsToFloat(aSources[0].v[0]) * TpfBitsToFloat(aSources[1].v[0]);
         for (unsigned int c = 1; c < nCount; ++c)
         {
-            fSum += TpfBitsToFloat(vSources[0].v[c]) * TpfBitsToFloat(vSources[1].v[c]);
+            fSum += TpfBitsToFloat(aSources[0].v[c]) * TpfBitsToFloat(aSources[1].v[c]);
         }
         for (std::uint32_t& nValue : aResults[0].v)
         {
@@ -349,9 +352,9 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
         for (unsigned int c = 0; c < 4; ++c)
         {
             std::uint32_t anLane[4] = {0, 0, 0, 0};
-            for (size_t n = 0; n < vSources.size() && n < 4; ++n)
+            for (size_t n = 0; n < nSources; ++n)
             {
-                anLane[n] = vSources[n].v[c];
+                anLane[n] = aSources[n].v[c];
             }
             if (op.eKind == TPF_OP_LANE2)
             {
@@ -365,7 +368,7 @@ bool CTpfInterpThread::Execute(const TpfInterpInstruction& instruction, std::uin
     }
     for (size_t n = 0; n < nDestinations && n < 2; ++n)
     {
-        WriteDestination(*vOperands[n], aResults[n], bSaturate);
+        WriteDestination(vItems[n].operand, aResults[n], bSaturate);
     }
     return true;
 }
@@ -401,26 +404,28 @@ const std::vector<std::uint8_t>* CTpfInterpThread::LocateReadable(const TpfOpera
 bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
 {
     const TpfInstruction& decoded = instruction.decoded;
-    const std::vector<const TpfOperand*> vOperands = decoded.GetOperands();
-    const std::uint64_t nAddress = ReadSource(*vOperands[1], true).v[0];
+    const TpfOperand& destination = decoded.vItems[0].operand;
+    // The resource of a load; the value of a store or an atomic.
+    const TpfOperand& third = decoded.vItems[2].operand;
+    const std::uint64_t nAddress = ReadSource(decoded.vItems[1].operand, true).v[0];
     switch (instruction.pOp->eKind)
     {
     case TPF_OP_LOAD_RAW:
     {
-        const std::vector<std::uint8_t>* pMemory = LocateReadable(*vOperands[2]);
+        const std::vector<std::uint8_t>* pMemory = LocateReadable(third);
         TpfValue4 words;
         for (unsigned int c = 0; c < 4; ++c)
         {
             words.v[c] = pMemory != nullptr ? ReadWord(*pMemory, nAddress + 4 * c) : 0;
         }
-        WriteDestination(*vOperands[0], Select(*vOperands[2], words), false);
+        WriteDestination(destination, Select(third, words), false);
         return true;
     }
     case TPF_OP_STORE_RAW:
     {
-        const TpfValue4 value = ReadSource(*vOperands[2], true);
-        std::vector<std::uint8_t>* pMemory = LocateWritable(*vOperands[0]);
-        const std::uint32_t nMask = WriteMask(*vOperands[0]);
+        const TpfValue4 value = ReadSource(third, true);
+        std::vector<std::uint8_t>* pMemory = LocateWritable(destination);
+        const std::uint32_t nMask = WriteMask(destination);
         for (unsigned int c = 0; c < 4 && pMemory != nullptr; ++c)
         {
             if ((nMask & (1u << c)) != 0)
@@ -432,11 +437,11 @@ bool CTpfInterpThread::ExecuteMemory(const TpfInterpInstruction& instruction)
     }
     default:
     {
-        std::vector<std::uint8_t>* pMemory = LocateWritable(*vOperands[0]);
+        std::vector<std::uint8_t>* pMemory = LocateWritable(destination);
         if (pMemory != nullptr)
         {
             const std::uint32_t anLane[2] = {ReadWord(*pMemory, nAddress),
-                                             ReadSource(*vOperands[2], true).v[0]};
+                                             ReadSource(third, true).v[0]};
             WriteWord(*pMemory, nAddress, instruction.pOp->pLane(anLane));
         }
         return true;
