@@ -206,6 +206,37 @@ TEST_P(TpfInterpBoundedTest, GivesFlagAndLastCapture)
 INSTANTIATE_TEST_SUITE_P(Cases, TpfInterpBoundedTest,
                          ::testing::ValuesIn(XAN_Test::ReadInterpCases("bounded.txt")));
 
+// A program patched the way the debug library patches, run freely, stores per thread the flag
+// and the capture that the bounded run of the original reports: the two agree on what loops,
+// heads, continue and break do to the flag.
+TEST(TpfInterpBoundedTest, AgreesWithAPatchedProgram)
+{
+    TpfBoundedTarget target;
+    target.nInstruction = 10;
+    target.vPasses = {2, 1};
+    CTpfInterpreter original;
+    ASSERT_NO_FATAL_FAILURE(LoadText(original, XAN_Test::ReadInterpData("bounded.tpf")));
+    original.SetBounded(&target);
+    TpfBindings bindings;
+    std::vector<TpfThreadResult> vBounded;
+    ASSERT_TRUE(original.RunCompute(1, 1, 1, bindings, vBounded)) << original.GetError();
+    CTpfInterpreter patched;
+    ASSERT_NO_FATAL_FAILURE(LoadText(patched, XAN_Test::ReadInterpData("bounded_patched.tpf")));
+    std::vector<std::uint8_t> vStore(128);
+    bindings.mapRawUAVs[0] = &vStore;
+    std::vector<TpfThreadResult> vPatched;
+    ASSERT_TRUE(patched.RunCompute(1, 1, 1, bindings, vPatched)) << patched.GetError();
+    ASSERT_EQ(4u, vBounded.size());
+    for (size_t n = 0; n < vBounded.size(); ++n)
+    {
+        const TpfBoundedResult& bounded = vBounded[n].bounded;
+        EXPECT_EQ(FormatValue4(bounded.abCaptured[0] ? bounded.aCapture[0] : TpfValue4()),
+                  FormatValue4(Word4(vStore, n * 16)))
+            << "thread " << n;
+        EXPECT_EQ(bounded.bFlag, Word4(vStore, 64 + n * 4).v[0] != 0) << "thread " << n;
+    }
+}
+
 // A vertex shader's bounded run lets the loop end by its own condition and runs on to the
 // position write; the stopping run ends behind the loop's first pass instead.
 TEST(TpfInterpBoundedVertexTest, RunsOnToThePosition)
