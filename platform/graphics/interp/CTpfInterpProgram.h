@@ -48,6 +48,11 @@ public:
     const std::map<std::uint32_t, std::uint32_t>& GetInputs() const { return m_mapInputs; }
     // Output register to its declared mask.
     const std::map<std::uint32_t, std::uint32_t>& GetOutputs() const { return m_mapOutputs; }
+    // Output registers a thread keeps: up to the highest declared.
+    std::uint32_t GetOutputCount() const
+    {
+        return m_mapOutputs.empty() ? 0 : m_mapOutputs.rbegin()->first + 1;
+    }
     const std::uint32_t* GetThreadGroupSize() const { return m_anGroupSize; }
 
     // "instruction 4 'sample'" for messages.

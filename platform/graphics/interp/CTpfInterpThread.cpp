@@ -80,7 +80,7 @@ CTpfInterpThread::CTpfInterpThread(const CTpfInterpProgram& program, const TpfIn
         m_mapIndexable[entry.first].resize(entry.second);
     }
     m_result = TpfThreadResult();
-    m_result.vOutputs.resize(TPF_INTERP_REGISTERS);
+    m_result.vOutputs.resize(program.GetOutputCount());
 }
 
 void CTpfInterpThread::SetInput(std::uint32_t nRegister, const TpfValue4& value)

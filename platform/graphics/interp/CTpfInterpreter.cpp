@@ -11,9 +11,9 @@ namespace
 {
 const std::uint32_t PROGRAM_PIXEL = 0, PROGRAM_VERTEX = 1, PROGRAM_COMPUTE = 5;
 const std::uint32_t SV_POSITION = 1, SV_VERTEX_ID = 6, SV_IS_FRONT_FACE = 9;
-// Results are kept per thread: a dispatch beyond this many threads is refused rather than
-// exhausting memory.
-const std::uint64_t MAX_THREADS = 1u << 22;
+// Results keep each thread's temps and outputs: a run that would keep more is refused rather
+// than exhausting memory.
+const std::uint64_t MAX_RESULT_BYTES = 1u << 30;
 
 TpfValue4 Floats(float a, float b, float c, float d)
 {
@@ -106,7 +106,8 @@ bool CTpfInterpreter::Prepare(std::uint32_t nProgramType, TpfBindings& bindings,
     {
         return Fail("the program is of another stage");
     }
-    if (nThreads > MAX_THREADS)
+    const std::uint64_t nRegisters = m_program.GetTempCount() + m_program.GetOutputCount() + 1;
+    if (nThreads > MAX_RESULT_BYTES / (nRegisters * sizeof(TpfValue4)))
     {
         return Fail(std::to_string(nThreads) + " threads are more than the interpreter keeps");
     }

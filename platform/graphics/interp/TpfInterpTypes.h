@@ -104,10 +104,11 @@ struct TpfBindings
 struct TpfThreadResult
 {
     bool bDiscarded = false;
-    std::vector<TpfValue4> vOutputs; // output registers by number, as the thread left them
-    std::vector<TpfValue4> vTemps;   // temps as the thread left them
-    std::uint32_t nDepth = 0;        // oDepth
-    std::uint32_t nSampleMask = 0;   // oMask
+    // Output registers by number up to the highest declared, as the thread left them.
+    std::vector<TpfValue4> vOutputs;
+    std::vector<TpfValue4> vTemps; // temps as the thread left them
+    std::uint32_t nDepth = 0;      // oDepth
+    std::uint32_t nSampleMask = 0; // oMask
     std::vector<TpfTraceStep> vTrace;
     TpfBoundedResult bounded;
 };
