@@ -223,6 +223,7 @@ void CTpfInterpThread::BeginPass(std::uint32_t& nNext, bool bRecord)
     {
         TpfTraceStep step;
         step.nInstruction = loop.nStart;
+        step.bPassHead = true;
         step.vLoops = m_vLoops;
         m_result.vTrace.push_back(step);
     }

@@ -48,10 +48,11 @@ struct TpfWrittenRegister
 
 // One executed instruction of a thread. Instructions are numbered as the executable ones of the
 // program, declarations and customdata left out. A jump back to a loop's head records the `loop`
-// instruction again, with the new pass on top of the stack.
+// instruction again, with the new pass on top of the stack, marked as a head.
 struct TpfTraceStep
 {
     std::uint32_t nInstruction = 0;
+    bool bPassHead = false;          // a jump back to the head, not an execution of `loop`
     std::vector<TpfLoopPass> vLoops; // outermost first
     std::vector<TpfWrittenRegister> vWritten;
 };

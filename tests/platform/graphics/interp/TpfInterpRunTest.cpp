@@ -123,7 +123,7 @@ TEST(TpfInterpStageTest, VertexOutputsReachStreamOut)
 std::string FormatStep(const TpfTraceStep& step)
 {
     std::ostringstream text;
-    text << step.nInstruction;
+    text << step.nInstruction << (step.bPassHead ? " head" : "");
     for (const TpfLoopPass& loop : step.vLoops)
     {
         text << " " << loop.nStart << "-" << loop.nEnd << ":" << loop.nPass;
