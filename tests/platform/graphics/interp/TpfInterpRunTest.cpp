@@ -206,10 +206,27 @@ TEST_P(TpfInterpBoundedTest, GivesFlagAndLastCapture)
 INSTANTIATE_TEST_SUITE_P(Cases, TpfInterpBoundedTest,
                          ::testing::ValuesIn(XAN_Test::ReadInterpCases("bounded.txt")));
 
-// A program patched the way the debug library patches, run freely, stores per thread the flag
-// and the capture that the bounded run of the original reports: the two agree on what loops,
-// heads, continue and break do to the flag.
-TEST(TpfInterpBoundedTest, AgreesWithAPatchedProgram)
+// Per thread, what a patched program stored (its capture at nCapture + 16 n, its flag at nFlag +
+// nFlagStride n) is what the bounded run of the original reports.
+void ExpectPatchedAgrees(const std::vector<TpfThreadResult>& vBounded,
+                         const std::vector<std::uint8_t>& vCaptures,
+                         const std::vector<std::uint8_t>& vFlags, size_t nFlagOffset,
+                         size_t nFlagStride)
+{
+    for (size_t n = 0; n < vBounded.size(); ++n)
+    {
+        const TpfBoundedResult& bounded = vBounded[n].bounded;
+        EXPECT_EQ(FormatValue4(bounded.abCaptured[0] ? bounded.aCapture[0] : TpfValue4()),
+                  FormatValue4(Word4(vCaptures, n * 16)))
+            << "thread " << n;
+        EXPECT_EQ(bounded.bFlag, Word4(vFlags, nFlagOffset + n * nFlagStride).v[0] != 0)
+            << "thread " << n;
+    }
+}
+
+// A compute program patched the way the debug library patches, run freely, agrees with the
+// bounded run of the original on what loop heads, continue and break do to the flag.
+TEST(TpfInterpBoundedTest, AgreesWithAPatchedComputeProgram)
 {
     TpfBoundedTarget target;
     target.nInstruction = 10;
@@ -227,14 +244,31 @@ TEST(TpfInterpBoundedTest, AgreesWithAPatchedProgram)
     std::vector<TpfThreadResult> vPatched;
     ASSERT_TRUE(patched.RunCompute(1, 1, 1, bindings, vPatched)) << patched.GetError();
     ASSERT_EQ(4u, vBounded.size());
-    for (size_t n = 0; n < vBounded.size(); ++n)
-    {
-        const TpfBoundedResult& bounded = vBounded[n].bounded;
-        EXPECT_EQ(FormatValue4(bounded.abCaptured[0] ? bounded.aCapture[0] : TpfValue4()),
-                  FormatValue4(Word4(vStore, n * 16)))
-            << "thread " << n;
-        EXPECT_EQ(bounded.bFlag, Word4(vStore, 64 + n * 4).v[0] != 0) << "thread " << n;
-    }
+    ExpectPatchedAgrees(vBounded, vStore, vStore, 64, 4);
+}
+
+// The same for a pixel shader with its target in an else, through two render targets.
+TEST(TpfInterpBoundedTest, AgreesWithAPatchedPixelShader)
+{
+    TpfBoundedTarget target;
+    target.nInstruction = 4;
+    CTpfInterpreter original;
+    ASSERT_NO_FATAL_FAILURE(LoadText(original, XAN_Test::ReadInterpData("pixel_else.tpf")));
+    original.SetBounded(&target);
+    TpfBindings bindings;
+    std::vector<TpfThreadResult> vBounded;
+    ASSERT_TRUE(original.RunPixel(4, 2, bindings, vBounded)) << original.GetError();
+    CTpfInterpreter patched;
+    ASSERT_NO_FATAL_FAILURE(LoadText(patched, XAN_Test::ReadInterpData("pixel_else_patched.tpf")));
+    std::vector<std::uint8_t> vResults(8 * 16), vFlags(8 * 16);
+    bindings.mapRenderTargets[0] = {TPF_TARGET_RGBA32, &vResults};
+    bindings.mapRenderTargets[1] = {TPF_TARGET_RGBA32, &vFlags};
+    std::vector<TpfThreadResult> vPatched;
+    ASSERT_TRUE(patched.RunPixel(4, 2, bindings, vPatched)) << patched.GetError();
+    ASSERT_EQ(8u, vBounded.size());
+    EXPECT_FALSE(vBounded[1].bounded.bFlag);
+    EXPECT_TRUE(vBounded[2].bounded.bFlag);
+    ExpectPatchedAgrees(vBounded, vResults, vFlags, 0, 16);
 }
 
 // A vertex shader's bounded run lets the loop end by its own condition and runs on to the
