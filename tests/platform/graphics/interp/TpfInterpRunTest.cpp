@@ -167,6 +167,16 @@ TEST_P(TpfInterpTraceTest, RecordsStepsLoopPassesAndWrites)
 INSTANTIATE_TEST_SUITE_P(Cases, TpfInterpTraceTest,
                          ::testing::ValuesIn(XAN_Test::ReadInterpCases("trace.txt")));
 
+// bounded.tpf run bounded at the target.
+void RunBounded(const TpfBoundedTarget& target, std::vector<TpfThreadResult>& vResults)
+{
+    CTpfInterpreter interpreter;
+    ASSERT_NO_FATAL_FAILURE(LoadText(interpreter, XAN_Test::ReadInterpData("bounded.tpf")));
+    interpreter.SetBounded(&target);
+    TpfBindings bindings;
+    ASSERT_TRUE(interpreter.RunCompute(1, 1, 1, bindings, vResults)) << interpreter.GetError();
+}
+
 class TpfInterpBoundedTest : public ::testing::TestWithParam<TpfInterpCase>
 {
 };
@@ -182,12 +192,8 @@ TEST_P(TpfInterpBoundedTest, GivesFlagAndLastCapture)
     {
         target.vPasses.push_back(nPass);
     }
-    CTpfInterpreter interpreter;
-    ASSERT_NO_FATAL_FAILURE(LoadText(interpreter, XAN_Test::ReadInterpData("bounded.tpf")));
-    interpreter.SetBounded(&target);
-    TpfBindings bindings;
     std::vector<TpfThreadResult> vResults;
-    ASSERT_TRUE(interpreter.RunCompute(1, 1, 1, bindings, vResults)) << interpreter.GetError();
+    ASSERT_NO_FATAL_FAILURE(RunBounded(target, vResults));
     std::vector<std::string> vThreads;
     for (const TpfThreadResult& result : vResults)
     {
@@ -231,14 +237,11 @@ TEST(TpfInterpBoundedTest, AgreesWithAPatchedComputeProgram)
     TpfBoundedTarget target;
     target.nInstruction = 10;
     target.vPasses = {2, 1};
-    CTpfInterpreter original;
-    ASSERT_NO_FATAL_FAILURE(LoadText(original, XAN_Test::ReadInterpData("bounded.tpf")));
-    original.SetBounded(&target);
-    TpfBindings bindings;
     std::vector<TpfThreadResult> vBounded;
-    ASSERT_TRUE(original.RunCompute(1, 1, 1, bindings, vBounded)) << original.GetError();
+    ASSERT_NO_FATAL_FAILURE(RunBounded(target, vBounded));
     CTpfInterpreter patched;
     ASSERT_NO_FATAL_FAILURE(LoadText(patched, XAN_Test::ReadInterpData("bounded_patched.tpf")));
+    TpfBindings bindings;
     std::vector<std::uint8_t> vStore(128);
     bindings.mapRawUAVs[0] = &vStore;
     std::vector<TpfThreadResult> vPatched;
