@@ -765,30 +765,38 @@ bool CShaderDebuggerInstructionDXX::ReadToken(std::uint32_t& dwToken)
     return true;
 }
 
+RegisterType CShaderDebuggerInstructionDXX::OperandTypeAt(std::uint32_t dwOffset) const
+{
+    return dwOffset != 0 && dwOffset < static_cast<std::uint32_t>(m_nLength)
+               ? OperandTypeToRegisterType(GetOperandType(m_dwTokens[dwOffset]))
+               : RT_Unknown;
+}
+
+int CShaderDebuggerInstructionDXX::FirstIndex(std::uint32_t dwOffset) const
+{
+    // The number is the first index, behind the extended token; an operand without an index
+    // dimension has none.
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
+    const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
+    return GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength)
+               ? static_cast<int>(m_dwTokens[dwNumber])
+               : 0;
+}
+
 bool CShaderDebuggerInstructionDXX::DecodeDestRegister(std::uint32_t dwOffset, Register& reg) const
 {
-    if (dwOffset == 0 || dwOffset >= static_cast<std::uint32_t>(m_nLength))
-    {
-        return false;
-    }
-    const std::uint32_t dwToken = m_dwTokens[dwOffset];
-    const RegisterType type = OperandTypeToRegisterType(GetOperandType(dwToken));
+    const RegisterType type = OperandTypeAt(dwOffset);
     if (type == RT_Unknown)
     {
         return false;
     }
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
     unsigned short nMask = 1;
     int nNumber = 0;
     if (type != RT_oDepth && type != RT_oMask && type != RT_vTidInGrpFlat)
     {
         nMask = static_cast<unsigned short>((dwToken >> 4) & 0xF);
-        // The number is the first index, behind the extended token; an operand without an
-        // index dimension has none.
-        const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
-        if (GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength))
-        {
-            nNumber = static_cast<int>(m_dwTokens[dwNumber]);
-        }
+        nNumber = FirstIndex(dwOffset);
     }
     if (type == RT_Null)
     {
@@ -930,16 +938,12 @@ bool CShaderDebuggerInstructionDXX::GetSrcRegister(std::uint32_t dwSrcReg, Regis
         return false;
     }
     const std::uint32_t dwOffset = dwSrcReg < MAX_SRC_REG_COUNT ? m_dwSrcRegOffset[dwSrcReg] : 0;
-    if (dwOffset == 0 || dwOffset >= static_cast<std::uint32_t>(m_nLength))
-    {
-        return false;
-    }
-    const std::uint32_t dwToken = m_dwTokens[dwOffset];
-    const RegisterType type = OperandTypeToRegisterType(GetOperandType(dwToken));
+    const RegisterType type = OperandTypeAt(dwOffset);
     if (type == RT_Unknown)
     {
         return false;
     }
+    const std::uint32_t dwToken = m_dwTokens[dwOffset];
     const std::uint32_t nForm = dwToken & 3;
     if (type == RT_Immediate)
     {
@@ -980,12 +984,7 @@ bool CShaderDebuggerInstructionDXX::GetSrcRegister(std::uint32_t dwSrcReg, Regis
             return false;
         }
     }
-    const std::uint32_t dwNumber = dwOffset + 1 + ((dwToken & OPCODE_TOKEN_EXTENDED) ? 1 : 0);
-    const int nNumber =
-        GetIndexDimensions(dwToken) > 0 && dwNumber < static_cast<std::uint32_t>(m_nLength)
-            ? static_cast<int>(m_dwTokens[dwNumber])
-            : 0;
-    reg = Register(RegisterID(type, nNumber, 0, NULL), nMask);
+    reg = Register(RegisterID(type, FirstIndex(dwOffset), 0, NULL), nMask);
     return true;
 }
 

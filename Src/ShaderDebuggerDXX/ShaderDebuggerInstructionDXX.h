@@ -81,6 +81,10 @@ public:
 
 private:
     CShaderDebuggerHost* GetHost() const;
+    // The type of the operand at a place; RT_Unknown for none or one past the instruction.
+    RegisterType OperandTypeAt(std::uint32_t dwOffset) const;
+    // The first index of the operand at a place, 0 without one.
+    int FirstIndex(std::uint32_t dwOffset) const;
     bool DecodeDestRegister(std::uint32_t dwOffset, Register& reg) const;
     bool ReplaceDestRegister(std::uint32_t dwOffset, const RegisterID& reg, unsigned short nMask);
     void CopyFrom(const CShaderDebuggerInstructionDXX& other);
