@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
 
 using XAN_Platform::CDXBCContainerWriter;
 
@@ -39,23 +38,11 @@ TEST(CDXBCContainerWriterTest, EveryCorpusContainerPassesVkd3d)
     {
         GTEST_SKIP() << strMissing;
     }
-    std::string strUntranslated;
     for (const XAN_Test::DXBCContainer& container : XAN_Test::DXBCCorpusContainers())
     {
         std::string strOutput;
         const bool bAccepted = XAN_Test::Vkd3dCheck(container.vBytes, strOutput);
-        // An opcode the tool's version doesn't know says nothing about the container.
-        if (!bAccepted && !container.bDecodeOnly &&
-            strOutput.find("Unrecognized opcode") != std::string::npos)
-        {
-            strUntranslated += " " + container.strName;
-            continue;
-        }
         EXPECT_EQ(!container.bDecodeOnly, bAccepted) << container.strName << ": " << strOutput;
-    }
-    if (!strUntranslated.empty())
-    {
-        std::cout << "not translated by vkd3d-compiler, unmarked:" << strUntranslated << "\n";
     }
 }
 
