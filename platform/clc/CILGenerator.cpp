@@ -2718,6 +2718,27 @@ CILGenerator::SValue CILGenerator::PointerArithmetic(clang::BinaryOperatorKind e
         const int64_t nBytes = nIndex * int64_t(nSize);
         return AddressAddConstant(pointer, eOp == clang::BO_Sub ? -nBytes : nBytes);
     }
+    const bool bPowerOfTwo = nSize > 1 && nSize < (uint64_t(1) << 32) && (nSize & (nSize - 1)) == 0;
+    if (b64 && bPowerOfTwo && (index.eElement == E_I32 || index.eElement == E_U32))
+    {
+        // A 32-bit index times a power of two is its two halves shifted apart: two 32-bit
+        // shifts instead of a widening and a 64-bit multiply.
+        const unsigned int nShift = unsigned(__builtin_ctzll(nSize));
+        const SValue low = Literal(E_U32, nShift);
+        const SValue high = Literal(E_U32, 32 - nShift);
+        offset = Temp(eAddress, index.nLanes);
+        for (unsigned int l = 0; l < index.nLanes; ++l)
+        {
+            const std::string strDest = LaneDest(offset, l);
+            const std::string strRegister = strDest.substr(0, strDest.find('.'));
+            const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
+            const std::string strIndex = ", " + LaneSource(index, l) + ", ";
+            Emit("ishl " + strRegister + (bFirst ? ".x" : ".z") + strIndex + LaneSource(low, 0));
+            Emit(std::string(IsSigned(index.eElement) ? "ishr " : "ushr ") + strRegister +
+                 (bFirst ? ".y" : ".w") + strIndex + LaneSource(high, 0));
+        }
+        return Apply(eOp == clang::BO_Sub ? "i64sub" : "i64add", eAddress, {pointer, offset});
+    }
     offset = Convert(index, b64 ? (IsSigned(index.eElement) ? E_I64 : E_U64) : E_U32, pWhere);
     offset.eElement = eAddress;
     if (nSize != 1)
