@@ -775,13 +775,18 @@ CILGenerator::SValue CILGenerator::Join(const SValue& low, const SValue& high)
     const SValue result = Temp(E_U64, low.nLanes);
     for (unsigned int l = 0; l < low.nLanes; ++l)
     {
-        const std::string strDest = LaneDest(result, l);
-        const std::string strRegister = strDest.substr(0, strDest.find('.'));
-        const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
-        Emit("mov " + strRegister + (bFirst ? ".x" : ".z") + ", " + LaneSource(low, l));
-        Emit("mov " + strRegister + (bFirst ? ".y" : ".w") + ", " + LaneSource(high, l));
+        Emit("mov " + WordDest(result, l, false) + ", " + LaneSource(low, l));
+        Emit("mov " + WordDest(result, l, true) + ", " + LaneSource(high, l));
     }
     return result;
+}
+
+std::string CILGenerator::WordDest(const SValue& value, unsigned int nLane, bool bHigh)
+{
+    const std::string strDest = LaneDest(value, nLane);
+    const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
+    return strDest.substr(0, strDest.find('.')) +
+           (bFirst ? (bHigh ? ".y" : ".x") : (bHigh ? ".w" : ".z"));
 }
 
 // A 32-bit value per lane that is not zero exactly where the value is not zero.
@@ -2729,13 +2734,10 @@ CILGenerator::SValue CILGenerator::PointerArithmetic(clang::BinaryOperatorKind e
         offset = Temp(eAddress, index.nLanes);
         for (unsigned int l = 0; l < index.nLanes; ++l)
         {
-            const std::string strDest = LaneDest(offset, l);
-            const std::string strRegister = strDest.substr(0, strDest.find('.'));
-            const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
             const std::string strIndex = ", " + LaneSource(index, l) + ", ";
-            Emit("ishl " + strRegister + (bFirst ? ".x" : ".z") + strIndex + LaneSource(low, 0));
-            Emit(std::string(IsSigned(index.eElement) ? "ishr " : "ushr ") + strRegister +
-                 (bFirst ? ".y" : ".w") + strIndex + LaneSource(high, 0));
+            Emit("ishl " + WordDest(offset, l, false) + strIndex + LaneSource(low, 0));
+            Emit(std::string(IsSigned(index.eElement) ? "ishr " : "ushr ") +
+                 WordDest(offset, l, true) + strIndex + LaneSource(high, 0));
         }
         return Apply(eOp == clang::BO_Sub ? "i64sub" : "i64add", eAddress, {pointer, offset});
     }
