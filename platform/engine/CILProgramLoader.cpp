@@ -1125,13 +1125,15 @@ void CILProgramLoader::FindZeroedColumns()
             closeBlock();
         }
         const SOperationInfo* pInfo = CILExecutor::FindOperation(nOpCode);
-        const SOperand& dest = m_Program.m_vOperands[instruction.nFirstOperand];
+        const SOperand* pDest = instruction.bHasDest && pInfo->bLaneWise
+                                    ? &m_Program.m_vOperands[instruction.nFirstOperand]
+                                    : nullptr;
         // A lane-wise operation reads only the source components of the positions it writes
         // (of the pairs, for 64-bit ones).
         uint8_t nUsed = 0xF;
-        if (instruction.bHasDest && pInfo->bLaneWise)
+        if (pDest != nullptr)
         {
-            nUsed = dest.nMask;
+            nUsed = pDest->nMask;
             if (pInfo->bPairWise)
             {
                 nUsed |= uint8_t(((nUsed & 0x5) << 1) | ((nUsed & 0xA) >> 1));
@@ -1161,13 +1163,13 @@ void CILProgramLoader::FindZeroedColumns()
         // the leading moves of zero are skipped when run untraced.
         const bool bSkipped =
             nPc >= m_Program.m_nEntry && nPc < m_Program.m_nEntry + m_Program.m_nZeroingPrefix;
-        if (instruction.bHasDest && pInfo->bLaneWise && !bSkipped && dest.nKind == OK_Column &&
-            !dest.bIndexed && dest.nColumn >= nFirst)
+        if (pDest != nullptr && !bSkipped && pDest->nKind == OK_Column && !pDest->bIndexed &&
+            pDest->nColumn >= nFirst)
         {
             for (unsigned int c = 0; c < 4; ++c)
             {
-                const uint32_t nColumn = dest.nColumn + c;
-                if (((dest.nMask >> c) & 1u) != 0 && !vWritten[nColumn])
+                const uint32_t nColumn = pDest->nColumn + c;
+                if (((pDest->nMask >> c) & 1u) != 0 && !vWritten[nColumn])
                 {
                     vWritten[nColumn] = true;
                     vBlocks.back().push_back(nColumn);
