@@ -775,13 +775,18 @@ CILGenerator::SValue CILGenerator::Join(const SValue& low, const SValue& high)
     const SValue result = Temp(E_U64, low.nLanes);
     for (unsigned int l = 0; l < low.nLanes; ++l)
     {
-        const std::string strDest = LaneDest(result, l);
-        const std::string strRegister = strDest.substr(0, strDest.find('.'));
-        const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
-        Emit("mov " + strRegister + (bFirst ? ".x" : ".z") + ", " + LaneSource(low, l));
-        Emit("mov " + strRegister + (bFirst ? ".y" : ".w") + ", " + LaneSource(high, l));
+        Emit("mov " + WordDest(result, l, false) + ", " + LaneSource(low, l));
+        Emit("mov " + WordDest(result, l, true) + ", " + LaneSource(high, l));
     }
     return result;
+}
+
+std::string CILGenerator::WordDest(const SValue& value, unsigned int nLane, bool bHigh)
+{
+    const std::string strDest = LaneDest(value, nLane);
+    const bool bFirst = strDest.substr(strDest.find('.') + 1) == "xy";
+    return strDest.substr(0, strDest.find('.')) +
+           (bFirst ? (bHigh ? ".y" : ".x") : (bHigh ? ".w" : ".z"));
 }
 
 // A 32-bit value per lane that is not zero exactly where the value is not zero.
@@ -2717,6 +2722,24 @@ CILGenerator::SValue CILGenerator::PointerArithmetic(clang::BinaryOperatorKind e
                 : int64_t(index.nBits);
         const int64_t nBytes = nIndex * int64_t(nSize);
         return AddressAddConstant(pointer, eOp == clang::BO_Sub ? -nBytes : nBytes);
+    }
+    const bool bPowerOfTwo = nSize > 1 && nSize < (uint64_t(1) << 32) && (nSize & (nSize - 1)) == 0;
+    if (b64 && bPowerOfTwo && (index.eElement == E_I32 || index.eElement == E_U32))
+    {
+        // A 32-bit index times a power of two is its two halves shifted apart: two 32-bit
+        // shifts instead of a widening and a 64-bit multiply.
+        const unsigned int nShift = unsigned(__builtin_ctzll(nSize));
+        const SValue low = Literal(E_U32, nShift);
+        const SValue high = Literal(E_U32, 32 - nShift);
+        offset = Temp(eAddress, index.nLanes);
+        for (unsigned int l = 0; l < index.nLanes; ++l)
+        {
+            const std::string strIndex = ", " + LaneSource(index, l) + ", ";
+            Emit("ishl " + WordDest(offset, l, false) + strIndex + LaneSource(low, 0));
+            Emit(std::string(IsSigned(index.eElement) ? "ishr " : "ushr ") +
+                 WordDest(offset, l, true) + strIndex + LaneSource(high, 0));
+        }
+        return Apply(eOp == clang::BO_Sub ? "i64sub" : "i64add", eAddress, {pointer, offset});
     }
     offset = Convert(index, b64 ? (IsSigned(index.eElement) ? E_I64 : E_U64) : E_U32, pWhere);
     offset.eElement = eAddress;

@@ -144,6 +144,8 @@ private:
     static std::string Dest(const SValue& value, unsigned int nChunk);
     static std::string Source(const SValue& value, unsigned int nChunk);
     static std::string LaneDest(const SValue& value, unsigned int nLane);
+    // The low or high word of one lane of a 64-bit value, as a destination.
+    static std::string WordDest(const SValue& value, unsigned int nLane, bool bHigh);
     static std::string LaneSource(const SValue& value, unsigned int nLane);
     static SValue AsWords(const SValue& value);
     void Emit(const std::string& strLine);

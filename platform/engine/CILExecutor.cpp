@@ -184,8 +184,14 @@ void CILExecutor::PrepareGroup(uint64_t nGroup)
         }
     }
 
-    // Every work-item starts with zeroed registers and memory of its own.
-    for (const std::pair<uint32_t, uint32_t>& columns : m_Program.GetReadColumns())
+    // Every work-item starts with zeroed registers and memory of its own. A trace shows whole
+    // registers, also components that are never written, so then all temps are zeroed.
+    if (m_State.pTrace != nullptr)
+    {
+        std::fill(m_vRegisters.begin() + ptrdiff_t(m_Program.GetFirstTempColumn() * m_nStride),
+                  m_vRegisters.end(), 0);
+    }
+    for (const std::pair<uint32_t, uint32_t>& columns : m_Program.GetZeroedColumns())
     {
         std::fill(m_vRegisters.begin() + ptrdiff_t(columns.first * m_nStride),
                   m_vRegisters.begin() + ptrdiff_t(columns.second * m_nStride), 0);

@@ -139,12 +139,11 @@ public:
     // already: a run that records no trace may start behind them.
     uint32_t GetZeroingPrefix() const { return m_nZeroingPrefix; }
     uint32_t GetUsedInputs() const { return m_nUsedInputs; }
-    // The temp and macro columns that some instruction reads, as [first, end)
-    // runs: only those need zeroing for a new group, since a column that is only
-    // written is never seen.
-    const std::vector<std::pair<uint32_t, uint32_t>>& GetReadColumns() const
+    // The temp and macro columns that a work-item may read before it writes them,
+    // as [first, end) runs: only those need zeroing for a new group.
+    const std::vector<std::pair<uint32_t, uint32_t>>& GetZeroedColumns() const
     {
-        return m_vReadColumns;
+        return m_vZeroedColumns;
     }
 
     // Whether a UAV id was declared as private memory.
@@ -176,7 +175,7 @@ private:
     uint32_t m_nEntry = 0;
     uint32_t m_nZeroingPrefix = 0;
     uint32_t m_nUsedInputs = 0;
-    std::vector<std::pair<uint32_t, uint32_t>> m_vReadColumns;
+    std::vector<std::pair<uint32_t, uint32_t>> m_vZeroedColumns;
     std::map<uint32_t, uint32_t> m_PrivateUAVs;
     uint32_t m_nLocalMemoryBytes = 0;
     std::map<uint32_t, SThreadGroupDeclaration> m_FunctionGroups;

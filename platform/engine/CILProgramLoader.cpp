@@ -116,8 +116,8 @@ bool CILProgramLoader::Load(std::string& strError)
         Split() && GatherDeclarations() && Build() && ResolveCalls() && CheckRecursion();
     if (bLoaded)
     {
-        FindReadColumns();
         FindZeroingPrefix();
+        FindZeroedColumns();
     }
     strError = m_strError;
     return bLoaded;
@@ -1070,18 +1070,82 @@ bool CILProgramLoader::CloseBody(const SRawElement& element, SBody& body)
     return true;
 }
 
-void CILProgramLoader::FindReadColumns()
+void CILProgramLoader::FindZeroedColumns()
 {
-    std::vector<bool> vRead(m_Program.m_nColumnCount, false);
-    for (const SInstruction& instruction : m_Program.m_vInstructions)
+    // A column needs zeroing for a new group only where a work-item may read it before writing
+    // it. Within one body, lanes join only where a block begins (a construct, else, a case, a
+    // loop's next pass, a call), so a read later in the same block as a full write sees that
+    // write in every lane that reaches it; writes in callees or across blocks count for nothing.
+    const uint32_t nFirst = m_Program.m_nFirstTempColumn;
+    std::vector<bool> vZeroed(m_Program.m_nColumnCount, false);
+    std::vector<bool> vWritten(m_Program.m_nColumnCount, false);
+    std::vector<std::vector<uint32_t>> vBlocks(1);
+    std::set<uint32_t> bodyEntries = {m_Program.m_nEntry};
+    for (const auto& entry : m_FunctionEntries)
     {
+        bodyEntries.insert(entry.second);
+    }
+    for (const SMacro& macro : m_Program.m_vMacros)
+    {
+        bodyEntries.insert(macro.nEntry);
+    }
+    const auto read = [&vZeroed, &vWritten](uint32_t nColumn)
+    {
+        if (!vWritten[nColumn])
+        {
+            vZeroed[nColumn] = true;
+        }
+    };
+    const auto closeBlock = [&vBlocks, &vWritten]
+    {
+        for (uint32_t nColumn : vBlocks.back())
+        {
+            vWritten[nColumn] = false;
+        }
+        vBlocks.back().clear();
+        if (vBlocks.size() > 1)
+        {
+            vBlocks.pop_back();
+        }
+    };
+    for (uint32_t nPc = 0; nPc < m_Program.m_vInstructions.size(); ++nPc)
+    {
+        const SInstruction& instruction = m_Program.m_vInstructions[nPc];
+        if (bodyEntries.count(nPc) != 0)
+        {
+            while (vBlocks.size() > 1 || !vBlocks.back().empty())
+            {
+                closeBlock();
+            }
+        }
+        const uint32_t nOpCode = instruction.nOpcode;
+        if (nOpCode == IL_OP_ELSE || nOpCode == IL_OP_CASE || nOpCode == IL_OP_DEFAULT ||
+            nOpCode == IL_OP_ENDIF || nOpCode == IL_OP_ENDLOOP || nOpCode == IL_OP_ENDSWITCH)
+        {
+            closeBlock();
+        }
+        const SOperationInfo* pInfo = CILExecutor::FindOperation(nOpCode);
+        const SOperand* pDest = instruction.bHasDest && pInfo->bLaneWise
+                                    ? &m_Program.m_vOperands[instruction.nFirstOperand]
+                                    : nullptr;
+        // A lane-wise operation reads only the source components of the positions it writes
+        // (of the pairs, for 64-bit ones).
+        uint8_t nUsed = 0xF;
+        if (pDest != nullptr)
+        {
+            nUsed = pDest->nMask;
+            if (pInfo->bPairWise)
+            {
+                nUsed |= uint8_t(((nUsed & 0x5) << 1) | ((nUsed & 0xA) >> 1));
+            }
+        }
         const uint32_t nCount = instruction.nSourceCount + (instruction.bHasDest ? 1u : 0u);
         for (uint32_t i = 0; i < nCount; ++i)
         {
             const SOperand& operand = m_Program.m_vOperands[instruction.nFirstOperand + i];
             if (operand.bIndexed)
             {
-                vRead[operand.nIndexColumn] = true;
+                read(operand.nIndexColumn);
             }
             if (operand.nKind != OK_Column || (instruction.bHasDest && i == 0))
             {
@@ -1089,31 +1153,54 @@ void CILProgramLoader::FindReadColumns()
             }
             for (unsigned int c = 0; c < 4; ++c)
             {
-                if (operand.vSwizzle[c] < 4)
+                if (((nUsed >> c) & 1u) != 0 && operand.vSwizzle[c] < 4)
                 {
-                    vRead[operand.nColumn + operand.vSwizzle[c]] = true;
+                    read(operand.nColumn + operand.vSwizzle[c]);
                 }
             }
+        }
+        // Only lane-wise operations are sure to write every active lane of their destination;
+        // the leading moves of zero are skipped when run untraced.
+        const bool bSkipped =
+            nPc >= m_Program.m_nEntry && nPc < m_Program.m_nEntry + m_Program.m_nZeroingPrefix;
+        if (pDest != nullptr && !bSkipped && pDest->nKind == OK_Column && !pDest->bIndexed &&
+            pDest->nColumn >= nFirst)
+        {
+            for (unsigned int c = 0; c < 4; ++c)
+            {
+                const uint32_t nColumn = pDest->nColumn + c;
+                if (((pDest->nMask >> c) & 1u) != 0 && !vWritten[nColumn])
+                {
+                    vWritten[nColumn] = true;
+                    vBlocks.back().push_back(nColumn);
+                }
+            }
+        }
+        if (nOpCode == IL_OP_ELSE || nOpCode == IL_OP_CASE || nOpCode == IL_OP_DEFAULT ||
+            IsIf(nOpCode) || nOpCode == IL_OP_WHILELOOP || nOpCode == IL_OP_SWITCH)
+        {
+            vBlocks.emplace_back();
         }
     }
     // A macro's output is read by the mcall that copies it out.
     for (const SMacro& macro : m_Program.m_vMacros)
     {
-        std::fill_n(vRead.begin() + macro.nOutColumn, macro.nOutputs * 4, true);
+        std::fill_n(vZeroed.begin() + macro.nOutColumn, macro.nOutputs * 4, true);
     }
-    for (uint32_t nColumn = m_Program.m_nFirstTempColumn; nColumn < vRead.size(); ++nColumn)
+    for (uint32_t nColumn = nFirst; nColumn < vZeroed.size(); ++nColumn)
     {
-        if (!vRead[nColumn])
+        if (!vZeroed[nColumn])
         {
             continue;
         }
-        if (!m_Program.m_vReadColumns.empty() && m_Program.m_vReadColumns.back().second == nColumn)
+        if (!m_Program.m_vZeroedColumns.empty() &&
+            m_Program.m_vZeroedColumns.back().second == nColumn)
         {
-            ++m_Program.m_vReadColumns.back().second;
+            ++m_Program.m_vZeroedColumns.back().second;
         }
         else
         {
-            m_Program.m_vReadColumns.emplace_back(nColumn, nColumn + 1);
+            m_Program.m_vZeroedColumns.emplace_back(nColumn, nColumn + 1);
         }
     }
 }

@@ -121,7 +121,7 @@ private:
     bool CheckFlow(const SRawElement& element, SBody& body);
     bool CloseBody(const SRawElement& element, SBody& body);
     bool ResolveCalls();
-    void FindReadColumns();
+    void FindZeroedColumns();
     // The moves of zero into temps that the main program starts with.
     void FindZeroingPrefix();
     bool CheckRecursion();

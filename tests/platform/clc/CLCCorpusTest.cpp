@@ -564,6 +564,30 @@ TEST(CLCCorpusTest, IntegerWidthsDoublesAndBits)
     }
 }
 
+TEST(CLCCorpusTest, PointersMovedBySignedUnsignedAndNegativeIndexes)
+{
+    const std::vector<int16_t> s = RandomValues<int16_t>(64, -30000, 30000, 21);
+    const std::vector<int64_t> l = RandomValues<int64_t>(64, -100000, 100000, 22);
+    const std::vector<float> v = RandomValues<float>(4 * 64, -1000, 1000, 23);
+    const auto vOut =
+        RunEverywhere({"indexing.cl",
+                       "indexing",
+                       {Buffer(s), Buffer(l), Buffer(v), Buffer(std::vector<int32_t>(5 * 64))},
+                       {64},
+                       {},
+                       ""},
+                      {});
+    ASSERT_EQ(4u, vOut.size());
+    const std::vector<int32_t> out = Values<int32_t>(vOut[3]);
+    for (int i = 0; i < 64; ++i)
+    {
+        const std::vector<int32_t> vExpected = {s[63 - i], int32_t(l[i]), s[i], 2 * s[63 - i],
+                                                int32_t(v[4 * i + 1])};
+        EXPECT_EQ(vExpected, std::vector<int32_t>(out.begin() + 5 * i, out.begin() + 5 * i + 5))
+            << i;
+    }
+}
+
 TEST(CLCCorpusTest, PrivateArraySort)
 {
     const std::vector<int32_t> in = RandomValues<int32_t>(32 * 8, -1000, 1000, 14);

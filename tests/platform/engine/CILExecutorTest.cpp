@@ -230,3 +230,83 @@ TEST(CILExecutor, LeadingMovesOfZeroChangeNothingAndAreCharged)
         EXPECT_EQ(0u, pOther->GetZeroingPrefix()) << pNotZero;
     }
 }
+
+// Registers a work-item may read before it writes them start at zero in every group, even where
+// the group before, on the same thread, left values there: r3 = id + 10 is written after the
+// read in each body. Reads that a write in the same block covers need no zeroing.
+TEST(CILExecutor, ReadsBeforeWritesSeeZeroInEveryGroup)
+{
+    struct SCase
+    {
+        const char* pName;
+        std::string strBody;
+        std::string strFunctions;
+        std::function<uint32_t(uint32_t)> fnExpected;
+    };
+    const std::vector<SCase> vCases = {
+        {"written inside an if, read behind it",
+         "ilt r4.x, r0.x, l0.x\n"
+         "if_logicalnz r4.x\n"
+         "iadd r3.x, r0.x, l1.y\n"
+         "endif\n"
+         "mov r2.x, r3.x\n",
+         "", [](uint32_t i) { return i < 4 ? i + 10 : 0u; }},
+        {"read in a loop pass before the pass writes it",
+         "mov r5.x, l1.x\n"
+         "mov r2.x, l1.x\n"
+         "whileloop\n"
+         "ige r4.x, r5.x, l0.z\n"
+         "break_logicalnz r4.x\n"
+         "iadd r2.x, r2.x, r3.x\n"
+         "iadd r3.x, r0.x, l1.y\n"
+         "iadd r5.x, r5.x, l0.y\n"
+         "endloop\n",
+         "", [](uint32_t i) { return i + 10; }},
+        {"read in the else branch, written in the then branch and behind",
+         "and r4.x, r0.x, l0.y\n"
+         "if_logicalnz r4.x\n"
+         "iadd r3.x, r0.x, l1.y\n"
+         "else\n"
+         "mov r2.x, r3.x\n"
+         "endif\n"
+         "iadd r3.x, r0.x, l1.y\n",
+         "", [](uint32_t) { return 0u; }},
+        {"a case falls through into one that reads",
+         "and r4.x, r0.x, l0.y\n"
+         "switch r4.x\n"
+         "case 0\n"
+         "iadd r3.x, r0.x, l1.y\n"
+         "case 1\n"
+         "mov r2.x, r3.x\n"
+         "break\n"
+         "endswitch\n"
+         "iadd r3.x, r0.x, l1.y\n",
+         "", [](uint32_t i) { return i % 2 == 0 ? i + 10 : 0u; }},
+        {"a function reads what the caller writes later",
+         "call 1025\n"
+         "iadd r3.x, r0.x, l1.y\n",
+         "func 1025\n"
+         "mov r2.x, r3.x\n"
+         "ret\n"
+         "endfunc\n",
+         [](uint32_t) { return 0u; }},
+        {"written before the read in the same block",
+         "iadd r3.x, r0.x, l1.y\n"
+         "ilt r4.x, r0.x, l0.x\n"
+         "if_logicalnz r4.x\n"
+         "iadd r3.x, r3.x, l1.y\n"
+         "endif\n"
+         "mov r2.x, r3.x\n",
+         "", [](uint32_t i) { return i < 4 ? i + 20 : i + 10; }},
+    };
+    for (const SCase& c : vCases)
+    {
+        const SOutputRun run = RunOutputKernel(OutputKernel(c.strBody, c.strFunctions), 32, 8,
+                                               [](SLaunchDesc& desc) { desc.nThreads = 1; });
+        ASSERT_EQ(LS_Success, run.result.eStatus) << c.pName << ": " << run.result.strMessage;
+        for (uint32_t i = 0; i < 32; ++i)
+        {
+            EXPECT_EQ(Words(c.fnExpected(i), 0, 0, 0), Item(run, i)) << c.pName << ", item " << i;
+        }
+    }
+}
