@@ -1,6 +1,7 @@
 #ifndef XAN_TEST_SUPPORT_H
 #define XAN_TEST_SUPPORT_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,14 @@ std::string ReadFile(const std::string& strPath);
 
 // The lines of a file without their line ends.
 std::vector<std::string> ReadLines(const std::string& strPath);
+
+// The rows of a case table: every line that is neither blank nor a "#" remark, split at '|'
+// into trimmed fields, with "\n" standing for a line end so that texts fit one row. A missing or
+// empty table fails the test, so that a mistyped path can't pass with no cases.
+std::vector<std::vector<std::string>> ReadTable(const std::string& strPath);
+
+// Numbers in C form ("0x1F", "12", "-1"), separated by spaces.
+std::vector<std::uint64_t> ParseNumbers(const std::string& strText);
 
 // Sets or clears an environment variable for the lifetime of the object.
 class ScopedEnv

@@ -5,6 +5,7 @@
 #include "ShaderUtils/IL/ILFormat.h"
 #include "support/AnalysisDoubles.h"
 #include "support/CorpusKernels.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -116,17 +117,6 @@ TEST(ShaderDebuggerShaderIL, FindLineNearGivesTheNextInstructionLineWithinTheDis
     EXPECT_EQ(0xFFFFFFFFu, shader.FindLineNear(100000, 0xFFFFFFFF));
 }
 
-// One row: the instruction (text and occurrence) whose innermost construct starts at another
-// instruction (text and occurrence), or has none.
-struct ConstructRow
-{
-    const char* pKernel;
-    const char* pInstruction;
-    unsigned int nth;
-    const char* pConstructStart; // null: no construct
-    unsigned int nStartNth;
-};
-
 // The start of a construct, whichever kind it is.
 uint32_t StartOf(CIL_FCConstruct* pConstruct)
 {
@@ -138,53 +128,24 @@ uint32_t StartOf(CIL_FCConstruct* pConstruct)
     return pLoop != nullptr ? pLoop->m_nStart : pConstruct->AsSwitch()->m_nStart;
 }
 
-const ConstructRow g_ConstructRows[] = {
-    {"straight", "imul r1.x, r0.xxxx, l0.xxxx", 0, nullptr, 0},
-    {"ifelse", "if_logicalnz r1.xxxx", 0, "if_logicalnz r1.xxxx", 0},
-    {"ifelse", "ifnz r1.yyyy", 0, "ifnz r1.yyyy", 0},
-    {"ifelse", "mov r2.x, l0.yyyy", 0, "ifnz r1.yyyy", 0},
-    {"ifelse", "else", 0, "ifnz r1.yyyy", 0},
-    {"ifelse", "endif", 0, "ifnz r1.yyyy", 0},
-    {"ifelse", "else", 1, "if_logicalnz r1.xxxx", 0},
-    {"ifelse", "ieq r1.z, r0.xxxx, l0.wwww", 0, "if_logicalnz r1.xxxx", 0},
-    {"ifelse", "mov r2.x, l1.yyyy", 0, "if_logicalnz r1.zzzz", 0},
-    {"ifelse", "endif", 2, "if_logicalnz r1.xxxx", 0},
-    {"ifelse", "ishl r3.x, r0.xxxx, l0.zzzz", 0, nullptr, 0},
-    {"loops", "break_logicalnz r2.xxxx", 0, "whileloop", 0},
-    {"loops", "continue_logicalnz r2.yyyy", 0, "whileloop", 0},
-    {"loops", "continue", 0, "if_logicalnz r2.zzzz", 0},
-    {"loops", "break", 0, "if_logicalnz r2.wwww", 0},
-    {"loops", "endloop", 0, "whileloop", 0},
-    {"nested5", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "whileloop", 4},
-    {"nested5", "iadd r1.w, r1.wwww, l0.yyyy", 0, "whileloop", 3},
-    {"nested5", "endloop", 4, "whileloop", 0},
-    {"switch", "iadd r2.x, r2.xxxx, l0.yyyy", 0, "switch r1.xxxx", 0},
-    {"switch", "break", 0, "switch r1.xxxx", 0},
-    {"switch", "default", 0, "switch r1.xxxx", 0},
-    {"switch", "endswitch", 0, "switch r1.xxxx", 0},
-    {"switch", "break_logicalnz r3.xxxx", 0, "whileloop", 0},
-    {"switch", "break", 2, "switch r1.yyyy", 0},
-    {"switch", "iadd r1.y, r1.yyyy, l0.yyyy", 0, "whileloop", 0},
-    {"functions", "call 1025", 0, nullptr, 0},
-    {"private_x1", "mov x1[r1.xxxx].x, r2.yyyy", 0, "whileloop", 1}};
-
 TEST(ShaderDebuggerShaderIL, InstructionHasTheInnermostOpenConstruct)
 {
-    for (const ConstructRow& row : g_ConstructRows)
+    for (const std::vector<std::string>& vRow :
+         XAN_Test::ReadTable(XAN_TEST_DATA_DIR "/constructs.txt"))
     {
-        SCOPED_TRACE(::testing::Message()
-                     << row.pKernel << ": " << row.pInstruction << " #" << row.nth);
-        const auto pKernel = Analyze(row.pKernel);
-        const uint32_t n = pKernel->At(row.pInstruction, row.nth);
+        ASSERT_EQ(vRow.size(), 5u);
+        SCOPED_TRACE(vRow[0] + ": " + vRow[1] + " #" + vRow[2]);
+        const auto pKernel = Analyze(vRow[0]);
+        const uint32_t n = pKernel->At(vRow[1], std::stoul(vRow[2]));
         ASSERT_NE(g_nInvalidInstruction, n);
         CIL_FCConstruct* pConstruct = pKernel->ConstructAt(n);
-        if (row.pConstructStart == nullptr)
+        if (vRow[3].empty())
         {
             EXPECT_EQ(nullptr, pConstruct);
             continue;
         }
         ASSERT_NE(nullptr, pConstruct);
-        EXPECT_EQ(pKernel->At(row.pConstructStart, row.nStartNth), StartOf(pConstruct));
+        EXPECT_EQ(pKernel->At(vRow[3], std::stoul(vRow[4])), StartOf(pConstruct));
     }
 }
 

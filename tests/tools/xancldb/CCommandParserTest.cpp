@@ -1,6 +1,7 @@
 // Command lines as gdb users type them, and the messages for those that are wrong.
 #include "CCommandParser.h"
 #include "HelpText.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -52,34 +53,6 @@ const SGoodCase GOOD_CASES[] = {
     {"info kernel", CMD_InfoKernel, {}, "", "xyzw", 'd', false, false},
     {"q", CMD_Quit, {}, "", "xyzw", 'd', false, false},
 };
-
-struct SBadCase
-{
-    const char* pLine;
-    const char* pError;
-};
-
-const SBadCase BAD_CASES[] = {
-    {"frobnicate", "unknown command \"frobnicate\"; \"help\" lists the commands"},
-    {"break", "\"break\" takes an IL line number"},
-    {"break 3 4", "\"break\" takes an IL line number"},
-    {"break twelve", "\"twelve\" is not a number; \"break\" takes an IL line number"},
-    {"break -1", "\"-1\" is not a number"},
-    {"step 0", "\"step\" takes a count of at least 1"},
-    {"step/x", "\"step\" takes no /FMT"},
-    {"continue 3", "\"continue\" takes nothing"},
-    {"print", "expected a register such as r0 or r0.x"},
-    {"print r0 r1", "unexpected \"r1\""},
-    {"print/q r0", "unknown format /q: use /d, /u, /x or /f"},
-    {"print r0.xq", "\"xq\" is no component selection: use x, y, z, w"},
-    {"display r0 --full", "unexpected \"--full\""},
-    {"workitem 1 2 3 4", "\"workitem\" takes 1 to 3 coordinates"},
-    {"x out", "expected BUFFER[INDEX] or BUFFER[INDEX]@COUNT"},
-    {"x out[2]@0", "expected BUFFER[INDEX] or BUFFER[INDEX]@COUNT, COUNT at least 1"},
-    {"x [2]", "expected BUFFER[INDEX] or BUFFER[INDEX]@COUNT"},
-    {"info", "info what?"},
-    {"info weather", "unknown info topic \"weather\""},
-};
 } // namespace
 
 TEST(CCommandParserTest, CommandsAndShortForms)
@@ -117,12 +90,14 @@ TEST(CCommandParserTest, ExamineTakesBufferIndexAndCount)
 
 TEST(CCommandParserTest, BadLinesSayWhatIsWrong)
 {
-    for (const SBadCase& test : BAD_CASES)
+    for (const std::vector<std::string>& vRow :
+         XAN_Test::ReadTable(XAN_XANCLDB_TEST_DATA_DIR "/command_errors.txt"))
     {
+        ASSERT_EQ(vRow.size(), 2u);
         SCommand command;
         std::string strError;
-        EXPECT_FALSE(CCommandParser::Parse(test.pLine, command, strError)) << test.pLine;
-        EXPECT_EQ(0u, strError.find(test.pError)) << test.pLine << "\ngave: " << strError;
+        EXPECT_FALSE(CCommandParser::Parse(vRow[0], command, strError)) << vRow[0];
+        EXPECT_EQ(0u, strError.find(vRow[1])) << vRow[0] << "\ngave: " << strError;
     }
 }
 

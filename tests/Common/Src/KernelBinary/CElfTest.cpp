@@ -8,6 +8,8 @@
 
 #include <fstream>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <sstream>
 
 using namespace XAN_ElfUtils;
@@ -385,60 +387,9 @@ TEST(CElfTest, ANewFileHoldsOnlyItsThreeTables)
     EXPECT_EQ(pSymbols->begin()->st_info, 0u);
 }
 
-// Each row differs from a good image in one respect and names it in its refusal; a row without
-// a reason loads.
+// The images that the refusal tables patch.
 namespace
 {
-// Where a patch writes: a byte of the file, or a field of the file header, of section header
-// nIndex or of symbol nIndex.
-enum EWhere
-{
-    W_Byte,
-    W_File,
-    W_Section,
-    W_Symbol
-};
-
-struct SPatch
-{
-    EWhere eWhere;
-    size_t nIndex;
-    size_t nField;
-    uint64_t nValue;
-    size_t nBytes;
-};
-
-// A patch of the field of a record, as wide as the field.
-template <typename TRecord, typename TField>
-SPatch Field(EWhere eWhere, size_t nIndex, TField TRecord::*pField, uint64_t nValue)
-{
-    const TRecord record = {};
-    const char* pRecord = reinterpret_cast<const char*>(&record);
-    const size_t nField =
-        static_cast<size_t>(reinterpret_cast<const char*>(&(record.*pField)) - pRecord);
-    return {eWhere, nIndex, nField, nValue, sizeof(TField)};
-}
-
-template <typename TField> SPatch File(TField Elf64_Ehdr::*pField, uint64_t nValue)
-{
-    return Field(W_File, 0, pField, nValue);
-}
-
-template <typename TField> SPatch Sec(size_t nIndex, TField Elf64_Shdr::*pField, uint64_t nValue)
-{
-    return Field(W_Section, nIndex, pField, nValue);
-}
-
-template <typename TField> SPatch Sym(size_t nIndex, TField Elf64_Sym::*pField, uint64_t nValue)
-{
-    return Field(W_Symbol, nIndex, pField, nValue);
-}
-
-SPatch Byte(size_t nOffset, uint8_t nValue)
-{
-    return {W_Byte, nOffset, 0, nValue, 1};
-}
-
 // Sections of the good 64-bit image: .data 1, .strtab 2, .symtab 3, .shstrtab 4; symbol 1,
 // "sym", lies at 2 for 4 bytes of the 8 of ".data".
 std::vector<char> Good(bool bIsElf64 = true)
@@ -455,16 +406,82 @@ Elf64_Shdr Section(const std::vector<char>& vImage, size_t nIndex)
                               ReadAt<Elf64_Ehdr>(vImage, 0).e_shoff + nIndex * sizeof(Elf64_Shdr));
 }
 
-std::vector<char> Patched(std::vector<char> vImage, const std::vector<SPatch>& vPatches)
+// Where a field lies in its record, and how wide it is.
+template <typename TRecord, typename TField>
+std::pair<size_t, size_t> FieldAt(TField TRecord::*pField)
+{
+    const TRecord record = {};
+    return {static_cast<size_t>(reinterpret_cast<const char*>(&(record.*pField)) -
+                                reinterpret_cast<const char*>(&record)),
+            sizeof(TField)};
+}
+
+const std::map<std::string, std::pair<size_t, size_t>> g_Fields = {
+    {"e_version", FieldAt(&Elf64_Ehdr::e_version)},
+    {"e_phoff", FieldAt(&Elf64_Ehdr::e_phoff)},
+    {"e_shoff", FieldAt(&Elf64_Ehdr::e_shoff)},
+    {"e_shentsize", FieldAt(&Elf64_Ehdr::e_shentsize)},
+    {"e_shnum", FieldAt(&Elf64_Ehdr::e_shnum)},
+    {"e_shstrndx", FieldAt(&Elf64_Ehdr::e_shstrndx)},
+    {"sh_name", FieldAt(&Elf64_Shdr::sh_name)},
+    {"sh_type", FieldAt(&Elf64_Shdr::sh_type)},
+    {"sh_offset", FieldAt(&Elf64_Shdr::sh_offset)},
+    {"sh_size", FieldAt(&Elf64_Shdr::sh_size)},
+    {"sh_link", FieldAt(&Elf64_Shdr::sh_link)},
+    {"sh_info", FieldAt(&Elf64_Shdr::sh_info)},
+    {"sh_entsize", FieldAt(&Elf64_Shdr::sh_entsize)},
+    {"st_name", FieldAt(&Elf64_Sym::st_name)},
+    {"st_shndx", FieldAt(&Elf64_Sym::st_shndx)},
+    {"st_value", FieldAt(&Elf64_Sym::st_value)},
+    {"st_size", FieldAt(&Elf64_Sym::st_size)},
+};
+
+// The text with the good image's sizes put in for {size}, {size+1}, {size-4} and {strings-1}.
+std::string WithSizes(std::string strText)
+{
+    const std::vector<char> vGood = Good();
+    const uint64_t nStringsEnd = Section(vGood, 2).sh_offset + Section(vGood, 2).sh_size;
+    for (const auto& value : std::map<std::string, uint64_t>{{"{size}", vGood.size()},
+                                                             {"{size+1}", vGood.size() + 1},
+                                                             {"{size-4}", vGood.size() - 4},
+                                                             {"{strings-1}", nStringsEnd - 1}})
+    {
+        for (size_t nAt; (nAt = strText.find(value.first)) != std::string::npos;)
+        {
+            strText.replace(nAt, value.first.size(), std::to_string(value.second));
+        }
+    }
+    return strText;
+}
+
+// The image with the patches of a table row applied (the tables describe them).
+std::vector<char> Patched(std::vector<char> vImage, const std::string& strPatches)
 {
     const size_t nSections = ReadAt<Elf64_Ehdr>(vImage, 0).e_shoff;
     const size_t nSymbols = Section(vImage, 3).sh_offset;
-    for (const SPatch& patch : vPatches)
+    std::istringstream patches(WithSizes(strPatches));
+    for (std::string strPatch; std::getline(patches, strPatch, ';');)
     {
-        const size_t nOffsets[] = {patch.nIndex, 0, nSections + patch.nIndex * sizeof(Elf64_Shdr),
-                                   nSymbols + patch.nIndex * sizeof(Elf64_Sym)};
-        std::memcpy(vImage.data() + nOffsets[patch.eWhere] + patch.nField, &patch.nValue,
-                    patch.nBytes);
+        std::istringstream patch(strPatch);
+        std::string strWhere, strField, strNumber;
+        size_t nIndex = 0;
+        patch >> strWhere;
+        if (strWhere == "sec" || strWhere == "sym")
+        {
+            patch >> nIndex;
+        }
+        if (strWhere != "byte")
+        {
+            patch >> strField;
+        }
+        const std::vector<uint64_t> vNumbers = XAN_Test::ParseNumbers(
+            std::string(std::istreambuf_iterator<char>(patch), std::istreambuf_iterator<char>()));
+        const auto field =
+            strWhere == "byte" ? std::make_pair(vNumbers.at(0), size_t(1)) : g_Fields.at(strField);
+        const size_t nRecord = strWhere == "sec"   ? nSections + nIndex * sizeof(Elf64_Shdr)
+                               : strWhere == "sym" ? nSymbols + nIndex * sizeof(Elf64_Sym)
+                                                   : 0;
+        std::memcpy(vImage.data() + nRecord + field.first, &vNumbers.back(), field.second);
     }
     return vImage;
 }
@@ -476,24 +493,10 @@ void ExpectReason(const std::string& strError, const std::string& strReason)
     EXPECT_EQ(strError.empty(), strReason.empty()) << strError;
 }
 
-struct SRefusal
+std::vector<std::vector<std::string>> Table(const std::string& strName)
 {
-    std::string strReason;
-    std::vector<SPatch> vPatches;
-};
-
-void ExpectLoads(const std::vector<SRefusal>& vRows)
-{
-    for (size_t n = 0; n < vRows.size(); ++n)
-    {
-        SCOPED_TRACE(::testing::Message() << "row " << n << ": " << vRows[n].strReason);
-        CElf elf(Patched(Good(), vRows[n].vPatches));
-        EXPECT_EQ(elf.IsInitialized(), vRows[n].strReason.empty()) << elf.GetLastError();
-        ExpectReason(elf.GetLastError(), vRows[n].strReason);
-    }
+    return XAN_Test::ReadTable(XAN_TEST_DATA_DIR "/" + strName);
 }
-
-const uint64_t SHSTRTAB_SIZE = 33; // "", ".data", ".strtab", ".symtab", ".shstrtab"
 } // namespace
 
 TEST(CElfMalformedTest, EveryTruncationOfAGoodImageIsRefusedWithAReason)
@@ -517,105 +520,22 @@ TEST(CElfMalformedTest, EveryTruncationOfAGoodImageIsRefusedWithAReason)
               "the file (60 bytes) is shorter than its 64-byte header");
 }
 
-TEST(CElfMalformedTest, FileHeadersOutsideTheFormatAreRefused)
+TEST(CElfMalformedTest, ImagesOutsideTheModelAreRefusedWithTheirReason)
 {
-    const uint64_t nSize = Good().size();
-    const std::string strSize = std::to_string(nSize);
-    const std::string strPast = std::to_string(nSize + 1);
-    ExpectLoads({
-        {"no ELF magic number", {Byte(0, '\x7E')}},
-        {"no ELF magic number", {Byte(3, 'G')}},
-        {"class 0 is neither", {Byte(EI_CLASS, ELFCLASSNONE)}},
-        {"class 3 is neither", {Byte(EI_CLASS, 3)}},
-        {"byte order 2 is not", {Byte(EI_DATA, ELFDATA2MSB)}},
-        {"version 2/1, expected 1/1", {Byte(EI_VERSION, 2)}},
-        {"version 1/2", {File(&Elf64_Ehdr::e_version, 2)}},
-        {"section header table offset " + strPast + " lies past the end of the file (" + strSize +
-             " bytes)",
-         {File(&Elf64_Ehdr::e_shoff, nSize + 1)}},
-        {"section header table offset 18446744073709551552 lies past",
-         {File(&Elf64_Ehdr::e_shoff, 0xFFFFFFFFFFFFFFC0ull)}},
-        {"program header table offset " + strPast + " lies past",
-         {File(&Elf64_Ehdr::e_phoff, nSize + 1)}},
-        {"", {File(&Elf64_Ehdr::e_phoff, nSize)}},
-        {"no section headers", {File(&Elf64_Ehdr::e_shnum, 0)}},
-        {"section 5: header offset " + strSize + " lies past the end",
-         {File(&Elf64_Ehdr::e_shnum, 6)}},
-        {"section 5: header offset " + strSize + " lies past the end",
-         {File(&Elf64_Ehdr::e_shnum, 6), File(&Elf64_Ehdr::e_shstrndx, 5)}},
-        {"section name table index 65535 is not one of the 5 sections",
-         {File(&Elf64_Ehdr::e_shstrndx, SHN_XINDEX)}},
-        {"section name table index 5 is not one of the 5 sections",
-         {File(&Elf64_Ehdr::e_shstrndx, 5)}},
-        {"section 3: the section name table is a symbol table", {File(&Elf64_Ehdr::e_shstrndx, 3)}},
-        // A 32-bit class byte on a 64-bit layout reads nonsense.
-        {"the file has no section headers", {Byte(EI_CLASS, ELFCLASS32)}},
-    });
-}
-
-TEST(CElfMalformedTest, SectionsOutsideTheModelAreRefused)
-{
-    const SPatch toRelocations = Sec(1, &Elf64_Shdr::sh_type, SHT_REL);
-    const SPatch ofSymbols = Sec(1, &Elf64_Shdr::sh_link, 3);
-    std::vector<SRefusal> vRows = {
-        {"", {Sec(1, &Elf64_Shdr::sh_type, SHT_LOPROC + 5)}},
-        {"", {Sec(1, &Elf64_Shdr::sh_type, SHT_DYNSYM)}},
-        {"section 3: a second symbol table", {Sec(1, &Elf64_Shdr::sh_type, SHT_SYMTAB)}},
-        {"section 1: name offset 33 is outside the section name table",
-         {Sec(1, &Elf64_Shdr::sh_name, SHSTRTAB_SIZE)}},
-        {"section 4: name offset 23 is outside the section name table or has no NUL",
-         {Sec(4, &Elf64_Shdr::sh_size, SHSTRTAB_SIZE - 1)}},
-        {"section 0: name offset 0 is outside",
-         {Sec(4, &Elf64_Shdr::sh_offset, uint64_t(Good().size()))}},
-        {"section 3 (.symtab): link 1 is not a string table", {Sec(3, &Elf64_Shdr::sh_link, 1)}},
-        {"section 3 (.symtab): link 9 is not one of the 5 sections",
-         {Sec(3, &Elf64_Shdr::sh_link, 9)}},
-        {"section 3 (.symtab): entry size 16, expected 24", {Sec(3, &Elf64_Shdr::sh_entsize, 16)}},
-        {"", {toRelocations, ofSymbols}},
-        {"section 1 (.data): info 5 is not one of the 5 sections",
-         {toRelocations, ofSymbols, Sec(1, &Elf64_Shdr::sh_info, 5)}},
-    };
-    for (uint32_t nRefused :
-         {SHT_RELA, SHT_HASH, SHT_DYNAMIC, SHT_SHLIB, SHT_GROUP, SHT_SYMTAB_SHNDX})
+    for (const std::vector<std::string>& vRow : Table("elf_load_refusals.txt"))
     {
-        vRows.push_back({"section 1: type " + std::to_string(nRefused) + " is not supported",
-                         {Sec(1, &Elf64_Shdr::sh_type, nRefused)}});
+        ASSERT_EQ(vRow.size(), 2u);
+        const std::string strReason = WithSizes(vRow[0]);
+        SCOPED_TRACE(vRow[1] + ": " + strReason);
+        CElf elf(Patched(Good(), vRow[1]));
+        EXPECT_EQ(elf.IsInitialized(), strReason.empty()) << elf.GetLastError();
+        ExpectReason(elf.GetLastError(), strReason);
     }
-    ExpectLoads(vRows);
-}
-
-TEST(CElfMalformedTest, SymbolsOutsideTheirPlaceAreRefused)
-{
-    const std::vector<char> vGood = Good();
-    const size_t nStringsEnd = Section(vGood, 2).sh_offset + Section(vGood, 2).sh_size;
-    const std::string strSymbol = "section 3 (.symtab): symbol 1 (sym): ";
-    ExpectLoads({
-        {"section 3 (.symtab): symbol 1: name offset 100 is outside the string table",
-         {Sym(1, &Elf64_Sym::st_name, 100)}},
-        {"symbol 1: name offset 1 is outside the string table or has no NUL",
-         {Byte(nStringsEnd - 1, 'x')}},
-        {strSymbol + "section index 5 is not one of the 5 sections",
-         {Sym(1, &Elf64_Sym::st_shndx, 5)}},
-        {strSymbol + "section index 65521 is reserved", {Sym(1, &Elf64_Sym::st_shndx, SHN_ABS)}},
-        {strSymbol + "section index 65535 is reserved", {Sym(1, &Elf64_Sym::st_shndx, SHN_XINDEX)}},
-        {strSymbol + "value 5 and size 4 lie outside section 1 (.data) of 8 bytes",
-         {Sym(1, &Elf64_Sym::st_value, 5)}},
-        {strSymbol + "value 2 and size 7 lie outside", {Sym(1, &Elf64_Sym::st_size, 7)}},
-        {"size 18446744073709551615 lie outside", {Sym(1, &Elf64_Sym::st_size, ~0ull)}},
-        {"", {Sym(1, &Elf64_Sym::st_size, 6)}},
-        // A symbol of no section has no place to keep.
-        {"", {Sym(1, &Elf64_Sym::st_shndx, SHN_UNDEF)}},
-        // The loader drops the bytes of a section past the end, so a symbol in it is refused.
-        {strSymbol + "value 2 and size 4 lie outside section 1 (.data) of 0 bytes",
-         {Sec(1, &Elf64_Shdr::sh_offset, uint64_t(vGood.size() - 4))}},
-    });
 }
 
 TEST(CElfMalformedTest, SectionDataOutsideTheFileIsDropped)
 {
-    std::vector<char> vImage = Patched(Good(), {Sym(1, &Elf64_Sym::st_shndx, SHN_UNDEF)});
-    vImage = Patched(vImage, {Sec(1, &Elf64_Shdr::sh_offset, uint64_t(vImage.size() - 4))});
-    CElf elf(vImage);
+    CElf elf(Patched(Good(), "sym 1 st_shndx 0; sec 1 sh_offset {size-4}"));
     ASSERT_TRUE(elf.IsInitialized());
     EXPECT_EQ(elf.GetSection(".data")->GetSize(), 0u);
 }
@@ -643,19 +563,13 @@ TEST(CElfMalformedTest, ImagesThatCannotBeWrittenAreRefusedAtWrite)
     };
     const auto nothing = [](CElf&) {};
     const uint64_t nSize = Good().size();
-    for (const SRefusal& row : std::vector<SRefusal>{
-             // Symbol names and section names in one table would lose the section names.
-             {"the symbol names would share the section name table",
-              {Sec(3, &Elf64_Shdr::sh_link, 4)}},
-             {"section header size 40, expected 64", {File(&Elf64_Ehdr::e_shentsize, 40)}},
-             {"section header size 65, expected 64", {File(&Elf64_Ehdr::e_shentsize, 65)}},
-             {"", {File(&Elf64_Ehdr::e_phoff, nSize)}},
-         })
+    for (const std::vector<std::string>& vRow : Table("elf_store_refusals.txt"))
     {
-        expectStores(Patched(Good(), row.vPatches), {{row.strReason, nothing}});
+        ASSERT_EQ(vRow.size(), 2u);
+        expectStores(Patched(Good(), vRow[1]), {{vRow[0], nothing}});
     }
     // The program-header offset, carried over, would lie past the end of the smaller file.
-    expectStores(Patched(Good(), {File(&Elf64_Ehdr::e_phoff, nSize)}),
+    expectStores(Patched(Good(), "file e_phoff {size}"),
                  {{"program header table offset " + std::to_string(nSize) + " lies past",
                    [](CElf& elf) { elf.RemoveSection(".data"); }}});
 

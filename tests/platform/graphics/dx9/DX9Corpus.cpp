@@ -1,6 +1,7 @@
 #include "DX9Corpus.h"
 
 #include "CDX9Assembler.h"
+#include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -31,6 +32,11 @@ std::string ReadDX9Corpus(const std::string& strName)
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
+}
+
+std::vector<std::vector<std::string>> ReadDX9Table(const std::string& strName)
+{
+    return ReadTable(std::string(XAN_DX9_TEST_DATA_DIR) + "/" + strName);
 }
 
 std::vector<std::uint32_t> AssembleDX9OrFail(const std::string& strText)
