@@ -3,6 +3,7 @@
 #include "CTpfAssembler.h"
 
 #include <algorithm>
+#include <cctype>
 #include <dirent.h>
 #include <fstream>
 #include <sstream>
@@ -12,6 +13,21 @@ namespace XAN_Test
 std::string TpfCorpusPath(const std::string& strName)
 {
     return std::string(XAN_TPF_CORPUS_DIR) + "/" + strName;
+}
+
+std::string TpfCorpusTestName(const TpfCorpusProgram& program)
+{
+    std::string strName = program.strName.substr(0, program.strName.size() - 4);
+    for (char& c : strName)
+    {
+        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    }
+    return strName;
+}
+
+void PrintTo(const TpfCorpusProgram& program, std::ostream* pStream)
+{
+    *pStream << program.strName;
 }
 
 std::vector<TpfCorpusProgram> LoadTpfCorpus()

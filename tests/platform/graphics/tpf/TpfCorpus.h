@@ -2,6 +2,7 @@
 #define XAN_TESTS_TPF_CORPUS_H
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,10 @@ struct TpfCorpusProgram
 std::vector<TpfCorpusProgram> LoadTpfCorpus();
 // The path of a file beside the corpus programs.
 std::string TpfCorpusPath(const std::string& strName);
+// The file name without ".tpf", in the characters a test name allows.
+std::string TpfCorpusTestName(const TpfCorpusProgram& program);
+// Test output names a program by its file.
+void PrintTo(const TpfCorpusProgram& program, std::ostream* pStream);
 } // namespace XAN_Test
 
 #endif
