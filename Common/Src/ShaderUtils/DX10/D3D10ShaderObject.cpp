@@ -341,6 +341,7 @@ void CShaderObject::Reset()
     m_OutputSignature = SignatureData();
     m_Declarations = DeclarationData();
     m_pSTATData = NULL;
+    m_DebugData.Reset();
 }
 
 bool CShaderObject::SetShaderData(const void* pShaderData, size_t nShaderDataSize)
@@ -498,6 +499,14 @@ bool CShaderObject::Parse(ChunkKind kind)
         return pChunk == NULL || ParseDeclarations(*pChunk, kind == CK_SHEX);
     case CK_STAT:
         m_pSTATData = pChunk != NULL ? pChunk->GetBody() : NULL;
+        return true;
+    case CK_SDBG:
+        // Debug data that doesn't parse only takes source-level debugging away.
+        m_DebugData.Reset();
+        if (pChunk != NULL)
+        {
+            m_DebugData.Parse(pChunk->GetBody(), pChunk->GetBodySize());
+        }
         return true;
     default:
         return true;

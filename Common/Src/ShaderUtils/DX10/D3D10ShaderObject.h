@@ -1,6 +1,7 @@
 #ifndef D3D10_SHADER_OBJECT_H
 #define D3D10_SHADER_OBJECT_H
 
+#include "ShaderUtils/DX10/D3D10ShaderDebugData.h"
 #include "ShaderUtils/DataBlob.h"
 
 #include <cstddef>
@@ -218,6 +219,9 @@ public:
     const DeclarationData& GetDeclarations() const { return m_Declarations; }
     // The STAT chunk's data, without its header; null without one.
     const uint8_t* GetSTATData() const { return m_pSTATData; }
+    // The SDBG chunk's tables; not present without the chunk or when it doesn't parse.
+    const CShaderDebugData& GetDebugData() const { return m_DebugData; }
+    const std::string& GetSourceText() const { return m_DebugData.GetSourceText(); }
 
     // The texture bound at a slot: its return type (1 without one) and dimension (0 without).
     uint32_t GetTextureReturnType(uint32_t nSlot) const;
@@ -256,6 +260,7 @@ private:
     SignatureData m_OutputSignature;
     DeclarationData m_Declarations;
     const uint8_t* m_pSTATData;
+    CShaderDebugData m_DebugData;
 };
 } // namespace D3D10ShaderObject
 
