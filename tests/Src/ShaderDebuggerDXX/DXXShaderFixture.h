@@ -1,0 +1,65 @@
+#ifndef XAN_TEST_DXX_SHADER_FIXTURE_H
+#define XAN_TEST_DXX_SHADER_FIXTURE_H
+
+// The shaders of tests/corpus/graphics/dxx as containers, and a host that disassembles them
+// and keeps every log line with its level, for the DX10 and DX11 shader objects.
+
+#include "ShaderDebuggerDX10/ShaderDebuggerShaderDX10.h"
+#include "ShaderDebuggerDX11/ShaderDebuggerShaderDX11.h"
+#include "Src/ShaderDebuggerTestDoubles.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace XAN_Test
+{
+// A fixture's text: '#' lines are the container's header, "@version HEX" replaces the version
+// token, "@aon9" adds a down-level chunk, the rest is the program.
+std::vector<std::uint8_t> BuildDXXContainer(const std::string& strText);
+// The text of a file of the folder.
+std::string ReadDXXFixture(const std::string& strFileName);
+
+class CDXXTestHost : public CRecordingHost
+{
+public:
+    void Log(uint32_t nLevel, const std::string& strText) override
+    {
+        m_vLevels.push_back(std::make_pair(nLevel, strText));
+        CRecordingHost::Log(nLevel, strText);
+    }
+    // The program chunk in the platform's spelling.
+    bool DisassembleShader(const void* pData, size_t nSize, std::string& text) override;
+    bool HasLogged(uint32_t nLevel, const std::string& strText) const;
+
+    std::vector<std::pair<uint32_t, std::string>> m_vLevels;
+};
+
+// The shader classes with stepping left out, which the debugger's stepping adds.
+template <class TShader> class CAnalysedShader : public TShader
+{
+public:
+    CAnalysedShader(XAN_ShaderDebugger::CShaderDebuggerBase* pDebugger,
+                    const std::vector<std::uint8_t>& vContainer)
+        : TShader(pDebugger, vContainer.data(), vContainer.size())
+    {
+    }
+
+    bool Step() override { return false; }
+    bool Back() override { return false; }
+    bool Run() override { return false; }
+    bool RunBack() override { return false; }
+    bool Execute(bool) override { return false; }
+    bool Draw() override { return false; }
+    unsigned int GetCurrentLine() override { return 0; }
+    unsigned int GetNextLine() override { return 0; }
+    unsigned int GetPreviousLine() override { return 0; }
+};
+
+typedef CAnalysedShader<XAN_ShaderDebugger::CShaderDebuggerShaderDX10> CDX10TestShader;
+typedef CAnalysedShader<XAN_ShaderDebugger::CShaderDebuggerShaderDX11> CDX11TestShader;
+} // namespace XAN_Test
+
+#endif
