@@ -86,7 +86,9 @@ bool CDXXTestHost::DisassembleShader(const void* pData, size_t nSize, std::strin
     std::vector<std::uint32_t> vTokens((shader.GetShaderChunkSize() - 8) / 4);
     std::memcpy(vTokens.data(), pChunk + 8, vTokens.size() * 4);
     XAN_Platform::CTpfDisassembler disassembler;
-    return disassembler.Disassemble(vTokens.data(), vTokens.size(), text);
+    const bool bDisassembled = disassembler.Disassemble(vTokens.data(), vTokens.size(), text);
+    text = m_strPreamble + text;
+    return bDisassembled;
 }
 
 bool CDXXTestHost::HasLogged(uint32_t nLevel, const std::string& strText) const

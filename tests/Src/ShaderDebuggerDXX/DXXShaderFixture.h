@@ -35,6 +35,8 @@ public:
     bool HasLogged(uint32_t nLevel, const std::string& strText) const;
 
     std::vector<std::pair<uint32_t, std::string>> m_vLevels;
+    // Text that the disassembly starts with, such as a preshader block.
+    std::string m_strPreamble;
 };
 
 // The shader classes with stepping left out, which the debugger's stepping adds.

@@ -2,6 +2,7 @@
 // counters and lines are laid out.
 #include "DXXShaderFixture.h"
 
+#include "SDBGCorpus.h"
 #include "support/TestSupport.h"
 
 #include <gtest/gtest.h>
@@ -201,4 +202,87 @@ INSTANTIATE_TEST_SUITE_P(Fixtures, DXXLayoutTest, ::testing::ValuesIn(s_Layouts)
                              std::string strName = info.param.pFile;
                              return strName.substr(0, strName.find('.'));
                          });
+} // namespace
+
+namespace
+{
+// Each loop's counter: one component per depth, four depths a temp, loops of one depth sharing.
+TEST(DXXAnalysisTest, LoopCounters)
+{
+    CDXXTestHost host;
+    std::unique_ptr<CShaderDebuggerShaderDXX> pShader =
+        MakeShader(host, false, BuildDXXContainer(ReadDXXFixture("ps_loops.dxx")));
+    const struct
+    {
+        std::uint32_t nStart, nEnd, nRegister;
+        unsigned short nComponent;
+    } table[] = {{1, 16, 4, COMP_x}, {2, 14, 4, COMP_y}, {3, 12, 4, COMP_z},
+                 {4, 10, 4, COMP_w}, {5, 8, 5, COMP_x},  {17, 20, 4, COMP_x}};
+    for (const auto& c : table)
+    {
+        SCOPED_TRACE(c.nStart);
+        CDXX_FCConstruct* pConstruct = pShader->GetConstruct(c.nStart);
+        ASSERT_NE(nullptr, pConstruct);
+        CDXX_Loop* pLoop = pConstruct->AsLoop();
+        ASSERT_NE(nullptr, pLoop);
+        EXPECT_EQ(c.nStart, pLoop->GetStart());
+        EXPECT_EQ(c.nEnd, pLoop->GetEnd());
+        EXPECT_EQ(c.nRegister, pLoop->m_nCountRegister);
+        EXPECT_EQ(c.nComponent, pLoop->GetCountComponent());
+        // The loop's end and its breaks belong to it.
+        EXPECT_EQ(pConstruct, pShader->GetConstruct(c.nEnd));
+    }
+    EXPECT_EQ(nullptr, pShader->GetConstruct(0));
+}
+
+// A preshader block starts the count again behind it, and an indented immediate-constant line
+// is no code.
+TEST(DXXAnalysisTest, LineMapsSkipAPreshader)
+{
+    const std::vector<std::uint8_t> vContainer = BuildDXXContainer(ReadDXXFixture("ps_icb.dxx"));
+    CDXXTestHost plainHost;
+    std::unique_ptr<CShaderDebuggerShaderDXX> pPlain = MakeShader(plainHost, false, vContainer);
+    CDXXTestHost host;
+    host.m_strPreamble = "// header\npreshader\n  mul c0, c1, c2\n  add c0, c0, c3\n// end\n";
+    std::unique_ptr<CShaderDebuggerShaderDXX> pShader = MakeShader(host, false, vContainer);
+    for (std::uint32_t n = 0; n < pPlain->GetInstructionCount(); ++n)
+    {
+        EXPECT_EQ(pPlain->GetLineFromInstruction(n) + 5, pShader->GetLineFromInstruction(n)) << n;
+    }
+    EXPECT_EQ(g_nInvalidLine, pShader->GetLineFromInstruction(pPlain->GetInstructionCount()));
+}
+
+// Debug data makes source mode the default, with the entry function as the target.
+TEST(DXXAnalysisTest, SourceModeThroughTheInstrumentation)
+{
+    for (const SDBGCase& testCase : LoadSDBGCorpus())
+    {
+        SCOPED_TRACE(testCase.strName);
+        CDXXTestHost host;
+        std::unique_ptr<CShaderDebuggerShaderDXX> pShader =
+            MakeShader(host, true, testCase.vContainer);
+        ShaderInfo info;
+        ASSERT_TRUE(pShader->GetShaderInfo(&info));
+        EXPECT_EQ(5u, info.nSupportedModes);
+        // Array variables can't be shown by source line: that shader stays in mode 1.
+        if (testCase.strName == "array")
+        {
+            EXPECT_EQ(1u, info.nDebuggableModes);
+            EXPECT_FALSE(info.strError[2].empty());
+            EXPECT_TRUE(host.HasLogged(3, info.strError[2]));
+            EXPECT_EQ(1u, pShader->GetDefaultDebugMode());
+            continue;
+        }
+        EXPECT_EQ(5u, info.nDebuggableModes) << info.strError[2];
+        EXPECT_EQ(4u, pShader->GetDefaultDebugMode());
+        EXPECT_FALSE(info.strTarget.empty());
+        std::string strSource;
+        EXPECT_TRUE(pShader->GetShaderText(strSource, 0));
+        EXPECT_NE(std::string::npos, strSource.find(info.strTarget));
+        std::vector<std::string> vKeywords;
+        EXPECT_TRUE(pShader->GetShaderKeywords(vKeywords, 1));
+        EXPECT_TRUE(pShader->SetDebugMode(1));
+        EXPECT_EQ(1u, pShader->GetDefaultDebugMode());
+    }
+}
 } // namespace
