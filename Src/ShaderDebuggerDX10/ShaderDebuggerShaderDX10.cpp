@@ -8,6 +8,7 @@ CShaderDebuggerShaderDX10::CShaderDebuggerShaderDX10(CShaderDebuggerBase* pDebug
                                                      const void* pShaderData, size_t nSize)
     : CShaderDebuggerShaderDXX(pDebugger, pShaderData, nSize)
 {
+    m_bUnbindPixelStage = true;
     AnalyzeShader();
 }
 

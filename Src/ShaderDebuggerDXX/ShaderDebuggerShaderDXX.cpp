@@ -76,11 +76,17 @@ CShaderDebuggerShaderDXX::CShaderDebuggerShaderDXX(CShaderDebuggerBase* pDebugge
       m_nOutputTempReg(0), m_nOutputTempReg2(0), m_nExecMaskTempReg(0), m_nAddrTempReg(0),
       m_bHasTwoDestInstructions(false), m_nOutputRegister0(0), m_nOutputRegister1(2),
       m_nExecMaskOutputRegister(1), m_nPositionRegister(0), m_nPatchedPositionRegister(3),
-      m_nDebugMode(DEBUG_MODE_ASM), m_HLSL(pDebugger)
+      m_nDebugMode(DEBUG_MODE_ASM), m_HLSL(pDebugger), m_LastPatchTarget(g_PC_NULL),
+      m_pOriginalShader(NULL), m_pOriginalGeometryShader(NULL), m_pOriginalPixelShader(NULL),
+      m_pPatchedShader(NULL), m_pStreamOutShader(NULL), m_bUnbindPixelStage(false)
 {
 }
 
-CShaderDebuggerShaderDXX::~CShaderDebuggerShaderDXX() {}
+// The application's shaders are bound again before the patched ones go.
+CShaderDebuggerShaderDXX::~CShaderDebuggerShaderDXX()
+{
+    RestoreShader(true);
+}
 
 void CShaderDebuggerShaderDXX::Refuse(const std::string& strError)
 {
@@ -650,5 +656,947 @@ unsigned int CShaderDebuggerShaderDXX::GetLineFromInstruction(unsigned int nInst
 {
     const auto it = m_InstructionToLine.find(nInstruction);
     return it != m_InstructionToLine.end() ? it->second : g_nInvalidLine;
+}
+} // namespace XAN_ShaderDebugger
+
+namespace XAN_ShaderDebugger
+{
+namespace
+{
+typedef COutputTokenStream<std::uint32_t> OutStream;
+
+enum PatchOpCode : std::uint32_t
+{
+    OP_CONTINUE = 7,
+    OP_CONTINUEC = 8,
+    OP_IADD = 30,
+    OP_IMAD = 35,
+    OP_ISHL = 41,
+    OP_MOV = 54,
+    OP_RET = 62,
+    OP_DCL_OUTPUT = 101,
+    OP_DCL_UAV_RAW = 157,
+    OP_STORE_RAW = 166
+};
+
+const std::uint32_t OPERAND_UAV = 30;
+const std::uint32_t OPERAND_THREAD_ID = 32;
+const std::uint32_t ALL_COMPONENTS = 0xF0;
+const std::uint32_t IDENTITY_SWIZZLE = 0xE40;
+const std::uint32_t FLOAT_ONE = 0x3F800000;
+
+std::uint32_t ChunkFourCC(const char* pName)
+{
+    std::uint32_t nFourCC = 0;
+    std::memcpy(&nFourCC, pName, 4);
+    return nFourCC;
+}
+
+void WriteOpcode(OutStream& stream, std::uint32_t nOpCode, std::uint32_t nLength,
+                 bool bTestNonZero = false, std::uint32_t nExtra = 0)
+{
+    stream.WriteToken(nOpCode | (bTestNonZero ? 1u << 18 : 0u) | (nExtra & 0x7800) |
+                      (nLength << 24));
+}
+
+// WriteTempDest, WriteOutputDest and WriteUAVDest by their operand type.
+void WriteDest(OutStream& stream, std::uint32_t nOperandType, std::uint32_t nNumber,
+               std::uint32_t maskBits)
+{
+    stream.WriteToken(EncodeOperand(nOperandType, maskBits));
+    stream.WriteToken(nNumber);
+}
+
+void WriteSelectSource(OutStream& stream, std::uint32_t nOperandType, std::uint32_t nNumber,
+                       std::uint32_t nComponent)
+{
+    stream.WriteToken(0x10000A | (nOperandType << 12) | (nComponent << 4));
+    stream.WriteToken(nNumber);
+}
+
+void WriteSwizzleSource(OutStream& stream, std::uint32_t nOperandType, std::uint32_t nNumber,
+                        std::uint32_t nSwizzle)
+{
+    stream.WriteToken(0x100006 | (nOperandType << 12) | nSwizzle);
+    stream.WriteToken(nNumber);
+}
+
+void WriteImmediate1(OutStream& stream, std::uint32_t nValue)
+{
+    stream.WriteToken(0x4001);
+    stream.WriteToken(nValue);
+}
+
+void WriteImmediate4(OutStream& stream, std::uint32_t nValue)
+{
+    stream.WriteToken(0x4002);
+    for (int i = 0; i < 4; ++i)
+    {
+        stream.WriteToken(nValue);
+    }
+}
+
+// mov r[n].xyzw, l(v, v, v, v)
+void WriteTempFill(OutStream& stream, std::uint32_t nTemp, std::uint32_t nValue)
+{
+    WriteOpcode(stream, OP_MOV, 8);
+    WriteDest(stream, DXX_OPERAND_TEMP, nTemp, ALL_COMPONENTS);
+    WriteImmediate4(stream, nValue);
+}
+
+// mov dest[n].mask, src[m].xyzw
+void WriteMove(OutStream& stream, std::uint32_t nDestType, std::uint32_t nDest,
+               std::uint32_t maskBits, std::uint32_t nSrcType, std::uint32_t nSrc)
+{
+    WriteOpcode(stream, OP_MOV, 5);
+    WriteDest(stream, nDestType, nDest, maskBits);
+    WriteSwizzleSource(stream, nSrcType, nSrc, IDENTITY_SWIZZLE);
+}
+
+std::uint32_t ComponentIndex(std::uint32_t nComponentMask)
+{
+    std::uint32_t nIndex = 0;
+    while (nIndex < 3 && (nComponentMask & (1u << nIndex)) == 0)
+    {
+        ++nIndex;
+    }
+    return nIndex;
+}
+
+// iadd r[n].c, r[n].c, l(-1): one pass of a loop counted.
+void WriteCounterDecrement(OutStream& stream, const CDXX_Loop& loop)
+{
+    const std::uint32_t nComponent = ComponentIndex(loop.GetCountComponent());
+    WriteOpcode(stream, OP_IADD, 7);
+    WriteDest(stream, DXX_OPERAND_TEMP, loop.m_nCountRegister, loop.GetCountComponent() << 4);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, loop.m_nCountRegister, nComponent);
+    WriteImmediate1(stream, 0xFFFFFFFF);
+}
+
+bool IsOpen(std::uint32_t nOpCode, std::uint32_t nFirst, std::uint32_t nSecond)
+{
+    return nOpCode == nFirst || nOpCode == nSecond;
+}
+} // namespace
+
+CDXX_Loop*
+CShaderDebuggerShaderDXX::GetLoopHoldingTarget(std::uint32_t nInstruction,
+                                               const ProgramCounter& nTargetInstruction) const
+{
+    for (CDXX_FCConstruct* pConstruct = GetConstruct(nInstruction); pConstruct != NULL;
+         pConstruct = pConstruct->GetParent())
+    {
+        CDXX_Loop* pLoop = pConstruct->AsLoop();
+        if (pLoop != NULL)
+        {
+            return nTargetInstruction.m_nPos >= pLoop->GetStart() &&
+                           nTargetInstruction.m_nPos < pLoop->GetEnd()
+                       ? pLoop
+                       : NULL;
+        }
+    }
+    return NULL;
+}
+
+void CShaderDebuggerShaderDXX::WriteContinueDecrement(
+    OutStream& stream, std::uint32_t nCurrentInstruction, const ProgramCounter& nTargetInstruction,
+    const CShaderDebuggerInstructionDXX& instruction)
+{
+    const CDXX_Loop* pLoop = GetLoopHoldingTarget(nCurrentInstruction, nTargetInstruction);
+    if (pLoop == NULL)
+    {
+        return;
+    }
+    if (instruction.GetOpCode() == OP_CONTINUE)
+    {
+        WriteCounterDecrement(stream, *pLoop);
+        return;
+    }
+    // continuec: the decrement under an if of the same test and condition.
+    std::vector<std::uint32_t> vIf(instruction.GetTokens(),
+                                   instruction.GetTokens() + instruction.GetLength());
+    vIf[0] = (vIf[0] & ~0x7FFu) | OP_IF;
+    stream.WriteTokens(vIf.data(), vIf.size());
+    WriteCounterDecrement(stream, *pLoop);
+    WriteOpcode(stream, OP_ENDIF, 1);
+}
+
+bool CShaderDebuggerShaderDXX::ReplaceOutputs(CShaderDebuggerInstructionDXX& instruction) const
+{
+    bool bReplaced = false;
+    for (int nDest = 0; nDest < 2; ++nDest)
+    {
+        Register dest;
+        const bool bDecoded =
+            nDest == 0 ? instruction.GetDestRegister(dest) : instruction.GetDestRegister2(dest);
+        if (!bDecoded || !IsOutputRegister(dest.reg.type))
+        {
+            continue;
+        }
+        const auto it = m_OutputTemps.find(static_cast<std::uint32_t>(dest.reg.number));
+        const RegisterID temp = it != m_OutputTemps.end()
+                                    ? RegisterID(RT_Temp, static_cast<int>(it->second), 0, NULL)
+                                    : RegisterID(RT_Null, 0, 0, NULL);
+        const unsigned short nMask = it != m_OutputTemps.end() ? dest.mask : 0;
+        bReplaced = true;
+        if (nDest == 0)
+        {
+            instruction.SetDestRegister(temp, nMask);
+        }
+        else
+        {
+            instruction.SetDestRegister2(temp, nMask);
+        }
+    }
+    return bReplaced;
+}
+
+void CShaderDebuggerShaderDXX::WriteKeptInstruction(OutStream& stream,
+                                                    CShaderDebuggerInstructionDXX& instruction)
+{
+    const bool bReplaced = ReplaceOutputs(instruction);
+    Register dest;
+    Register dest2;
+    const bool bDest = instruction.GetDestRegister(dest) && dest.reg.type != RT_Null;
+    const bool bDest2 = instruction.GetDestRegister2(dest2) && dest2.reg.type != RT_Null;
+    if (bReplaced || bDest || bDest2)
+    {
+        instruction.WriteInstruction(stream);
+    }
+}
+
+bool CShaderDebuggerShaderDXX::DuplicatePositionWrite(
+    CShaderDebuggerInstructionDXX& instruction) const
+{
+    bool bKept = false;
+    bool bAnyDest = false;
+    for (int nDest = 0; nDest < 2; ++nDest)
+    {
+        Register dest;
+        if (!(nDest == 0 ? instruction.GetDestRegister(dest) : instruction.GetDestRegister2(dest)))
+        {
+            continue;
+        }
+        bAnyDest = true;
+        if (!IsOutputRegister(dest.reg.type))
+        {
+            bKept = true;
+            continue;
+        }
+        const bool bPosition = dest.reg.type == RT_Output &&
+                               static_cast<std::uint32_t>(dest.reg.number) == m_nPositionRegister;
+        const RegisterID newReg =
+            bPosition ? RegisterID(RT_Output, static_cast<int>(m_nPatchedPositionRegister), 0, NULL)
+                      : RegisterID(RT_Null, 0, 0, NULL);
+        const unsigned short nMask = bPosition ? dest.mask : 0;
+        bKept |= bPosition;
+        if (nDest == 0)
+        {
+            instruction.SetDestRegister(newReg, nMask);
+        }
+        else
+        {
+            instruction.SetDestRegister2(newReg, nMask);
+        }
+    }
+    return bKept || !bAnyDest;
+}
+
+void CShaderDebuggerShaderDXX::CopyPositionWrites(OutStream& stream,
+                                                  CInputTokenStream<std::uint32_t>& input,
+                                                  const CShaderDebuggerInstructionDXX& instruction,
+                                                  std::uint32_t nNextInstruction,
+                                                  bool bWithInstruction)
+{
+    // A target counts only when it writes the position: one that writes a temp must not run
+    // twice.
+    CShaderDebuggerInstructionDXX copy(instruction);
+    const RegisterID position(RT_Output, static_cast<int>(m_nPositionRegister), 0, NULL);
+    if ((bWithInstruction || instruction.WritesRegister(position)) && DuplicatePositionWrite(copy))
+    {
+        copy.WriteInstruction(stream);
+    }
+    CShaderDebuggerInstructionDXX next(m_pDebugger);
+    std::uint32_t nCurrent = nNextInstruction;
+    while (input.GetTokensRead() < input.GetTokenCount() && next.ReadInstruction(input))
+    {
+        if (next.GetOpCode() == DXX_OPCODE_CUSTOMDATA)
+        {
+            next.WriteInstruction(stream);
+            continue;
+        }
+        // The shader's own end; a ret inside a construct is copied with it.
+        if (next.GetOpCode() == OP_RET && GetConstruct(nCurrent) == NULL)
+        {
+            break;
+        }
+        if (DuplicatePositionWrite(next))
+        {
+            next.WriteInstruction(stream);
+        }
+        ++nCurrent;
+    }
+}
+
+} // namespace XAN_ShaderDebugger
+
+namespace XAN_ShaderDebugger
+{
+void CShaderDebuggerShaderDXX::WriteTarget(OutStream& stream,
+                                           const CShaderDebuggerInstructionDXX& instruction)
+{
+    Register dest;
+    Register dest2;
+    const bool bDest = instruction.GetDestRegister(dest);
+    const bool bDest2 = instruction.GetDestRegister2(dest2);
+    if (!bDest && !bDest2)
+    {
+        return;
+    }
+    CShaderDebuggerInstructionDXX copy(instruction);
+    ReplaceOutputs(copy);
+    copy.WriteInstruction(stream);
+    // The first working destination goes to the first result, a second one to the second.
+    std::uint32_t nResultTemp = m_nOutputTempReg;
+    for (int nDest = 0; nDest < 2; ++nDest)
+    {
+        const Register& original = nDest == 0 ? dest : dest2;
+        Register patched;
+        if (!(nDest == 0 ? bDest : bDest2) ||
+            !(nDest == 0 ? copy.GetDestRegister(patched) : copy.GetDestRegister2(patched)))
+        {
+            continue;
+        }
+        if (patched.reg.type != RT_Null && original.reg.type != RT_IndexableTemp)
+        {
+            WriteMove(stream, DXX_OPERAND_TEMP, nResultTemp, ALL_COMPONENTS,
+                      RegisterTypeToOperandType(patched.reg.type),
+                      static_cast<std::uint32_t>(patched.reg.number));
+        }
+        nResultTemp = m_nOutputTempReg2;
+    }
+}
+
+bool CShaderDebuggerShaderDXX::PatchFlowControlInstruction(
+    OutStream& stream, std::uint32_t nCurrentInstruction, const ProgramCounter& nTargetInstruction,
+    const CShaderDebuggerInstructionDXX& instruction)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    const std::uint32_t nOpCode = instruction.GetOpCode();
+    // Pops entries up to the first of the two opcodes.
+    const auto PopUntil = [this](std::uint32_t nFirst, std::uint32_t nSecond)
+    {
+        while (!m_FlowControlStack.empty())
+        {
+            const std::uint32_t nTop = m_FlowControlStack.back();
+            m_FlowControlStack.pop_back();
+            if (IsOpen(m_Instructions[nTop].GetOpCode(), nFirst, nSecond))
+            {
+                return;
+            }
+        }
+    };
+    CDXX_Loop* pTargetLoop = NULL;
+    switch (nOpCode)
+    {
+    case OP_IF:
+        m_FlowControlStack.push_back(nCurrentInstruction);
+        break;
+    case OP_ELSE:
+        PopUntil(OP_IF, OP_IF);
+        m_FlowControlStack.push_back(nCurrentInstruction);
+        break;
+    case OP_ENDIF:
+        PopUntil(OP_IF, OP_ELSE);
+        break;
+    case OP_LOOP:
+    {
+        m_FlowControlStack.push_back(nCurrentInstruction);
+        CDXX_FCConstruct* pConstruct = GetConstruct(nCurrentInstruction);
+        CDXX_Loop* pLoop = pConstruct != NULL ? pConstruct->AsLoop() : NULL;
+        SDU_Assert(pHost, pLoop != NULL);
+        if (pLoop != NULL && nTargetInstruction.m_nPos >= pLoop->GetStart() &&
+            nTargetInstruction.m_nPos < pLoop->GetEnd())
+        {
+            pTargetLoop = pLoop;
+            LoopState state = {pLoop->GetStart(), pLoop->GetEnd(), 0};
+            const bool bGotLoopState = nTargetInstruction.GetLoopState(pLoop->GetStart(), &state);
+            SDU_Assert(pHost, bGotLoopState);
+            WriteOpcode(stream, OP_MOV, 5);
+            WriteDest(stream, DXX_OPERAND_TEMP, pLoop->m_nCountRegister,
+                      pLoop->GetCountComponent() << 4);
+            WriteImmediate1(stream, state.nIteration + 1);
+        }
+        break;
+    }
+    case OP_ENDLOOP:
+    {
+        PopUntil(OP_LOOP, OP_LOOP);
+        const CDXX_Loop* pLoop = GetLoopHoldingTarget(nCurrentInstruction, nTargetInstruction);
+        if (pLoop != NULL)
+        {
+            WriteCounterDecrement(stream, *pLoop);
+        }
+        break;
+    }
+    case OP_CONTINUE:
+    case OP_CONTINUEC:
+        WriteContinueDecrement(stream, nCurrentInstruction, nTargetInstruction, instruction);
+        break;
+    default:
+        break;
+    }
+    instruction.WriteInstruction(stream);
+    if (pTargetLoop != NULL)
+    {
+        // The pass limit, and the flag cleared at the head of every pass.
+        WriteOpcode(stream, OP_BREAKC, 3);
+        WriteSelectSource(stream, DXX_OPERAND_TEMP, pTargetLoop->m_nCountRegister,
+                          ComponentIndex(pTargetLoop->GetCountComponent()));
+        WriteTempFill(stream, m_nExecMaskTempReg, 0);
+    }
+    return true;
+}
+
+bool CShaderDebuggerShaderDXX::FinalizeFlowControl(CInputTokenStream<std::uint32_t>& input,
+                                                   OutStream& stream,
+                                                   std::uint32_t nCurrentInstruction,
+                                                   const ProgramCounter& nTarget)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    const auto HoldsLoop = [this]()
+    {
+        for (std::uint32_t nEntry : m_FlowControlStack)
+        {
+            if (m_Instructions[nEntry].GetOpCode() == OP_LOOP)
+            {
+                return true;
+            }
+        }
+        return false;
+    };
+    // The rest of each open loop's body is copied, so that what it opened closes by itself.
+    CShaderDebuggerInstructionDXX instruction(m_pDebugger);
+    while (HoldsLoop())
+    {
+        const std::uint32_t nTop = m_FlowControlStack.back();
+        m_FlowControlStack.pop_back();
+        if (m_Instructions[nTop].GetOpCode() != OP_LOOP)
+        {
+            continue;
+        }
+        std::uint32_t dwDepth = 1;
+        while (dwDepth > 0)
+        {
+            if (input.GetTokensRead() >= input.GetTokenCount() ||
+                !instruction.ReadInstruction(input))
+            {
+                return false;
+            }
+            const std::uint32_t nOpCode = instruction.GetOpCode();
+            if (nOpCode == DXX_OPCODE_CUSTOMDATA)
+            {
+                instruction.WriteInstruction(stream);
+                continue;
+            }
+            SDU_Assert(pHost, m_Instructions[nCurrentInstruction].GetOpCode() == nOpCode);
+            if (nOpCode == OP_ENDLOOP)
+            {
+                const CDXX_Loop* pLoop = GetLoopHoldingTarget(nCurrentInstruction, nTarget);
+                if (pLoop != NULL)
+                {
+                    WriteCounterDecrement(stream, *pLoop);
+                }
+                --dwDepth;
+            }
+            else if (nOpCode == OP_LOOP)
+            {
+                ++dwDepth;
+            }
+            else if (nOpCode == OP_CONTINUE || nOpCode == OP_CONTINUEC)
+            {
+                WriteContinueDecrement(stream, nCurrentInstruction, nTarget, instruction);
+            }
+            if (IsFlowControl(nOpCode))
+            {
+                instruction.WriteInstruction(stream);
+            }
+            else
+            {
+                WriteKeptInstruction(stream, instruction);
+            }
+            ++nCurrentInstruction;
+        }
+    }
+    while (!m_FlowControlStack.empty())
+    {
+        const std::uint32_t nOpCode = m_Instructions[m_FlowControlStack.back()].GetOpCode();
+        m_FlowControlStack.pop_back();
+        SDU_Assert(pHost, (nOpCode == OP_IF || nOpCode == OP_ELSE) && "Unhandled flow control op");
+        WriteOpcode(stream, OP_ENDIF, 1);
+    }
+    return true;
+}
+
+void CShaderDebuggerShaderDXX::WriteDeclarations(OutStream& stream)
+{
+    if (m_Info.nShaderType == ST_Compute)
+    {
+        WriteOpcode(stream, OP_DCL_UAV_RAW, 3);
+        WriteDest(stream, OPERAND_UAV, m_nOutputRegister0, 0);
+    }
+    else
+    {
+        if (m_Info.nShaderType == ST_Vertex)
+        {
+            WriteOpcode(stream, OP_DCL_OUTPUT_SIV, 4);
+            WriteDest(stream, DXX_OPERAND_OUTPUT, m_nPatchedPositionRegister, ALL_COMPONENTS);
+            stream.WriteToken(SV_POSITION);
+        }
+        WriteOpcode(stream, OP_DCL_OUTPUT, 3);
+        WriteDest(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister0, ALL_COMPONENTS);
+        if (m_bHasTwoDestInstructions)
+        {
+            WriteOpcode(stream, OP_DCL_OUTPUT, 3);
+            WriteDest(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister1, ALL_COMPONENTS);
+        }
+        WriteOpcode(stream, OP_DCL_OUTPUT, 3);
+        WriteDest(stream, DXX_OPERAND_OUTPUT, m_nExecMaskOutputRegister, ALL_COMPONENTS);
+    }
+    WriteOpcode(stream, OP_DCL_TEMPS, 2);
+    stream.WriteToken(m_nPatchedTempRegisterCount);
+    for (std::uint32_t nTemp = 0; nTemp < m_nPatchedTempRegisterCount; ++nTemp)
+    {
+        WriteTempFill(stream, nTemp, 0);
+    }
+}
+
+void CShaderDebuggerShaderDXX::WriteInputDump(OutStream& stream, const Register& inputReg)
+{
+    if (m_Info.nShaderType == ST_Vertex)
+    {
+        WriteOpcode(stream, OP_DCL_OUTPUT_SIV, 4);
+        WriteDest(stream, DXX_OPERAND_OUTPUT, m_nPatchedPositionRegister, ALL_COMPONENTS);
+        stream.WriteToken(SV_POSITION);
+    }
+    if (m_Info.nShaderType == ST_Compute)
+    {
+        WriteOpcode(stream, OP_DCL_UAV_RAW, 3);
+        WriteDest(stream, OPERAND_UAV, m_nOutputRegister0, 0);
+    }
+    else
+    {
+        WriteOpcode(stream, OP_DCL_OUTPUT, 3);
+        WriteDest(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister0, ALL_COMPONENTS);
+    }
+    WriteOpcode(stream, OP_DCL_TEMPS, 2);
+    stream.WriteToken(m_nPatchedTempRegisterCount);
+    WriteTempFill(stream, m_nOutputTempReg, 0);
+    WriteMove(stream, DXX_OPERAND_TEMP, m_nOutputTempReg,
+              static_cast<std::uint32_t>(inputReg.mask) << 4,
+              RegisterTypeToOperandType(inputReg.reg.type),
+              static_cast<std::uint32_t>(inputReg.reg.number));
+    if (m_Info.nShaderType == ST_Compute)
+    {
+        WriteComputeStore(stream, false);
+    }
+    else
+    {
+        WriteMove(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister0, ALL_COMPONENTS, DXX_OPERAND_TEMP,
+                  m_nOutputTempReg);
+    }
+}
+
+void CShaderDebuggerShaderDXX::WriteOutputs(OutStream& stream)
+{
+    WriteMove(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister0, ALL_COMPONENTS, DXX_OPERAND_TEMP,
+              m_nOutputTempReg);
+    if (m_bHasTwoDestInstructions)
+    {
+        WriteMove(stream, DXX_OPERAND_OUTPUT, m_nOutputRegister1, ALL_COMPONENTS, DXX_OPERAND_TEMP,
+                  m_nOutputTempReg2);
+    }
+    WriteMove(stream, DXX_OPERAND_OUTPUT, m_nExecMaskOutputRegister, ALL_COMPONENTS,
+              DXX_OPERAND_TEMP, m_nExecMaskTempReg);
+}
+
+void CShaderDebuggerShaderDXX::WriteComputeStore(OutStream& stream, bool bWithFlag)
+{
+    const std::uint32_t nWidth = m_pDebugger != NULL ? m_pDebugger->GetWorkSize0() : 0;
+    const std::uint32_t nHeight = m_pDebugger != NULL ? m_pDebugger->GetWorkSize1() : 0;
+    const std::uint32_t nBlock = nWidth * nHeight * 16;
+    const std::uint32_t a = m_nAddrTempReg;
+    // r[a].x: the thread's index; r[a].y: the byte address of its results.
+    WriteOpcode(stream, OP_IMAD, 9);
+    WriteDest(stream, DXX_OPERAND_TEMP, a, 0x10);
+    WriteSelectSource(stream, OPERAND_THREAD_ID, 0, 1);
+    WriteImmediate1(stream, nWidth);
+    WriteSelectSource(stream, OPERAND_THREAD_ID, 0, 0);
+    WriteOpcode(stream, OP_ISHL, 7);
+    WriteDest(stream, DXX_OPERAND_TEMP, a, 0x20);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 0);
+    WriteImmediate1(stream, 4);
+    WriteOpcode(stream, OP_STORE_RAW, 7);
+    WriteDest(stream, OPERAND_UAV, m_nOutputRegister0, ALL_COMPONENTS);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 1);
+    WriteSwizzleSource(stream, DXX_OPERAND_TEMP, m_nOutputTempReg, IDENTITY_SWIZZLE);
+    if (!bWithFlag)
+    {
+        return;
+    }
+    if (m_bHasTwoDestInstructions)
+    {
+        WriteOpcode(stream, OP_IADD, 7);
+        WriteDest(stream, DXX_OPERAND_TEMP, a, 0x20);
+        WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 1);
+        WriteImmediate1(stream, nBlock);
+        WriteOpcode(stream, OP_STORE_RAW, 7);
+        WriteDest(stream, OPERAND_UAV, m_nOutputRegister0, ALL_COMPONENTS);
+        WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 1);
+        WriteSwizzleSource(stream, DXX_OPERAND_TEMP, m_nOutputTempReg2, IDENTITY_SWIZZLE);
+    }
+    WriteOpcode(stream, OP_IMAD, 9);
+    WriteDest(stream, DXX_OPERAND_TEMP, a, 0x20);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 0);
+    WriteImmediate1(stream, 4);
+    WriteImmediate1(stream, (m_bHasTwoDestInstructions ? 2 : 1) * nBlock);
+    WriteOpcode(stream, OP_STORE_RAW, 7);
+    WriteDest(stream, OPERAND_UAV, m_nOutputRegister0, 0x10);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, a, 1);
+    WriteSelectSource(stream, DXX_OPERAND_TEMP, m_nExecMaskTempReg, 0);
+}
+
+bool CShaderDebuggerShaderDXX::PatchSHDRChunk(const std::uint8_t* pOriginalChunkHeader,
+                                              OutStream& stream,
+                                              const ProgramCounter& nTargetInstruction,
+                                              const Register& targetInputReg)
+{
+    return PatchProgramChunk(pOriginalChunkHeader, stream, nTargetInstruction, targetInputReg,
+                             false);
+}
+
+bool CShaderDebuggerShaderDXX::PatchSHEXChunk(const std::uint8_t* pOriginalChunkHeader,
+                                              OutStream& stream,
+                                              const ProgramCounter& nTargetInstruction,
+                                              const Register& targetInputReg)
+{
+    return PatchProgramChunk(pOriginalChunkHeader, stream, nTargetInstruction, targetInputReg,
+                             true);
+}
+
+bool CShaderDebuggerShaderDXX::PatchProgramChunk(const std::uint8_t* pOriginalChunkHeader,
+                                                 OutStream& stream,
+                                                 const ProgramCounter& nTargetInstruction,
+                                                 const Register& targetInputReg, bool bExtended)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    const bool bInputDump = targetInputReg != g_Reg_NULL;
+    if (pOriginalChunkHeader == NULL ||
+        (!bInputDump && nTargetInstruction.m_nPos >= m_nInstructionCount))
+    {
+        return false;
+    }
+    std::uint32_t dwHeader[4];
+    std::memcpy(dwHeader, pOriginalChunkHeader, sizeof(dwHeader));
+    SDU_Assert(pHost, dwHeader[1] == dwHeader[3] * sizeof(std::uint32_t));
+    if (dwHeader[1] != dwHeader[3] * sizeof(std::uint32_t) || dwHeader[3] <= 2)
+    {
+        return false;
+    }
+    stream.WriteToken(ChunkFourCC(bExtended ? "SHEX" : "SHDR"));
+    stream.WriteToken(0);
+    stream.WriteToken(dwHeader[2]);
+    stream.WriteToken(dwHeader[3]);
+    CInputTokenStream<std::uint32_t> input(
+        this, reinterpret_cast<const std::uint32_t*>(pOriginalChunkHeader + 16), dwHeader[3] - 2);
+    SDU_Assert(pHost, m_FlowControlStack.empty());
+    m_FlowControlStack.clear();
+
+    std::uint32_t nCurrentInstruction = 0;
+    bool bDeclared = false;
+    bool bPatched = true;
+    CShaderDebuggerInstructionDXX instruction(m_pDebugger);
+    while (input.GetTokensRead() < input.GetTokenCount())
+    {
+        if (!instruction.ReadInstruction(input))
+        {
+            bPatched = false;
+            break;
+        }
+        const std::uint32_t nOpCode = instruction.GetOpCode();
+        if (nOpCode == DXX_OPCODE_CUSTOMDATA)
+        {
+            instruction.WriteInstruction(stream);
+            continue;
+        }
+        if (!IsExecutable(nOpCode))
+        {
+            const bool bDropped =
+                (IsOutputDeclaration(nOpCode) && !(bExtended && IsUAVDeclaration(nOpCode))) ||
+                nOpCode == OP_DCL_TEMPS;
+            if (!bDropped)
+            {
+                instruction.WriteInstruction(stream);
+            }
+            continue;
+        }
+        if (!bDeclared)
+        {
+            bDeclared = true;
+            if (bInputDump)
+            {
+                WriteInputDump(stream, targetInputReg);
+                if (m_Info.nShaderType == ST_Vertex)
+                {
+                    CopyPositionWrites(stream, input, instruction, 1, true);
+                }
+                WriteOpcode(stream, OP_RET, 1);
+                break;
+            }
+            WriteDeclarations(stream);
+        }
+        const bool bTarget = nCurrentInstruction == nTargetInstruction.m_nPos;
+        if (IsFlowControl(nOpCode))
+        {
+            PatchFlowControlInstruction(stream, nCurrentInstruction, nTargetInstruction,
+                                        instruction);
+        }
+        else if (bTarget)
+        {
+            SDU_Assert(pHost, GetRegisterOutput(nTargetInstruction) ==
+                                  (instruction.HasDestRegister() ? instruction.GetDestRegister()
+                                                                 : instruction.GetDestRegister2()));
+            WriteTarget(stream, instruction);
+        }
+        else
+        {
+            const RegisterID position(RT_Output, static_cast<int>(m_nPositionRegister), 0, NULL);
+            if (m_Info.nShaderType == ST_Vertex && instruction.WritesRegister(position))
+            {
+                CShaderDebuggerInstructionDXX copy(instruction);
+                if (DuplicatePositionWrite(copy))
+                {
+                    copy.WriteInstruction(stream);
+                }
+            }
+            WriteKeptInstruction(stream, instruction);
+        }
+        if (bTarget)
+        {
+            WriteTempFill(stream, m_nExecMaskTempReg, FLOAT_ONE);
+            if (m_Info.nShaderType == ST_Vertex)
+            {
+                CopyPositionWrites(stream, input, instruction, nCurrentInstruction + 1, false);
+            }
+            else
+            {
+                bPatched =
+                    FinalizeFlowControl(input, stream, nCurrentInstruction + 1, nTargetInstruction);
+            }
+            if (m_Info.nShaderType == ST_Compute)
+            {
+                WriteComputeStore(stream, true);
+            }
+            else
+            {
+                WriteOutputs(stream);
+            }
+            WriteOpcode(stream, OP_RET, 1);
+            break;
+        }
+        ++nCurrentInstruction;
+    }
+    m_FlowControlStack.clear();
+    const std::uint32_t nWritten = static_cast<std::uint32_t>(stream.GetTokensWritten());
+    stream.WriteTokenAt(1, (nWritten - 2) * sizeof(std::uint32_t));
+    stream.WriteTokenAt(3, nWritten - 2);
+    return bPatched && bDeclared;
+}
+
+bool CShaderDebuggerShaderDXX::PatchOSGNChunk()
+{
+    D3D10ShaderObject::SignatureData& signature = m_PatchedShaderObject.GetOutputSignature();
+    const std::uint32_t nStage = m_Info.nShaderType;
+    if (nStage == ST_Compute)
+    {
+        return true;
+    }
+    SDU_Assert(GetHost(), (nStage == ST_Pixel || nStage == ST_Vertex) && "Unsupported shader type");
+    if (nStage != ST_Pixel && nStage != ST_Vertex)
+    {
+        return false;
+    }
+    signature = D3D10ShaderObject::SignatureData();
+    const auto Add = [this](const char* pName, std::uint32_t nIndex, std::uint32_t nSystemValue,
+                            std::uint32_t nRegister)
+    {
+        D3D10ShaderObject::SignatureEntry entry = {};
+        entry.nSemanticIndex = nIndex;
+        entry.nSystemValue = nSystemValue;
+        entry.nComponentType = 3;
+        entry.nRegister = nRegister;
+        entry.nMask = 15;
+        m_PatchedShaderObject.AddOutputSignature(pName, entry);
+    };
+    if (nStage == ST_Pixel)
+    {
+        Add("SV_Target", m_nOutputRegister0, D3D10ShaderObject::SV_TARGET, m_nOutputRegister0);
+        Add("SV_Target", m_nExecMaskOutputRegister, D3D10ShaderObject::SV_TARGET,
+            m_nExecMaskOutputRegister);
+        if (m_bHasTwoDestInstructions)
+        {
+            Add("SV_Target", m_nOutputRegister1, D3D10ShaderObject::SV_TARGET, m_nOutputRegister1);
+        }
+    }
+    else
+    {
+        Add("SV_Position", 0, SV_POSITION, 0);
+        Add("DBG_OUTPUT", 0, 0, m_nOutputRegister0);
+        Add("DBG_EXEC_MASK", 0, 0, m_nExecMaskOutputRegister);
+        Add("DBG_OUTPUT", 1, 0, m_nOutputRegister1);
+    }
+    return m_PatchedShaderObject.RebuildOSGN();
+}
+
+bool CShaderDebuggerShaderDXX::CreatePatchedShader(const ProgramCounter& nTargetInstruction,
+                                                   const Register& targetInputReg)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    SDU_Assert(pHost, nTargetInstruction != g_PC_NULL || targetInputReg != g_Reg_NULL);
+    if ((nTargetInstruction == g_PC_NULL && targetInputReg == g_Reg_NULL) || pHost == NULL ||
+        !IsShaderDebuggable(GetDefaultDebugMode()))
+    {
+        return false;
+    }
+    m_PatchedShaderObject = m_ShaderObject;
+    SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+    SDU_Log(7, "Patching shader to %i\n", static_cast<int>(nTargetInstruction.m_nPos));
+    const std::uint8_t* pChunk = m_ShaderObject.GetShaderChunk();
+    if (pChunk == NULL)
+    {
+        return false;
+    }
+    const bool bExtended = ChunkFourCC("SHEX") == *reinterpret_cast<const std::uint32_t*>(pChunk);
+    OutStream stream(this, m_ShaderObject.GetShaderChunkSize() / sizeof(std::uint32_t));
+    const bool bPatched = bExtended
+                              ? PatchSHEXChunk(pChunk, stream, nTargetInstruction, targetInputReg)
+                              : PatchSHDRChunk(pChunk, stream, nTargetInstruction, targetInputReg);
+    bool bBuilt = bPatched && m_PatchedShaderObject.SetShaderChunk(stream.GetStream());
+    if (bBuilt && m_Info.nShaderType == ST_Compute)
+    {
+        bBuilt = m_PatchedShaderObject.AddBufferBinding(m_nOutputRegister0, "XAN Debug Register") &&
+                 m_PatchedShaderObject.RebuildRDEF();
+    }
+    bBuilt = bBuilt && PatchOSGNChunk();
+    std::unique_ptr<IBlob> pBlob(bBuilt ? m_PatchedShaderObject.CreateBlob(31) : NULL);
+    SDU_Assert(pHost, pBlob != NULL && "pPatchedShaderObject != NULL");
+    if (pBlob == NULL)
+    {
+        SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+        SDU_Log(3, "Shader patching failed.\n");
+        return false;
+    }
+    std::string strText;
+    pHost->DisassembleShader(pBlob->GetData(), pBlob->GetSize(), strText);
+    SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+    SDU_Log(7, "%s", SDU_EscapePercent(strText).c_str());
+    if (!pHost->CreateShader(m_Info.nShaderType, pBlob->GetData(), pBlob->GetSize(),
+                             &m_pPatchedShader) ||
+        m_pPatchedShader == NULL)
+    {
+        SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+        SDU_Log(3, "CreateShader failed.\n");
+        m_pPatchedShader = NULL;
+        return false;
+    }
+    return true;
+}
+
+bool CShaderDebuggerShaderDXX::SwitchShader(const ProgramCounter& pc)
+{
+    if (pc != m_LastPatchTarget || m_pPatchedShader == NULL)
+    {
+        ReleasePatchedShaders();
+        m_LastPatchTarget = pc;
+        CreatePatchedShader(pc, g_Reg_NULL);
+    }
+    return SwitchShaderToPatchedShader();
+}
+
+bool CShaderDebuggerShaderDXX::SwitchShader(const Register& inputReg)
+{
+    ReleasePatchedShaders();
+    m_LastPatchTarget = g_PC_NULL;
+    CreatePatchedShader(g_PC_NULL, inputReg);
+    return SwitchShaderToPatchedShader();
+}
+
+void CShaderDebuggerShaderDXX::ReleasePatchedShaders()
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    for (void** ppShader : {&m_pPatchedShader, &m_pStreamOutShader})
+    {
+        if (*ppShader != NULL && pHost != NULL)
+        {
+            pHost->ReleaseShader(*ppShader);
+        }
+        *ppShader = NULL;
+    }
+}
+
+bool CShaderDebuggerShaderDXX::SwitchShaderToPatchedShader()
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    m_pOriginalShader = NULL;
+    if (m_pPatchedShader == NULL || pHost == NULL)
+    {
+        return false;
+    }
+    const std::uint32_t nStage = m_Info.nShaderType;
+    m_pOriginalShader = pHost->GetShader(nStage);
+    SDU_Assert(pHost, m_pOriginalShader);
+    bool bResult = pHost->SetShader(nStage, m_pPatchedShader, 0);
+    if (nStage == ST_Vertex)
+    {
+        if (m_pStreamOutShader == NULL)
+        {
+            std::unique_ptr<IBlob> pBlob(m_PatchedShaderObject.CreateBlob(31));
+            bResult =
+                bResult && pBlob != NULL &&
+                pHost->CreateShader(4, pBlob->GetData(), pBlob->GetSize(), &m_pStreamOutShader);
+        }
+        m_pOriginalGeometryShader = pHost->GetShader(ST_Geometry);
+        bResult = pHost->SetShader(ST_Geometry, m_pStreamOutShader, 0) && bResult;
+        if (m_bUnbindPixelStage)
+        {
+            m_pOriginalPixelShader = pHost->GetShader(ST_Pixel);
+            bResult = pHost->SetShader(ST_Pixel, NULL, 0) && bResult;
+        }
+    }
+    return bResult;
+}
+
+bool CShaderDebuggerShaderDXX::RestoreShader(bool bDiscard)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    const std::pair<std::uint32_t, void**> saved[] = {{m_Info.nShaderType, &m_pOriginalShader},
+                                                      {ST_Geometry, &m_pOriginalGeometryShader},
+                                                      {ST_Pixel, &m_pOriginalPixelShader}};
+    bool bResult = true;
+    for (const std::pair<std::uint32_t, void**>& entry : saved)
+    {
+        if (*entry.second != NULL && pHost != NULL)
+        {
+            bResult = pHost->SetShader(entry.first, *entry.second, 0) && bResult;
+            pHost->ReleaseShader(*entry.second);
+        }
+        *entry.second = NULL;
+    }
+    if (bDiscard)
+    {
+        ReleasePatchedShaders();
+        m_LastPatchTarget = g_PC_NULL;
+    }
+    return bResult;
 }
 } // namespace XAN_ShaderDebugger

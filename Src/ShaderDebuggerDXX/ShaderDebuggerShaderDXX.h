@@ -69,6 +69,29 @@ public:
     // The innermost construct of an instruction; null outside every construct.
     CDXX_FCConstruct* GetConstruct(std::uint32_t nInstruction) const;
 
+    // Builds the shader that stops at a position, or that dumps an input register, and creates
+    // it on the device. One of the two must be given.
+    bool CreatePatchedShader(const ProgramCounter& nTargetInstruction,
+                             const Register& targetInputReg);
+    bool PatchSHDRChunk(const std::uint8_t* pOriginalChunkHeader,
+                        COutputTokenStream<std::uint32_t>& stream,
+                        const ProgramCounter& nTargetInstruction, const Register& targetInputReg);
+    bool PatchSHEXChunk(const std::uint8_t* pOriginalChunkHeader,
+                        COutputTokenStream<std::uint32_t>& stream,
+                        const ProgramCounter& nTargetInstruction, const Register& targetInputReg);
+    bool PatchOSGNChunk();
+    // Binds the patched shader of a position (kept while the position doesn't change), or a new
+    // input dump, in place of the application's shader.
+    virtual bool SwitchShader(const ProgramCounter& pc);
+    virtual bool SwitchShader(const Register& inputReg);
+    bool SwitchShaderToPatchedShader();
+    // Binds the application's shaders again; bDiscard also drops the patched ones.
+    virtual bool RestoreShader(bool bDiscard);
+    const D3D10ShaderObject::CShaderObject& GetPatchedShaderObject() const
+    {
+        return m_PatchedShaderObject;
+    }
+
 protected:
     // Resets the analysis and reads the container, SDBG data included; false without a shader
     // or for a container that doesn't load.
@@ -111,6 +134,53 @@ protected:
     D3D10ShaderObject::CShaderObject m_ShaderObject;
     D3D10ShaderObject::CShaderObject m_PatchedShaderObject;
     CShaderDebuggerDXX_HLSLInstrumentation m_HLSL;
+
+    bool PatchProgramChunk(const std::uint8_t* pOriginalChunkHeader,
+                           COutputTokenStream<std::uint32_t>& stream,
+                           const ProgramCounter& nTargetInstruction, const Register& targetInputReg,
+                           bool bExtended);
+    bool PatchFlowControlInstruction(COutputTokenStream<std::uint32_t>& stream,
+                                     std::uint32_t nCurrentInstruction,
+                                     const ProgramCounter& nTargetInstruction,
+                                     const CShaderDebuggerInstructionDXX& instruction);
+    bool FinalizeFlowControl(CInputTokenStream<std::uint32_t>& input,
+                             COutputTokenStream<std::uint32_t>& stream,
+                             std::uint32_t nCurrentInstruction, const ProgramCounter& nTarget);
+    void WriteDeclarations(COutputTokenStream<std::uint32_t>& stream);
+    void WriteInputDump(COutputTokenStream<std::uint32_t>& stream, const Register& inputReg);
+    void WriteOutputs(COutputTokenStream<std::uint32_t>& stream);
+    void WriteComputeStore(COutputTokenStream<std::uint32_t>& stream, bool bWithFlag);
+    void CopyPositionWrites(COutputTokenStream<std::uint32_t>& stream,
+                            CInputTokenStream<std::uint32_t>& input,
+                            const CShaderDebuggerInstructionDXX& instruction,
+                            std::uint32_t nNextInstruction, bool bWithInstruction);
+    bool DuplicatePositionWrite(CShaderDebuggerInstructionDXX& instruction) const;
+    // Redirects output destinations to their temps; true if one was.
+    bool ReplaceOutputs(CShaderDebuggerInstructionDXX& instruction) const;
+    // Writes an instruction behind the target's way, with outputs redirected; one without a
+    // working destination (a store, an atomic, sync) is left out.
+    void WriteKeptInstruction(COutputTokenStream<std::uint32_t>& stream,
+                              CShaderDebuggerInstructionDXX& instruction);
+    void WriteTarget(COutputTokenStream<std::uint32_t>& stream,
+                     const CShaderDebuggerInstructionDXX& instruction);
+    // The counter's decrement of a loop that holds the target, in front of its continue.
+    void WriteContinueDecrement(COutputTokenStream<std::uint32_t>& stream,
+                                std::uint32_t nCurrentInstruction,
+                                const ProgramCounter& nTargetInstruction,
+                                const CShaderDebuggerInstructionDXX& instruction);
+    void ReleasePatchedShaders();
+    CDXX_Loop* GetLoopHoldingTarget(std::uint32_t nInstruction,
+                                    const ProgramCounter& nTargetInstruction) const;
+
+    std::vector<std::uint32_t> m_FlowControlStack;
+    ProgramCounter m_LastPatchTarget;
+    void* m_pOriginalShader;
+    void* m_pOriginalGeometryShader;
+    void* m_pOriginalPixelShader;
+    void* m_pPatchedShader;
+    void* m_pStreamOutShader;
+    // DX10 leaves no pixel shader bound while a vertex shader's results stream out.
+    bool m_bUnbindPixelStage;
 
 private:
     // Reads one declaration; false refuses the shader.

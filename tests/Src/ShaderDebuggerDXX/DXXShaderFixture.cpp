@@ -91,6 +91,57 @@ bool CDXXTestHost::DisassembleShader(const void* pData, size_t nSize, std::strin
     return bDisassembled;
 }
 
+bool CDXXTestHost::CreateShader(uint32_t nShaderType, const void* pData, size_t nSize,
+                                void** pExtra)
+{
+    const std::uint8_t* pBytes = static_cast<const std::uint8_t*>(pData);
+    m_vShaders.emplace_back(new Shader{nShaderType, {pBytes, pBytes + nSize}, 1});
+    *pExtra = m_vShaders.back().get();
+    ++m_nCreated;
+    return true;
+}
+
+bool CDXXTestHost::SetShader(uint32_t nShaderType, const void* pData, size_t)
+{
+    Shader* pShader = static_cast<Shader*>(const_cast<void*>(pData));
+    if (pShader != nullptr)
+    {
+        ++pShader->nReferences;
+    }
+    if (m_Bound[nShaderType] != nullptr)
+    {
+        ReleaseShader(m_Bound[nShaderType]);
+    }
+    m_Bound[nShaderType] = pShader;
+    return true;
+}
+
+void* CDXXTestHost::GetShader(uint32_t nShaderType)
+{
+    Shader* pShader = m_Bound[nShaderType];
+    if (pShader != nullptr)
+    {
+        ++pShader->nReferences;
+    }
+    return pShader;
+}
+
+void CDXXTestHost::ReleaseShader(void* pShader)
+{
+    for (size_t i = 0; i < m_vShaders.size(); ++i)
+    {
+        if (m_vShaders[i].get() == pShader)
+        {
+            if (--m_vShaders[i]->nReferences == 0)
+            {
+                m_vShaders.erase(m_vShaders.begin() + static_cast<std::ptrdiff_t>(i));
+            }
+            return;
+        }
+    }
+    m_bMisused = true;
+}
+
 bool CDXXTestHost::HasLogged(uint32_t nLevel, const std::string& strText) const
 {
     for (const std::pair<uint32_t, std::string>& line : m_vLevels)
