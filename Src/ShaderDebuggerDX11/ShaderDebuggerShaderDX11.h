@@ -15,6 +15,14 @@ public:
     bool AnalyzeShader() override;
     virtual bool AnalyzeSHEXChunk(const std::uint8_t* pChunk);
 
+    // A copy that counts every executed instruction in a UAV of its own, up to the shader's end.
+    bool CreateProfilePatchedShader(std::uint32_t* pCounters);
+    bool PatchSHEXChunkForProfiling(const std::uint8_t* pOriginalChunkHeader,
+                                    COutputTokenStream<std::uint32_t>& stream,
+                                    std::uint32_t* pCounters);
+    // Builds the counting shader and binds it in place of the application's.
+    bool AttachProfilePatchedShader(std::uint32_t* pCounters);
+
     bool CanProfile() const { return m_bCanProfile; }
     std::uint32_t GetProfileUAV() const { return m_nProfileUAV; }
 

@@ -692,8 +692,10 @@ std::uint32_t ChunkFourCC(const char* pName)
     return nFourCC;
 }
 
-void WriteOpcode(OutStream& stream, std::uint32_t nOpCode, std::uint32_t nLength,
-                 bool bTestNonZero = false, std::uint32_t nExtra = 0)
+} // namespace
+
+void WriteOpcode(OutStream& stream, std::uint32_t nOpCode, std::uint32_t nLength, bool bTestNonZero,
+                 std::uint32_t nExtra)
 {
     stream.WriteToken(nOpCode | (bTestNonZero ? 1u << 18 : 0u) | (nExtra & 0x7800) |
                       (nLength << 24));
@@ -707,6 +709,8 @@ void WriteDest(OutStream& stream, std::uint32_t nOperandType, std::uint32_t nNum
     stream.WriteToken(nNumber);
 }
 
+namespace
+{
 void WriteSelectSource(OutStream& stream, std::uint32_t nOperandType, std::uint32_t nNumber,
                        std::uint32_t nComponent)
 {
@@ -721,11 +725,16 @@ void WriteSwizzleSource(OutStream& stream, std::uint32_t nOperandType, std::uint
     stream.WriteToken(nNumber);
 }
 
+} // namespace
+
 void WriteImmediate1(OutStream& stream, std::uint32_t nValue)
 {
     stream.WriteToken(0x4001);
     stream.WriteToken(nValue);
 }
+
+namespace
+{
 
 void WriteImmediate4(OutStream& stream, std::uint32_t nValue)
 {
@@ -1296,19 +1305,14 @@ bool CShaderDebuggerShaderDXX::PatchProgramChunk(const std::uint8_t* pOriginalCh
     {
         return false;
     }
-    std::uint32_t dwHeader[4];
-    std::memcpy(dwHeader, pOriginalChunkHeader, sizeof(dwHeader));
-    SDU_Assert(pHost, dwHeader[1] == dwHeader[3] * sizeof(std::uint32_t));
-    if (dwHeader[1] != dwHeader[3] * sizeof(std::uint32_t) || dwHeader[3] <= 2)
+    std::uint32_t nTokens = 0;
+    const std::uint32_t* pTokens =
+        WriteProgramHeader(pOriginalChunkHeader, stream, bExtended, nTokens);
+    if (pTokens == NULL)
     {
         return false;
     }
-    stream.WriteToken(ChunkFourCC(bExtended ? "SHEX" : "SHDR"));
-    stream.WriteToken(0);
-    stream.WriteToken(dwHeader[2]);
-    stream.WriteToken(dwHeader[3]);
-    CInputTokenStream<std::uint32_t> input(
-        this, reinterpret_cast<const std::uint32_t*>(pOriginalChunkHeader + 16), dwHeader[3] - 2);
+    CInputTokenStream<std::uint32_t> input(this, pTokens, nTokens);
     SDU_Assert(pHost, m_FlowControlStack.empty());
     m_FlowControlStack.clear();
 
@@ -1407,10 +1411,35 @@ bool CShaderDebuggerShaderDXX::PatchProgramChunk(const std::uint8_t* pOriginalCh
         ++nCurrentInstruction;
     }
     m_FlowControlStack.clear();
+    FinishProgramChunk(stream);
+    return bPatched && bDeclared;
+}
+
+const std::uint32_t*
+CShaderDebuggerShaderDXX::WriteProgramHeader(const std::uint8_t* pOriginalChunkHeader,
+                                             OutStream& stream, bool bExtended,
+                                             std::uint32_t& nTokens)
+{
+    std::uint32_t dwHeader[4];
+    std::memcpy(dwHeader, pOriginalChunkHeader, sizeof(dwHeader));
+    SDU_Assert(GetHost(), dwHeader[1] == dwHeader[3] * sizeof(std::uint32_t));
+    if (dwHeader[1] != dwHeader[3] * sizeof(std::uint32_t) || dwHeader[3] <= 2)
+    {
+        return NULL;
+    }
+    stream.WriteToken(ChunkFourCC(bExtended ? "SHEX" : "SHDR"));
+    stream.WriteToken(0);
+    stream.WriteToken(dwHeader[2]);
+    stream.WriteToken(dwHeader[3]);
+    nTokens = dwHeader[3] - 2;
+    return reinterpret_cast<const std::uint32_t*>(pOriginalChunkHeader + 16);
+}
+
+void CShaderDebuggerShaderDXX::FinishProgramChunk(OutStream& stream)
+{
     const std::uint32_t nWritten = static_cast<std::uint32_t>(stream.GetTokensWritten());
     stream.WriteTokenAt(1, (nWritten - 2) * sizeof(std::uint32_t));
     stream.WriteTokenAt(3, nWritten - 2);
-    return bPatched && bDeclared;
 }
 
 bool CShaderDebuggerShaderDXX::PatchOSGNChunk()

@@ -20,6 +20,14 @@ namespace XAN_ShaderDebugger
 const std::uint32_t TEMPS_NEEDED = 3;
 const std::uint32_t D3D10_COMMONSHADER_TEMP_REGISTER_COUNT = 4096;
 
+// Token writers of patched programs: an opcode token with the test bit in bit 18 and the length
+// in bits 24 to 30; a destination of one index dimension; an immediate of one value.
+void WriteOpcode(COutputTokenStream<std::uint32_t>& stream, std::uint32_t nOpCode,
+                 std::uint32_t nLength, bool bTestNonZero = false, std::uint32_t nExtra = 0);
+void WriteDest(COutputTokenStream<std::uint32_t>& stream, std::uint32_t nOperandType,
+               std::uint32_t nNumber, std::uint32_t maskBits);
+void WriteImmediate1(COutputTokenStream<std::uint32_t>& stream, std::uint32_t nValue);
+
 // The shader object of the DX10 and DX11 debuggers. The analysis reads the tokenized program
 // once: the stage, the declared inputs and outputs, the executable instructions with their
 // destinations, the tree of flow constructs, and the temps that a patched shader adds behind the
@@ -139,6 +147,13 @@ protected:
                            COutputTokenStream<std::uint32_t>& stream,
                            const ProgramCounter& nTargetInstruction, const Register& targetInputReg,
                            bool bExtended);
+    // Writes the chunk's type, size 0, the version and the length; the program's tokens behind
+    // the two header words, null when the sizes disagree.
+    const std::uint32_t* WriteProgramHeader(const std::uint8_t* pOriginalChunkHeader,
+                                            COutputTokenStream<std::uint32_t>& stream,
+                                            bool bExtended, std::uint32_t& nTokens);
+    // Sets the chunk's size and the program's length from what was written.
+    void FinishProgramChunk(COutputTokenStream<std::uint32_t>& stream);
     bool PatchFlowControlInstruction(COutputTokenStream<std::uint32_t>& stream,
                                      std::uint32_t nCurrentInstruction,
                                      const ProgramCounter& nTargetInstruction,

@@ -97,6 +97,28 @@ std::string Describe(const std::vector<std::uint8_t>& vContainer)
     return out.str();
 }
 
+// A patched container has a valid hash, matches its golden and passes vkd3d.
+void CheckPatched(const std::vector<std::uint8_t>& vPatched, const std::string& strName)
+{
+    std::vector<std::uint8_t> vRehashed = vPatched;
+    XAN_Platform::CDXBCContainerWriter::WriteHash(vRehashed);
+    EXPECT_EQ(vRehashed, vPatched) << "the container's hash";
+
+    const std::string strDescription = Describe(vPatched);
+    const std::string strGolden = std::string(XAN_TEST_DATA_DIR) + "/patched/" + strName + ".txt";
+    if (std::getenv("XAN_UPDATE_GOLDEN") != NULL)
+    {
+        std::ofstream(strGolden) << strDescription;
+    }
+    EXPECT_EQ(ReadFile(strGolden), strDescription);
+
+    if (Vkd3dMissingTools().empty())
+    {
+        std::string strOutput;
+        EXPECT_TRUE(Vkd3dCheck(vPatched, strOutput)) << strOutput;
+    }
+}
+
 class DXXPatchTest : public ::testing::TestWithParam<PatchCase>
 {
 };
@@ -118,29 +140,46 @@ TEST_P(DXXPatchTest, MatchesGolden)
     ASSERT_EQ(1u, host.m_vShaders.size());
     const std::vector<std::uint8_t> vPatched = host.m_vShaders.back()->vBytes;
 
-    std::vector<std::uint8_t> vRehashed = vPatched;
-    XAN_Platform::CDXBCContainerWriter::WriteHash(vRehashed);
-    EXPECT_EQ(vRehashed, vPatched) << "the container's hash";
-
-    const std::string strDescription = Describe(vPatched);
-    const std::string strGolden = std::string(XAN_TEST_DATA_DIR) + "/patched/" + c.pName + ".txt";
-    if (std::getenv("XAN_UPDATE_GOLDEN") != NULL)
-    {
-        std::ofstream(strGolden) << strDescription;
-    }
-    EXPECT_EQ(ReadFile(strGolden), strDescription);
-
-    const std::string strMissing = Vkd3dMissingTools();
-    if (strMissing.empty())
-    {
-        std::string strOutput;
-        EXPECT_TRUE(Vkd3dCheck(vPatched, strOutput)) << strOutput;
-    }
+    CheckPatched(vPatched, c.pName);
 }
 
 INSTANTIATE_TEST_SUITE_P(Goldens, DXXPatchTest, ::testing::ValuesIn(s_Cases),
                          [](const ::testing::TestParamInfo<PatchCase>& info)
                          { return std::string(info.param.pName); });
+
+// A counter behind every instruction up to the shader's end, in a UAV slot of its own; the
+// application's shader comes back after the run.
+TEST(DXXProfileTest, CountersUpToTheEnd)
+{
+    const struct
+    {
+        const char* pName;
+        const char* pFile;
+        std::uint32_t nProfileUAV;
+    } table[] = {{"cs_profile", "cs_twodest.dxx", 1}, {"ps_profile", "ps_twodest.dxx", 2}};
+    for (const auto& c : table)
+    {
+        SCOPED_TRACE(c.pName);
+        CDXXTestHost host;
+        const std::vector<std::uint8_t> vContainer = BuildDXXContainer(ReadDXXFixture(c.pFile));
+        CDX11TestShader shader(host.AttachDebugger(), vContainer);
+        ASSERT_TRUE(shader.CanProfile());
+        EXPECT_EQ(c.nProfileUAV, shader.GetProfileUAV());
+        void* pApplication = NULL;
+        host.CreateShader(shader.GetShaderType(), vContainer.data(), vContainer.size(),
+                          &pApplication);
+        host.SetShader(shader.GetShaderType(), pApplication, 0);
+        host.ReleaseShader(pApplication);
+        std::uint32_t nCounters = 0;
+        ASSERT_TRUE(shader.AttachProfilePatchedShader(&nCounters));
+        // Every instruction but the final ret.
+        EXPECT_EQ(shader.GetInstructionCount() - 1, nCounters);
+        CheckPatched(host.m_Bound[shader.GetShaderType()]->vBytes, c.pName);
+        EXPECT_TRUE(shader.RestoreShader(true));
+        EXPECT_EQ(pApplication, host.m_Bound[shader.GetShaderType()]);
+        EXPECT_EQ(1u, host.m_vShaders.size());
+    }
+}
 
 // The application's shader is bound again after each switch, every reference that GetShader
 // gave is released once, and a second switch to one position creates nothing.
