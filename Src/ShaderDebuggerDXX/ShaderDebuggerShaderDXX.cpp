@@ -590,6 +590,49 @@ Register CShaderDebuggerShaderDXX::GetRegisterOutput2(const ProgramCounter& pc) 
     return it != m_RegisterOutput2.end() ? it->second : g_Reg_NULL;
 }
 
+std::uint32_t CShaderDebuggerShaderDXX::GetRegisterDataType(std::uint32_t nInstruction,
+                                                            const Register& reg) const
+{
+    if (nInstruction >= m_Instructions.size())
+    {
+        return 0;
+    }
+    const CShaderDebuggerInstructionDXX& instruction = m_Instructions[nInstruction];
+    const std::uint32_t nDataType =
+        CShaderDebuggerInstructionDXX::GetDataType(instruction.GetTokens()[0]);
+    if (nDataType != 2)
+    {
+        return nDataType;
+    }
+    std::uint32_t nSlot = static_cast<std::uint32_t>(reg.reg.number);
+    for (std::uint32_t n = 0; n < instruction.GetSrcRegCount(); ++n)
+    {
+        Register src;
+        if (instruction.GetSrcRegister(n, src) && src.reg.type == RT_Resource)
+        {
+            nSlot = static_cast<std::uint32_t>(src.reg.number);
+            break;
+        }
+    }
+    return ReturnTypeToDataType(m_ShaderObject.GetTextureReturnType(nSlot));
+}
+
+std::uint32_t CShaderDebuggerShaderDXX::GetRegisterDataType(const Register& reg) const
+{
+    return GetRegisterDataType(m_nCurrentInstruction.m_nPos, reg);
+}
+
+Register CShaderDebuggerShaderDXX::GetSrcRegister(std::uint32_t nInstruction, std::uint32_t n) const
+{
+    return nInstruction < m_Instructions.size() ? m_Instructions[nInstruction].GetSrcRegister(n)
+                                                : g_Reg_NULL;
+}
+
+Register CShaderDebuggerShaderDXX::GetSrcRegister(std::uint32_t n) const
+{
+    return GetSrcRegister(m_nCurrentInstruction.m_nPos, n);
+}
+
 bool CShaderDebuggerShaderDXX::GetShaderText(std::string& strText, unsigned int nType)
 {
     strText.clear();

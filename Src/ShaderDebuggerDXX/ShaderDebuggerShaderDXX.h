@@ -52,6 +52,12 @@ public:
     // The destinations of the instruction at a position; g_Reg_NULL without one.
     Register GetRegisterOutput(const ProgramCounter& pc) const;
     Register GetRegisterOutput2(const ProgramCounter& pc) const;
+    // The data type of an instruction's result; a type that comes from the texture (2) is
+    // resolved through the return type of the resource that the instruction reads.
+    std::uint32_t GetRegisterDataType(std::uint32_t nInstruction, const Register& reg) const;
+    std::uint32_t GetRegisterDataType(const Register& reg) const;
+    Register GetSrcRegister(std::uint32_t nInstruction, std::uint32_t n) const;
+    Register GetSrcRegister(std::uint32_t n) const;
     bool HasTwoDestInstructions() const { return m_bHasTwoDestInstructions; }
 
     std::uint32_t GetInstructionCount() const { return m_nInstructionCount; }
