@@ -2,8 +2,6 @@
 
 #include "ShaderDebuggerHost.h"
 
-#include <memory>
-
 namespace XAN_ShaderDebugger
 {
 CShaderDebuggerShaderDX11::CShaderDebuggerShaderDX11(CShaderDebuggerBase* pDebugger,
@@ -130,26 +128,7 @@ bool CShaderDebuggerShaderDX11::CreateProfilePatchedShader(std::uint32_t* pCount
         m_PatchedShaderObject.SetShaderChunk(stream.GetStream()) &&
         m_PatchedShaderObject.AddBufferBinding(m_nProfileUAV, "XAN Profiling Register") &&
         m_PatchedShaderObject.RebuildRDEF();
-    std::unique_ptr<IBlob> pBlob(bPatched ? m_PatchedShaderObject.CreateBlob(31) : NULL);
-    SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
-    if (pBlob == NULL)
-    {
-        SDU_Log(3, "Shader patching failed.\n");
-        return false;
-    }
-    std::string strText;
-    pHost->DisassembleShader(pBlob->GetData(), pBlob->GetSize(), strText);
-    SDU_Log(7, "%s", SDU_EscapePercent(strText).c_str());
-    if (!pHost->CreateShader(m_Info.nShaderType, pBlob->GetData(), pBlob->GetSize(),
-                             &m_pPatchedShader) ||
-        m_pPatchedShader == NULL)
-    {
-        SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
-        SDU_Log(3, "CreateShader failed.\n");
-        m_pPatchedShader = NULL;
-        return false;
-    }
-    return true;
+    return CreatePatchedDeviceShader(bPatched);
 }
 
 bool CShaderDebuggerShaderDX11::AttachProfilePatchedShader(std::uint32_t* pCounters)

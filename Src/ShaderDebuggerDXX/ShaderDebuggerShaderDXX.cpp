@@ -1559,12 +1559,17 @@ bool CShaderDebuggerShaderDXX::CreatePatchedShader(const ProgramCounter& nTarget
         bBuilt = m_PatchedShaderObject.AddBufferBinding(m_nOutputRegister0, "XAN Debug Register") &&
                  m_PatchedShaderObject.RebuildRDEF();
     }
-    bBuilt = bBuilt && PatchOSGNChunk();
-    std::unique_ptr<IBlob> pBlob(bBuilt ? m_PatchedShaderObject.CreateBlob(31) : NULL);
+    return CreatePatchedDeviceShader(bBuilt && PatchOSGNChunk());
+}
+
+bool CShaderDebuggerShaderDXX::CreatePatchedDeviceShader(bool bPatched)
+{
+    CShaderDebuggerHost* pHost = GetHost();
+    std::unique_ptr<IBlob> pBlob(bPatched ? m_PatchedShaderObject.CreateBlob(31) : NULL);
     SDU_Assert(pHost, pBlob != NULL && "pPatchedShaderObject != NULL");
-    if (pBlob == NULL)
+    SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
+    if (pBlob == NULL || pHost == NULL)
     {
-        SDU_SetContext(pHost, false, "", __FILE__, __LINE__, __func__);
         SDU_Log(3, "Shader patching failed.\n");
         return false;
     }

@@ -190,6 +190,9 @@ protected:
                                 const ProgramCounter& nTargetInstruction,
                                 const CShaderDebuggerInstructionDXX& instruction);
     void ReleasePatchedShaders();
+    // Makes the container of m_PatchedShaderObject if patching succeeded, logs its text and
+    // creates it on the device as m_pPatchedShader.
+    bool CreatePatchedDeviceShader(bool bPatched);
     CDXX_Loop* GetLoopHoldingTarget(std::uint32_t nInstruction,
                                     const ProgramCounter& nTargetInstruction) const;
 

@@ -4,9 +4,8 @@
 
 #include "CDXBCContainerWriter.h"
 #include "CTpfAssembler.h"
-#include "ShaderDebuggerDX10/ShaderDebuggerShaderDX10.h"
-#include "ShaderDebuggerDX11/ShaderDebuggerShaderDX11.h"
 #include "ShaderDebuggerHost.h"
+#include "Src/ShaderDebuggerDXX/DXXAnalysedShader.h"
 #include "support/TestDebugger.h"
 
 #include <cstddef>
@@ -47,24 +46,6 @@ public:
 
 private:
     int m_nHandle = 0;
-};
-
-template <class TShader> class CFuzzShader : public TShader
-{
-public:
-    CFuzzShader(CShaderDebuggerBase* pDebugger, const std::vector<uint8_t>& vContainer)
-        : TShader(pDebugger, vContainer.data(), vContainer.size())
-    {
-    }
-    bool Step() override { return false; }
-    bool Back() override { return false; }
-    bool Run() override { return false; }
-    bool RunBack() override { return false; }
-    bool Execute(bool) override { return false; }
-    bool Draw() override { return false; }
-    unsigned int GetCurrentLine() override { return 0; }
-    unsigned int GetNextLine() override { return 0; }
-    unsigned int GetPreviousLine() override { return 0; }
 };
 
 std::vector<std::vector<uint8_t>>& Seeds()
@@ -127,7 +108,7 @@ void Exercise(const std::vector<uint8_t>& vContainer, const uint8_t* pTargets, s
     host.RegisterDebugger(pDebugger);
     const uint32_t workSize[5] = {2, 8, 4, 1, 1};
     pDebugger->StartDebugging(NULL, 0, NULL, workSize, 0);
-    CFuzzShader<TShader> shader(pDebugger, vContainer);
+    XAN_Test::CAnalysedShader<TShader> shader(pDebugger, vContainer);
     ShaderInfo info;
     shader.GetShaderInfo(&info);
     if ((info.nDebuggableModes & 1) == 0 || shader.GetInstructionCount() == 0)

@@ -4,8 +4,7 @@
 // The shaders of tests/corpus/graphics/dxx as containers, and a host that disassembles them
 // and keeps every log line with its level, for the DX10 and DX11 shader objects.
 
-#include "ShaderDebuggerDX10/ShaderDebuggerShaderDX10.h"
-#include "ShaderDebuggerDX11/ShaderDebuggerShaderDX11.h"
+#include "DXXAnalysedShader.h"
 #include "Src/ShaderDebuggerTestDoubles.h"
 
 #include <cstdint>
@@ -61,29 +60,6 @@ public:
     std::string m_strPreamble;
 };
 
-// The shader classes with stepping left out, which the debugger's stepping adds.
-template <class TShader> class CAnalysedShader : public TShader
-{
-public:
-    CAnalysedShader(XAN_ShaderDebugger::CShaderDebuggerBase* pDebugger,
-                    const std::vector<std::uint8_t>& vContainer)
-        : TShader(pDebugger, vContainer.data(), vContainer.size())
-    {
-    }
-
-    bool Step() override { return false; }
-    bool Back() override { return false; }
-    bool Run() override { return false; }
-    bool RunBack() override { return false; }
-    bool Execute(bool) override { return false; }
-    bool Draw() override { return false; }
-    unsigned int GetCurrentLine() override { return 0; }
-    unsigned int GetNextLine() override { return 0; }
-    unsigned int GetPreviousLine() override { return 0; }
-};
-
-typedef CAnalysedShader<XAN_ShaderDebugger::CShaderDebuggerShaderDX10> CDX10TestShader;
-typedef CAnalysedShader<XAN_ShaderDebugger::CShaderDebuggerShaderDX11> CDX11TestShader;
 } // namespace XAN_Test
 
 #endif
