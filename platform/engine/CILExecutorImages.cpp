@@ -17,8 +17,12 @@ uint8_t* CILExecutor::FindImage(uint32_t nId, bool bUAV, SImageView& view)
             continue;
         }
         view = binding.layout;
+        // Up to the last texel, so that pitches of unused dimensions don't matter.
         const uint64_t nBytes =
-            uint64_t(view.nSlicePitch) * (view.nDimensions == 3 ? view.vExtent[2] : 1);
+            uint64_t(view.nSlicePitch) * (view.vExtent[2] - 1) +
+            uint64_t(view.nRowPitch) * (view.vExtent[1] - 1) +
+            uint64_t(view.vExtent[0]) *
+                CImageSampler::GetElementSize(view.nChannelOrder, view.nChannelType);
         uint8_t* pData =
             nBytes <= UINT32_MAX ? TranslateGlobal(binding.nAddress, uint32_t(nBytes)) : nullptr;
         view.pData = pData;
