@@ -11,6 +11,49 @@ using namespace XAN_Test;
 
 namespace
 {
+// The blur of image.cl over an RGBA float image on a platform's first device, clamping to the
+// edge; empty when something fails.
+std::vector<float> BlurOn(cl_platform_id platform, const std::vector<float>& vSource, size_t nWidth,
+                          size_t nHeight)
+{
+    cl_device_id device = FirstDevice(platform, CL_DEVICE_TYPE_ALL);
+    cl_int nError = CL_SUCCESS;
+    cl_context context = clCreateContext(nullptr, 1, &device, nullptr, nullptr, &nError);
+    cl_command_queue queue = clCreateCommandQueue(context, device, 0, &nError);
+    const std::string strSource = ReadFile(std::string(XAN_CLC_CORPUS_DIR) + "/image.cl");
+    const char* pText = strSource.c_str();
+    cl_program program = clCreateProgramWithSource(context, 1, &pText, nullptr, &nError);
+    clBuildProgram(program, 1, &device, nullptr, nullptr, nullptr);
+    cl_kernel kernel = clCreateKernel(program, "blur", &nError);
+    const cl_image_format format = {CL_RGBA, CL_FLOAT};
+    cl_mem source =
+        clCreateImage2D(context, CL_MEM_READ_ONLY | CL_MEM_COPY_HOST_PTR, &format, nWidth, nHeight,
+                        0, const_cast<float*>(vSource.data()), &nError);
+    cl_mem target =
+        clCreateImage2D(context, CL_MEM_WRITE_ONLY, &format, nWidth, nHeight, 0, nullptr, &nError);
+    cl_sampler sampler =
+        clCreateSampler(context, CL_FALSE, CL_ADDRESS_CLAMP_TO_EDGE, CL_FILTER_NEAREST, &nError);
+    clSetKernelArg(kernel, 0, sizeof(cl_mem), &source);
+    clSetKernelArg(kernel, 1, sizeof(cl_mem), &target);
+    clSetKernelArg(kernel, 2, sizeof(cl_sampler), &sampler);
+    const size_t vGlobal[2] = {nWidth, nHeight};
+    std::vector<float> vOut(vSource.size());
+    const size_t vOrigin[3] = {0, 0, 0};
+    const size_t vRegion[3] = {nWidth, nHeight, 1};
+    const bool bOk = clEnqueueNDRangeKernel(queue, kernel, 2, nullptr, vGlobal, nullptr, 0, nullptr,
+                                            nullptr) == CL_SUCCESS &&
+                     clEnqueueReadImage(queue, target, CL_TRUE, vOrigin, vRegion, 0, 0, vOut.data(),
+                                        0, nullptr, nullptr) == CL_SUCCESS;
+    clReleaseSampler(sampler);
+    clReleaseMemObject(target);
+    clReleaseMemObject(source);
+    clReleaseKernel(kernel);
+    clReleaseProgram(program);
+    clReleaseCommandQueue(queue);
+    clReleaseContext(context);
+    return bOk ? vOut : std::vector<float>();
+}
+
 class CLCImageTest : public CLFixture
 {
 protected:
@@ -102,6 +145,29 @@ TEST_F(CLCImageTest, BoxBlurClampsToTheEdge)
         }
     }
     clReleaseSampler(sampler);
+}
+
+TEST(CLCImageCompareTest, BlurAgreesWithPocl)
+{
+    cl_platform_id pocl = PoclPlatform();
+    if (pocl == nullptr)
+    {
+        GTEST_SKIP() << "PoCL isn't installed";
+    }
+    const size_t W = 9, H = 4;
+    std::vector<float> vSource(W * H * 4);
+    for (size_t i = 0; i < vSource.size(); ++i)
+    {
+        vSource[i] = float((i * 53) % 97) / 16.0f - 2.0f;
+    }
+    const std::vector<float> vHere = BlurOn(NordvanePlatform(), vSource, W, H);
+    const std::vector<float> vThere = BlurOn(pocl, vSource, W, H);
+    ASSERT_EQ(vSource.size(), vHere.size());
+    ASSERT_EQ(vSource.size(), vThere.size());
+    for (size_t i = 0; i < vHere.size(); ++i)
+    {
+        EXPECT_NEAR(vThere[i], vHere[i], 1e-5f * (1.0f + std::fabs(vThere[i]))) << i;
+    }
 }
 
 TEST_F(CLCImageTest, RotationReadsIntegersAndTheImageQueries)
