@@ -1536,6 +1536,11 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
             }
             Refuse(pParameter, "unsupported argument type");
         };
+        if (IsImageArgument(type))
+        {
+            metadata << ImageMetadata(pParameter, nOffset);
+            continue;
+        }
         if (type->isPointerType())
         {
             const clang::QualType pointee = type->getPointeeType();
@@ -1561,6 +1566,7 @@ std::string CILGenerator::KernelMetadata(const SFunction& function, uint32_t& nC
                  << ":1:" << nOffset << "\n";
         nOffset += uint32_t((std::max<uint64_t>(4, nItem) * nCount + 15) / 16 * 16);
     }
+    metadata << SamplerMetadata(function);
     for (const std::string& strSite : m_vPrintfSites)
     {
         metadata << strSite;
@@ -1583,6 +1589,8 @@ void CILGenerator::GenerateFunction(SFunction& function)
     if (function.bKernel)
     {
         m_nLocalBytes = 0;
+        m_nImageArgs = 0;
+        m_nSamplerArgs = 0;
     }
     MarkLine(pDecl->getLocation());
     m_nReturnFlag = -1;
@@ -1599,6 +1607,11 @@ void CILGenerator::GenerateFunction(SFunction& function)
         if (m_AddressTaken.count(pParameter) != 0)
         {
             Refuse(pParameter, "taking the address of a parameter is not supported");
+        }
+        if (function.bKernel && IsImageArgument(type))
+        {
+            nRow += BindImageArgument(pParameter, nRow);
+            continue;
         }
         SVariable variable;
         if (!function.bKernel)
@@ -1841,6 +1854,11 @@ bool CILGenerator::EmitStatementsGuarded(const std::vector<const clang::Stmt*>& 
 void CILGenerator::EmitDeclaration(const clang::VarDecl* pVar)
 {
     const clang::QualType type = pVar->getType().getCanonicalType();
+    // A sampler variable is a constant that its uses read from its initialiser.
+    if (type->isSamplerT())
+    {
+        return;
+    }
     SVariable variable;
     const bool bLocal = type.getAddressSpace() == clang::LangAS::opencl_local;
     if (pVar->isStaticLocal() && !bLocal)
@@ -3203,6 +3221,11 @@ CILGenerator::SValue CILGenerator::EmitBuiltin(const clang::CallExpr* pCall,
     if (s_WorkItem.count(strName) != 0)
     {
         return WorkItem(strName, pCall);
+    }
+    if (strName.compare(0, 10, "read_image") == 0 || strName.compare(0, 11, "write_image") == 0 ||
+        strName.compare(0, 10, "get_image_") == 0)
+    {
+        return ImageBuiltin(strName, pCall);
     }
     if (strName == "barrier" || strName == "work_group_barrier")
     {

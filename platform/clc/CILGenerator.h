@@ -96,6 +96,14 @@ private:
         SValue result;
         bool bKernel = false;
         uint32_t nLocalBytes = 0; // of the kernel's __local variables
+        // The bits of the kernel's constant samplers, whose ids follow its sampler arguments'.
+        std::vector<uint32_t> vConstantSamplers;
+    };
+    struct SImageArg
+    {
+        uint32_t nId = 0;  // resource id, or UAV id of a written image
+        uint32_t nRow = 0; // of its width, height, depth, layers; then type, order, pitches
+        bool bWrite = false;
     };
     struct SBreakable
     {
@@ -226,6 +234,14 @@ private:
     SValue Atomic64(const std::string& strOp, const clang::CallExpr* pCall, EElement eElement,
                     ESpace eSpace, const SValue& address);
     SValue Printf(const clang::CallExpr* pCall);
+    // Images and samplers.
+    static bool IsImageArgument(clang::QualType type);
+    uint32_t BindImageArgument(const clang::ParmVarDecl* pParameter, uint32_t nRow);
+    std::string ImageMetadata(const clang::ParmVarDecl* pParameter, uint32_t& nOffset) const;
+    std::string SamplerMetadata(const SFunction& function) const;
+    const SImageArg& ImageOf(const clang::Expr* pExpr, const clang::CallExpr* pCall) const;
+    uint32_t SamplerId(const clang::Expr* pExpr, const clang::CallExpr* pCall);
+    SValue ImageBuiltin(const std::string& strName, const clang::CallExpr* pCall);
     SValue AsyncCopy(const clang::CallExpr* pCall, bool bStrided);
     SValue Math(const std::string& strName, const std::vector<SValue>& vArgs,
                 const clang::CallExpr* pCall);
@@ -244,6 +260,10 @@ private:
     std::map<const clang::VarDecl*, SVariable> m_Variables;
     std::map<std::vector<uint32_t>, uint32_t> m_Literals;
     std::vector<std::string> m_vPrintfSites; // the ";printf_fn" lines, by call number
+    std::map<const clang::ParmVarDecl*, SImageArg> m_ImageArgs;
+    std::map<const clang::ParmVarDecl*, uint32_t> m_SamplerArgs; // their sampler ids
+    uint32_t m_nImageArgs = 0;                                   // of the kernel being generated
+    uint32_t m_nSamplerArgs = 0;                                 // of the kernel being generated
 
     // The function being generated.
     SFunction* m_pFunction = nullptr;

@@ -179,6 +179,8 @@ SLaunchResult CILEngine::Launch(const CILProgram& program, CDeviceMemory& memory
         return result;
     }
     state.vConstantBuffers[1] = desc.vConstantBuffer1;
+    state.vImages = desc.vImages;
+    state.vSamplers = desc.vSamplers;
     state.pTrace = desc.pTrace;
     if (state.pTrace != nullptr)
     {

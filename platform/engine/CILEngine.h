@@ -1,6 +1,8 @@
 #ifndef XAN_PLATFORM_CILENGINE_H
 #define XAN_PLATFORM_CILENGINE_H
 
+#include "CImageSampler.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -38,6 +40,9 @@ struct SLaunchDesc
     // and size a launch puts in row PRINTF_ROW of constant buffer 0.
     uint64_t nPrintfAddress = 0;
     uint32_t nPrintfBytes = 0;
+    // The images the kernel reads and writes, and the sampler bits of each sampler id.
+    std::vector<SImageBinding> vImages;
+    std::vector<uint32_t> vSamplers;
     // Records what the launch executes; a traced launch runs on the calling thread.
     CExecutionTrace* pTrace = nullptr;
 

@@ -68,6 +68,8 @@ struct SLaunchState
     std::vector<SMemoryRange> vMemory; // in address order
     uint32_t nLocalMemoryBytes = 0;
     uint32_t nPrivateMemoryBytes = 0; // per work-item, a multiple of 16
+    std::vector<SImageBinding> vImages;
+    std::vector<uint32_t> vSamplers;
     uint64_t nBudget = 0;
     CExecutionTrace* pTrace = nullptr;
 
@@ -237,6 +239,11 @@ private:
     template <bool bModulo> void ExecUnsignedDivide(const SInstruction& instruction);
     void ExecFirstBit(const SInstruction& instruction);
     void ExecSample(const SInstruction& instruction);
+    void ExecImageLoad(const SInstruction& instruction);
+    void ExecImageStore(const SInstruction& instruction);
+    // The image bound to a resource or UAV id and its data in the launch's memory: null when
+    // none is bound or its bytes aren't all there.
+    uint8_t* FindImage(uint32_t nId, bool bUAV, SImageView& view);
 
     // Memory.
     enum EMemorySpace : uint8_t

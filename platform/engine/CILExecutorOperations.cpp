@@ -720,16 +720,6 @@ void CILExecutor::ExecFirstBit(const SInstruction& instruction)
     Commit(instruction, nMask);
 }
 
-// Images aren't bound on this device: a sample reads 0 and never faults.
-void CILExecutor::ExecSample(const SInstruction& instruction)
-{
-    for (unsigned int c = 0; c < 4; ++c)
-    {
-        std::fill_n(Scratch(SLOT_RESULT + c), m_nLanes, 0u);
-    }
-    Commit(instruction, 0xF);
-}
-
 // ---------------------------------------------------------------------------
 // Memory.
 

@@ -8,6 +8,7 @@
 #include "CKernelImage.h"
 #include "CMemObject.h"
 #include "CProgram.h"
+#include "CSampler.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,6 +25,29 @@ uint32_t RoundUp16(uint32_t nValue)
 void WriteWords(std::vector<uint32_t>& vBuffer, uint32_t nOffset, const void* pData, size_t nSize)
 {
     std::memcpy(reinterpret_cast<unsigned char*>(vBuffer.data()) + nOffset, pData, nSize);
+}
+// An image argument as the engine reads it: read-only images by resource id, the others by
+// the UAV id of the same number. Arrays sample as an image of one more dimension.
+SImageBinding BindImage(const SKernelArg& arg, const CMemObject& mem)
+{
+    SImageBinding binding;
+    binding.nId = arg.nResource;
+    binding.bUAV = arg.strAccess != "RO";
+    binding.nAddress = mem.GetDeviceAddress();
+    const cl_mem_object_type nType = mem.GetImageDesc().image_type;
+    binding.layout.nDimensions =
+        nType == CL_MEM_OBJECT_IMAGE1D || nType == CL_MEM_OBJECT_IMAGE1D_BUFFER  ? 1
+        : nType == CL_MEM_OBJECT_IMAGE3D || nType == CL_MEM_OBJECT_IMAGE2D_ARRAY ? 3
+                                                                                 : 2;
+    for (uint32_t d = 0; d < 3; ++d)
+    {
+        binding.layout.vExtent[d] = uint32_t(mem.GetExtent()[d]);
+    }
+    binding.layout.nChannelOrder = mem.GetImageFormat().image_channel_order;
+    binding.layout.nChannelType = mem.GetImageFormat().image_channel_data_type;
+    binding.layout.nRowPitch = uint32_t(mem.GetRowPitch());
+    binding.layout.nSlicePitch = uint32_t(mem.GetSlicePitch());
+    return binding;
 }
 } // namespace
 
@@ -122,6 +146,15 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
         value.nLocalSize = nSize;
         break;
     case AK_Value:
+        if (arg.nSamplerId >= 0)
+        {
+            const cl_int nError = SetSamplerArg(strArg, nSize, pValue, value);
+            if (nError != CL_SUCCESS)
+            {
+                return nError;
+            }
+            break;
+        }
         if (pValue == nullptr)
         {
             return CDiagnostics::Refuse(CL_INVALID_ARG_VALUE, "arg_value",
@@ -142,6 +175,33 @@ cl_int CKernel::SetArg(cl_uint nIndex, size_t nSize, const void* pValue)
     return CL_SUCCESS;
 }
 
+// A sampler_t argument holds its sampler's bits, which also select how its sampler id reads.
+cl_int CKernel::SetSamplerArg(const std::string& strArg, size_t nSize, const void* pValue,
+                              SArgValue& value) const
+{
+    if (nSize != sizeof(cl_sampler))
+    {
+        return CDiagnostics::Refuse(CL_INVALID_ARG_SIZE, "arg_size",
+                                    std::to_string(nSize) + " for " + strArg +
+                                        ", a sampler takes sizeof(cl_sampler)");
+    }
+    cl_sampler sampler = nullptr;
+    if (pValue != nullptr)
+    {
+        std::memcpy(&sampler, pValue, sizeof(sampler));
+    }
+    const CSampler* pSampler = CCLObject::Find<CSampler>(sampler);
+    if (pSampler == nullptr)
+    {
+        return CDiagnostics::Refuse(CL_INVALID_SAMPLER, "arg_value",
+                                    "no sampler of this platform for " + strArg);
+    }
+    const uint32_t nBits = pSampler->GetBits();
+    value.vBytes.resize(sizeof(nBits));
+    std::memcpy(value.vBytes.data(), &nBits, sizeof(nBits));
+    return CL_SUCCESS;
+}
+
 uint32_t CKernel::GetLocalArgBytes() const
 {
     uint32_t nBytes = 0;
@@ -159,6 +219,7 @@ cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
     const std::vector<SKernelArg>& vArgs = pImage->GetArgs();
     std::lock_guard<std::mutex> lock(m_Mutex);
     desc.vConstantBuffer1.assign(pImage->GetArgBufferBytes() / 4, 0);
+    desc.vSamplers = pImage->GetSamplers();
     uint32_t nLocal = RoundUp16(pImage->GetStaticLocalBytes());
     for (size_t i = 0; i < vArgs.size(); ++i)
     {
@@ -174,6 +235,12 @@ cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
         {
             WriteWords(desc.vConstantBuffer1, arg.nOffset, value.vBytes.data(),
                        value.vBytes.size());
+            if (arg.nSamplerId >= 0)
+            {
+                desc.vSamplers.resize(CKernelImage::MAX_SAMPLERS, 0);
+                std::memcpy(&desc.vSamplers[size_t(arg.nSamplerId)], value.vBytes.data(),
+                            sizeof(uint32_t));
+            }
             continue;
         }
         if (arg.eKind == AK_LocalPointer)
@@ -212,6 +279,7 @@ cl_int CKernel::Capture(const CDevice* pDevice, SLaunchDesc& desc,
             format.image_channel_data_type, format.image_channel_order,
             uint32_t(pMem->GetRowPitch()),  uint32_t(pMem->GetSlicePitch())};
         WriteWords(desc.vConstantBuffer1, arg.nOffset, vImage, sizeof(vImage));
+        desc.vImages.push_back(BindImage(arg, *pMem));
     }
     desc.nLocalMemoryBytes = nLocal;
     desc.nPrivateMemoryBytes = pImage->GetPrivateBytes();

@@ -57,6 +57,8 @@ private:
     ~CKernel() override;
     const std::vector<SKernelArg>& GetArgs() const;
     uint32_t GetLocalArgBytes() const;
+    cl_int SetSamplerArg(const std::string& strArg, size_t nSize, const void* pValue,
+                         SArgValue& value) const;
 
     CRef<CProgram> m_pProgram;
     std::string m_strName;

@@ -52,6 +52,10 @@ bool SKernelArg::AcceptsValueSize(size_t nSize) const
 
 std::string SKernelArg::GetTypeName() const
 {
+    if (nSamplerId >= 0)
+    {
+        return "sampler_t";
+    }
     if (eKind == AK_Image)
     {
         std::string strDimension = strDataType;
@@ -133,6 +137,7 @@ bool CKernelImage::ReadMetadata(const std::string& strMetadata, const CDevice& d
             arg.strAccess = pImage->GetAccess();
             arg.nOffset = pImage->GetBufferOffset();
             arg.nRoom = pImage->GetSize();
+            arg.nResource = pImage->GetResourceId();
         }
         else if (const auto* pValue = dynamic_cast<const CCLMetadataValueEntry*>(pEntry))
         {
@@ -179,12 +184,57 @@ bool CKernelImage::ReadMetadata(const std::string& strMetadata, const CDevice& d
         }
         m_vArgs.push_back(arg);
     }
+    if (!ReadSamplers(metadata, strWhere, strLog))
+    {
+        return false;
+    }
     m_nArgBufferBytes = metadata.GetArgBufferSize();
     if (m_nArgBufferBytes % 16 != 0)
     {
         strLog += strWhere + "its arguments end at byte " + std::to_string(m_nArgBufferBytes) +
                   ", which is not a multiple of 16\n";
         return false;
+    }
+    return true;
+}
+
+// A ;sampler: line either gives a constant sampler's bits or names the sampler_t value argument
+// that selects the sampler id at launch.
+bool CKernelImage::ReadSamplers(const CCLMetadata& metadata, const std::string& strWhere,
+                                std::string& strLog)
+{
+    for (const CCLMetadataEntry* pEntry : metadata.GetEntries())
+    {
+        const auto* pSampler = dynamic_cast<const CCLMetadataSamplerEntry*>(pEntry);
+        if (pSampler == nullptr)
+        {
+            continue;
+        }
+        const uint32_t nId = pSampler->GetSamplerId();
+        if (nId >= MAX_SAMPLERS)
+        {
+            strLog += strWhere + "sampler " + pSampler->GetName() + " has the id " +
+                      std::to_string(nId) + ", beyond the " + std::to_string(MAX_SAMPLERS) +
+                      " the device has\n";
+            return false;
+        }
+        m_vSamplers.resize(MAX_SAMPLERS, 0);
+        if (pSampler->GetArgFlag() == 0)
+        {
+            m_vSamplers[nId] = pSampler->GetSamplerValue();
+            continue;
+        }
+        auto it =
+            std::find_if(m_vArgs.begin(), m_vArgs.end(),
+                         [pSampler](const SKernelArg& arg)
+                         { return arg.eKind == AK_Value && arg.strName == pSampler->GetName(); });
+        if (it == m_vArgs.end())
+        {
+            strLog += strWhere + "sampler " + pSampler->GetName() +
+                      " is marked as an argument, and no value argument has that name\n";
+            return false;
+        }
+        it->nSamplerId = int32_t(nId);
     }
     return true;
 }

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+class CCLMetadata;
+
 namespace XAN_Platform
 {
 class CDevice;
@@ -33,7 +35,9 @@ struct SKernelArg
     uint32_t nRoom = 0;      // bytes it takes there
     uint32_t nItemSize = 0;  // bytes of one element, 0 for a type without a size
     std::string strMemoryType;
-    std::string strAccess; // "RO", "WO", "RW" or empty
+    std::string strAccess;   // "RO", "WO", "RW" or empty
+    uint32_t nResource = 0;  // an image's resource id, or UAV id when the kernel writes it
+    int32_t nSamplerId = -1; // a sampler_t value: the sampler id it selects
 
     // Whether clSetKernelArg may give this many bytes for a value.
     bool AcceptsValueSize(size_t nSize) const;
@@ -67,11 +71,17 @@ public:
     uint32_t GetPrivateBytes() const { return m_nPrivateBytes; }
     uint32_t GetArgBufferBytes() const { return m_nArgBufferBytes; }
     bool Is64BitABI() const { return m_b64BitABI; }
+    static const uint32_t MAX_SAMPLERS = 16;
+    // The sampler bits of each sampler id the kernel declares as a constant (none, or
+    // MAX_SAMPLERS entries).
+    const std::vector<uint32_t>& GetSamplers() const { return m_vSamplers; }
     const CPrintfFormatter& GetPrintf() const { return m_Printf; }
 
 private:
     CKernelImage() = default;
     bool ReadMetadata(const std::string& strMetadata, const CDevice& device, std::string& strLog);
+    bool ReadSamplers(const CCLMetadata& metadata, const std::string& strWhere,
+                      std::string& strLog);
 
     std::string m_strName;
     std::string m_strMetadata;
@@ -85,6 +95,7 @@ private:
     uint32_t m_nArgBufferBytes = 0;
     bool m_b64BitABI = false;
     CPrintfFormatter m_Printf;
+    std::vector<uint32_t> m_vSamplers;
 };
 } // namespace XAN_Platform
 

@@ -1,5 +1,7 @@
 #include "CSampler.h"
 
+#include "CImageSampler.h"
+
 #include "CContext.h"
 #include "CDiagnostics.h"
 #include "CInfoWriter.h"
@@ -65,6 +67,14 @@ CSampler* CSampler::Create(CContext* pContext, const cl_sampler_properties* pPro
     }
     nError = CL_SUCCESS;
     return CCLObject::New<CSampler>(pContext, bNormalized, nAddressing, nFilter, vProperties);
+}
+
+uint32_t CSampler::GetBits() const
+{
+    // The addressing modes follow each other in the API as they do in steps of 2 in the bits.
+    const uint32_t nAddress = uint32_t(m_nAddressing - CL_ADDRESS_NONE) * SB_AddressClampToEdge;
+    return (m_bNormalized ? uint32_t(SB_NormalizedCoords) : 0u) | nAddress |
+           (m_nFilter == CL_FILTER_LINEAR ? SB_FilterLinear : SB_FilterNearest);
 }
 
 cl_int CSampler::GetInfo(cl_sampler_info nParam, CInfoWriter& writer)

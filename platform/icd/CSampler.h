@@ -22,6 +22,8 @@ public:
                             cl_int& nError);
 
     cl_int GetInfo(cl_sampler_info nParam, CInfoWriter& writer);
+    // The sampler as the engine takes it: the bits of OpenCL C's sampler_t constants.
+    uint32_t GetBits() const;
 
 private:
     friend class CCLObject;

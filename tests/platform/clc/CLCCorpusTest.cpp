@@ -149,24 +149,6 @@ bool RunLaunch(cl_platform_id platform, const SLaunch& launch,
     return bOk;
 }
 
-// PoCL, when the loader lists it.
-cl_platform_id PoclPlatform()
-{
-    cl_uint nCount = 0;
-    clGetPlatformIDs(0, nullptr, &nCount);
-    std::vector<cl_platform_id> vPlatforms(nCount);
-    clGetPlatformIDs(nCount, vPlatforms.data(), nullptr);
-    for (cl_platform_id platform : vPlatforms)
-    {
-        if (PlatformString(platform, CL_PLATFORM_NAME).find("Portable Computing Language") !=
-            std::string::npos)
-        {
-            return platform;
-        }
-    }
-    return nullptr;
-}
-
 // How the results of two implementations may differ: not at all for integers, by a relative
 // error for floating point (the built-ins' error bounds, summed over the kernel's operations).
 enum ECompare

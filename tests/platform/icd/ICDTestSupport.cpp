@@ -21,6 +21,23 @@ const char* const CHILD_MARKER = "XAN_ICD_TEST_CHILD";
 const char* const CHILD_STDERR = "child-stderr.txt";
 } // namespace
 
+cl_platform_id PoclPlatform()
+{
+    cl_uint nCount = 0;
+    clGetPlatformIDs(0, nullptr, &nCount);
+    std::vector<cl_platform_id> vPlatforms(nCount);
+    clGetPlatformIDs(nCount, vPlatforms.data(), nullptr);
+    for (cl_platform_id platform : vPlatforms)
+    {
+        if (PlatformString(platform, CL_PLATFORM_NAME).find("Portable Computing Language") !=
+            std::string::npos)
+        {
+            return platform;
+        }
+    }
+    return nullptr;
+}
+
 cl_platform_id NordvanePlatform()
 {
     cl_uint nCount = 0;

@@ -16,6 +16,8 @@ namespace XAN_Test
 {
 // The Nordvane platform as the ICD loader lists it, or null.
 cl_platform_id NordvanePlatform();
+// PoCL, when the loader lists it.
+cl_platform_id PoclPlatform();
 cl_device_id FirstDevice(cl_platform_id platform, cl_device_type nType = CL_DEVICE_TYPE_GPU);
 
 // A query's value of type T: pfnGet(args..., sizeof(T), &value, nullptr), which must succeed.
