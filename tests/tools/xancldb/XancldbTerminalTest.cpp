@@ -120,6 +120,8 @@ TEST(XancldbTerminalTest, LineEditingHistoryAndCtrlC)
 
     // Ctrl-C drops a line being typed; the session goes on.
     terminal.Type("print r0");
+    // As a user would, after the editor has shown what was typed.
+    ASSERT_TRUE(terminal.WaitFor("print r0")) << terminal.Output();
     terminal.Type("\x03");
     ASSERT_TRUE(terminal.WaitFor("^C")) << terminal.Output();
     ASSERT_TRUE(terminal.WaitFor(PROMPT)) << terminal.Output();
