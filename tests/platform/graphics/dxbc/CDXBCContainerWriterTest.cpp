@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-
 using XAN_Platform::CDXBCContainerWriter;
 
 TEST(CDXBCContainerWriterTest, MakesTheKnownContainerByteForByte)
