@@ -1,7 +1,9 @@
 #include "CLineReader.h"
 
 #include <histedit.h>
+#include <poll.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -18,6 +20,43 @@ namespace
 // platform, and only a signal that reaches the reading thread ends its read.
 std::atomic<bool> g_bReading(false);
 pthread_t g_Reader;
+
+// The editor's character source. A Ctrl-C that lands between the editor's output and its read
+// would leave a blocking read waiting for a key, so the terminal is polled and the flag checked
+// between polls; the interrupt then ends the read as an interrupted system call does.
+int ReadCharacter(EditLine*, wchar_t* pChar)
+{
+    for (;;)
+    {
+        if (CLineReader::IsInterrupted())
+        {
+            errno = EINTR;
+            return -1;
+        }
+        pollfd entry = {STDIN_FILENO, POLLIN, 0};
+        const int nReady = poll(&entry, 1, 50);
+        if (nReady < 0 && errno != EINTR)
+        {
+            return -1;
+        }
+        if (nReady <= 0)
+        {
+            continue;
+        }
+        char c = 0;
+        const ssize_t nRead = read(STDIN_FILENO, &c, 1);
+        if (nRead < 0 && errno == EINTR)
+        {
+            continue;
+        }
+        if (nRead <= 0)
+        {
+            return int(nRead);
+        }
+        *pChar = wchar_t(static_cast<unsigned char>(c));
+        return 1;
+    }
+}
 
 bool ReadStreamLine(FILE* pFile, std::string& strLine)
 {
@@ -74,6 +113,7 @@ void CLineReader::UseInput(bool bInput, bool bEdit)
     el_set(m_pEditLine, EL_EDITOR, "emacs");
     el_set(m_pEditLine, EL_PROMPT, &CLineReader::Prompt);
     el_set(m_pEditLine, EL_HIST, history, m_pHistory);
+    el_set(m_pEditLine, EL_GETCFN, &ReadCharacter);
     el_source(m_pEditLine, nullptr);
 }
 

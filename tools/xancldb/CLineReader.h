@@ -33,6 +33,7 @@ public:
 
     // Ctrl-C since the last call.
     static bool TakeInterrupt() { return s_bInterrupted.exchange(false); }
+    static bool IsInterrupted() { return s_bInterrupted; }
 
 private:
     static void OnInterrupt(int nSignal);
